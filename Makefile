@@ -1,0 +1,54 @@
+# Thin wrapper over CMake + Ninja. `make demo` and `make test` work on a fresh
+# Debian machine: both install what is missing first.
+
+BUILD      ?= build
+ASAN_BUILD ?= build-asan
+JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
+# Warnings are errors in CI (CI=true) and warnings elsewhere.
+WERROR     ?= $(if $(CI),ON,OFF)
+LAUNCHER   := $(if $(shell command -v ccache 2>/dev/null),-DCMAKE_CXX_COMPILER_LAUNCHER=ccache,)
+CMAKE_ARGS ?=
+
+.PHONY: all deps configure build demo test bench asan format format-check clean
+
+all: build
+
+deps:
+	@bash scripts/install-deps.sh
+
+$(BUILD)/build.ninja:
+	cmake -S . -B $(BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Release -DTARVO_WERROR=$(WERROR) $(LAUNCHER) $(CMAKE_ARGS)
+
+configure: deps $(BUILD)/build.ninja
+
+build: configure
+	cmake --build $(BUILD) -j $(JOBS)
+
+demo: build
+	$(BUILD)/tools/tarvo/tarvo demo --out demo-out
+
+test: build
+	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
+
+bench: build
+	$(BUILD)/bench/tarvo-bench --benchmark_min_time=0.2 $(BENCH_ARGS)
+
+$(ASAN_BUILD)/build.ninja:
+	CXX=clang++ CC=clang cmake -S . -B $(ASAN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Debug \
+	  -DTARVO_SANITIZE=ON -DTARVO_BUILD_BENCH=OFF -DTARVO_WERROR=$(WERROR) $(LAUNCHER) $(CMAKE_ARGS)
+
+asan: deps $(ASAN_BUILD)/build.ninja
+	cmake --build $(ASAN_BUILD) -j $(JOBS)
+	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+	  ctest --test-dir $(ASAN_BUILD) --output-on-failure -j $(JOBS)
+
+FORMAT_FILES = $(shell git ls-files '*.h' '*.cpp' 2>/dev/null)
+
+format:
+	clang-format -i $(FORMAT_FILES)
+
+format-check:
+	clang-format --dry-run --Werror $(FORMAT_FILES)
+
+clean:
+	rm -rf $(BUILD) $(ASAN_BUILD) demo-out
