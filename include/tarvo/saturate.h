@@ -18,7 +18,9 @@ inline int truncInt(double v) {
     if (v <= -2147483648.0) return INT_MIN;
     return static_cast<int>(v);
 }
-inline int truncInt(float v) { return truncInt(static_cast<double>(v)); }
+inline int truncInt(float v) {
+    return truncInt(static_cast<double>(v));
+}
 
 // Round to nearest, ties upwards: floor(v + 0.5), clamped like truncInt.
 inline int roundInt(double v) {

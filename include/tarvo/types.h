@@ -33,11 +33,17 @@ constexpr int MAT_CN_MASK = 0x1F8;
 constexpr int MAT_TYPE_MASK = 0x1FF;
 constexpr int MAT_MAX_CN = 64;
 // Builds a type word from a depth (1..5) and a channel count (1..64).
-constexpr int MAKETYPE(int depth, int cn) { return (depth & 7) | (((cn - 1) & 63) << 3); }
+constexpr int MAKETYPE(int depth, int cn) {
+    return (depth & 7) | (((cn - 1) & 63) << 3);
+}
 // Depth of a type word.
-constexpr int MAT_DEPTH(int type) { return type & MAT_DEPTH_MASK; }
+constexpr int MAT_DEPTH(int type) {
+    return type & MAT_DEPTH_MASK;
+}
 // Channel count of a type word.
-constexpr int MAT_CN(int type) { return ((type >> 3) & 63) + 1; }
+constexpr int MAT_CN(int type) {
+    return ((type >> 3) & 63) + 1;
+}
 // Size in bytes of one element of a depth; index 0 has size 1 and no use.
 constexpr int depthSize(int depth) {
     return depth == 2 ? 2 : depth == 3 ? 4 : depth == 4 ? 4 : depth == 5 ? 8 : 1;
@@ -118,8 +124,7 @@ struct Point4_ {
     // Fills all four elements with v.
     static Point4_ All(T v) { return Point4_(v); }
     bool operator==(const Point4_& o) const {
-        return val[0] == o.val[0] && val[1] == o.val[1] && val[2] == o.val[2] &&
-               val[3] == o.val[3];
+        return val[0] == o.val[0] && val[1] == o.val[1] && val[2] == o.val[2] && val[3] == o.val[3];
     }
     bool operator!=(const Point4_& o) const { return !(*this == o); }
 };
