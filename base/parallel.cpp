@@ -77,7 +77,8 @@ int getNumThreads() {
 
 bool checkHardwareSupport(int feature) {
     if (!g_useOptimized.load(std::memory_order_relaxed)) return false;
-    const int64_t targets = hwy::SupportedTargets();
+    // The processor does not change under us: ask Highway once.
+    static const int64_t targets = hwy::SupportedTargets();
 #if HWY_ARCH_X86
     switch (feature) {
         case 2:
@@ -102,7 +103,8 @@ const char* hardwareFeatureNames() {
     static std::string names;
     static std::once_flag once;
     std::call_once(once, [] {
-        const int64_t targets = hwy::SupportedTargets();
+        // The processor does not change under us: ask Highway once.
+    static const int64_t targets = hwy::SupportedTargets();
         for (int i = 0; i < 63; i++) {
             const int64_t bit = (int64_t)(1ULL << i);
             if (!(targets & bit) || bit == HWY_SCALAR || bit == HWY_EMU128) continue;

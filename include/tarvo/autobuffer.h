@@ -57,7 +57,16 @@ public:
             if (!target) return;
         }
         unsigned keep = m_size < n ? m_size : n;
+        // The fixed array of plain types starts uninitialised by design; moving
+        // its (possibly never written) elements is what resize promises.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
         if (target != m_ptr) std::memmove(static_cast<void*>(target), m_ptr, sizeof(T) * keep);
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic pop
+#endif
         std::memset(static_cast<void*>(target + keep), 0, sizeof(T) * (size_t)(n - keep));
         if (m_ptr != m_buf && m_ptr != target) std::free(m_ptr);
         m_ptr = target;

@@ -31,7 +31,7 @@ private:
     const char* m_function;
     const char* m_message;
     const char* m_file;
-    int m_reserved;
+    [[maybe_unused]] int m_reserved;  // keeps the documented member layout
     int m_line;
     long m_code;
 };
