@@ -1,0 +1,34 @@
+// Dense solvers shared by the Mat linear algebra, tarvoutil and MatOp. Private
+// to tarvobase; every result is a double matrix, inputs are one-channel
+// matrices of any depth without NaN or infinite elements.
+#pragma once
+
+#include "tarvo/mat.h"
+
+namespace tarvo {
+namespace detail {
+
+// Copies a one-channel matrix into a dense row-major double buffer. False for
+// an empty or multi-channel matrix, a bad depth, or a non-finite element.
+bool readDense(const Mat& a, double* out);
+// True when `a` is a non-empty one-channel matrix of a valid depth.
+bool isPlainMatrix(const Mat& a);
+
+// Singular value decomposition with descending values: w is k x 1 (k =
+// min(m, n)); u is m x k and v is n x k, or m x m and n x n when `full`.
+bool svdCompute(const Mat& a, bool full, Mat& w, Mat& u, Mat& v);
+
+// Moore-Penrose pseudo-inverse (n x m); singular values at most
+// max(m, n) * 2^-52 * largest count as zero.
+bool pseudoInverse(const Mat& a, Mat& inv);
+
+// Inverse of a square matrix by LU with partial pivoting; false when the
+// matrix is singular (same test as LUDecomposition::isNonSingular) or unusable.
+bool invertLU(const Mat& a, Mat& inv);
+
+// X solving A X = B by one of the SolveMethod codes. False when the method
+// refuses the system (singular, rank deficient, not SPD, wrong shapes).
+bool solveSystem(const Mat& a, const Mat& b, Mat& x, int method);
+
+}  // namespace detail
+}  // namespace tarvo
