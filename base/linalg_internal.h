@@ -30,5 +30,19 @@ bool invertLU(const Mat& a, Mat& inv);
 // refuses the system (singular, rank deficient, not SPD, wrong shapes).
 bool solveSystem(const Mat& a, const Mat& b, Mat& x, int method);
 
+// Row-major product c = a b of an m x k and a k x n buffer; each element is
+// summed in double over k in ascending order.
+void multiplyDense(const double* a, const double* b, double* c, int m, int k, int n);
+// Reads / writes the first n elements of row r (channels interleaved) as
+// doubles; writing saturates integer depths.
+void readRowValues(const Mat& a, int r, int n, double* out);
+void writeRowValues(const double* s, int n, Mat& dst, int r);
+// Writes a row-major buffer into dst, created rows x cols of `depth` unless it
+// already has that shape and type (its storage is then kept).
+bool writeDense(const double* src, int rows, int cols, int depth, Mat& dst);
+// Element i of a vector as a double, and the saturating store.
+double vecValue(const Vec& v, int i);
+void setVecValue(Vec& v, int i, double x);
+
 }  // namespace detail
 }  // namespace tarvo
