@@ -3,6 +3,8 @@
 // matrices of any depth without NaN or infinite elements.
 #pragma once
 
+#include <vector>
+
 #include "tarvo/mat.h"
 
 namespace tarvo {
@@ -40,6 +42,8 @@ void writeRowValues(const double* s, int n, Mat& dst, int r);
 // Writes a row-major buffer into dst, created rows x cols of `depth` unless it
 // already has that shape and type (its storage is then kept).
 bool writeDense(const double* src, int rows, int cols, int depth, Mat& dst);
+// A one-channel matrix as a dense row-major double buffer; empty when unusable.
+std::vector<double> denseOf(const Mat& a);
 // Element i of a vector as a double, and the saturating store.
 double vecValue(const Vec& v, int i);
 void setVecValue(Vec& v, int i, double x);
