@@ -145,6 +145,15 @@ TEST(MatFile, SubMatricesEmptyObjectsAndConsecutiveRecords) {
     EXPECT_TRUE(test::matEqual(second, b));
     EXPECT_EQ(f.tell(), f.size());
 
+    XFileMem g;
+    Vec emptyVec(0, MAT_Tfloat), filled(4, MAT_Tint);
+    ASSERT_EQ(emptyVec.toFile(&g), 1);
+    ASSERT_TRUE(g.seek(0, SEEK_SET));
+    ASSERT_EQ(filled.fromFile(&g), 1);
+    EXPECT_FALSE(filled.isValid());
+    EXPECT_EQ(filled.length(), 0);
+    EXPECT_EQ(filled.type(), MAT_Tfloat);
+
     // Through a file on disk as well.
     const std::string dir = test::tempDir();
     const std::string p = dir + "/m.tmat";
