@@ -1,0 +1,159 @@
+// The operation table of the tarvo tool: one row per operation.
+#include "operations.h"
+
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace tarvotool {
+
+namespace {
+
+using tarvo::Mat;
+
+// ---- run functions, one per operation
+
+void runCopy(const Mat& in, Mat& out, const Args&) {
+    out = in;
+}
+
+void runCrop(const Mat& in, Mat& out, const Args& a) {
+    tarvo::Rect r(a.i(0), a.i(1), a.i(2), a.i(3));
+    if (r.width == 0) r.width = in.cols() - r.x;
+    if (r.height == 0) r.height = in.rows() - r.y;
+    out.release();
+    if (r.x >= in.cols() || r.y >= in.rows() || r.width <= 0 || r.height <= 0) return;
+    in.subMat(r, out);
+}
+
+// ---- the table
+
+const Operation kOperations[] = {
+    {"copy",
+     "Re-encode a picture; the output format follows the extension of OUT",
+     {},
+     runCopy,
+     nullptr},
+    {"crop",
+     "Cut a rectangle out of a picture (clipped to the picture)",
+     {{"x", "left edge in pixels", 0, 0, 1e6, true},
+      {"y", "top edge in pixels", 0, 0, 1e6, true},
+      {"width", "width in pixels, 0 for up to the right edge", 0, 0, 1e6, true},
+      {"height", "height in pixels, 0 for up to the bottom edge", 0, 0, 1e6, true}},
+     runCrop,
+     nullptr},
+};
+
+std::string formatNumber(double v, bool integer) {
+    char buf[64];
+    if (integer)
+        std::snprintf(buf, sizeof(buf), "%.0f", v);
+    else
+        std::snprintf(buf, sizeof(buf), "%g", v);
+    return buf;
+}
+
+}  // namespace
+
+const Operation* operationTable(std::size_t* count) {
+    *count = sizeof(kOperations) / sizeof(kOperations[0]);
+    return kOperations;
+}
+
+const Operation* findOperation(const char* name) {
+    if (!name) return nullptr;
+    std::size_t n;
+    const Operation* t = operationTable(&n);
+    for (std::size_t i = 0; i < n; i++)
+        if (std::strcmp(t[i].name, name) == 0) return &t[i];
+    return nullptr;
+}
+
+int paramCount(const Operation& op) {
+    int n = 0;
+    while (n < kMaxParams && op.params[n].name) n++;
+    return n;
+}
+
+bool parseArgs(const Operation& op, int n, const char* const* words, Args& args,
+               std::string* positional, int maxPositional, int* positionalCount,
+               std::string& error) {
+    const int np = paramCount(op);
+    for (int k = 0; k < kMaxParams; k++) args.v[k] = k < np ? op.params[k].def : 0.0;
+    int npos = 0;
+    for (int w = 0; w < n; w++) {
+        const char* word = words[w];
+        if (std::strncmp(word, "--", 2) != 0 || word[2] == 0) {
+            if (npos >= maxPositional) {
+                error = std::string("unexpected argument '") + word + "'";
+                return false;
+            }
+            positional[npos++] = word;
+            continue;
+        }
+        std::string name(word + 2), value;
+        bool haveValue = false;
+        std::size_t eq = name.find('=');
+        if (eq != std::string::npos) {
+            value = name.substr(eq + 1);
+            name = name.substr(0, eq);
+            haveValue = true;
+        }
+        int k = 0;
+        while (k < np && name != op.params[k].name) k++;
+        if (k == np) {
+            error = std::string("unknown option '--") + name + "' for " + op.name + " (see tarvo " +
+                    op.name + " --help)";
+            return false;
+        }
+        if (!haveValue) {
+            if (w + 1 >= n) {
+                error = "option '--" + name + "' needs a value";
+                return false;
+            }
+            value = words[++w];
+        }
+        const ParamSpec& p = op.params[k];
+        errno = 0;
+        char* end = nullptr;
+        double v = std::strtod(value.c_str(), &end);
+        if (value.empty() || *end != 0 || errno == ERANGE || !std::isfinite(v)) {
+            error = "option '--" + name + "' needs a number, got '" + value + "'";
+            return false;
+        }
+        if (p.integer && v != std::floor(v)) {
+            error = "option '--" + name + "' needs a whole number, got '" + value + "'";
+            return false;
+        }
+        if (v < p.lo || v > p.hi) {
+            error = "option '--" + name + "' must lie in " + formatNumber(p.lo, p.integer) + ".." +
+                    formatNumber(p.hi, p.integer) + ", got '" + value + "'";
+            return false;
+        }
+        args.v[k] = v;
+    }
+    *positionalCount = npos;
+    return true;
+}
+
+std::string operationHelp(const Operation& op) {
+    std::string s = std::string("usage: tarvo ") + op.name + (paramCount(op) ? " [options]" : "") +
+                    " IN OUT\n" + op.summary + ".\n";
+    const int np = paramCount(op);
+    if (np) s += "options:\n";
+    for (int k = 0; k < np; k++) {
+        const ParamSpec& p = op.params[k];
+        char line[256];
+        std::snprintf(line, sizeof(line), "  --%-12s %s (%s %s..%s, default %s)\n", p.name, p.help,
+                      p.integer ? "whole number" : "number", formatNumber(p.lo, p.integer).c_str(),
+                      formatNumber(p.hi, p.integer).c_str(),
+                      formatNumber(p.def, p.integer).c_str());
+        s += line;
+    }
+    s += "IN is a PNG, JPEG, BMP, PGM or PPM picture; OUT's extension picks the format.\n";
+    return s;
+}
+
+}  // namespace tarvotool
