@@ -1,4 +1,5 @@
 // The operator frame: ipCorePump's pump path, ipCoreFeaturePump, ipCoreRegist.
+#include <cstring>
 #include <new>
 
 #include "tarvo/ip/core.h"
@@ -38,7 +39,12 @@ PumpRet ipCorePump::pumpProcess() {
     Mat* result = new (std::nothrow) Mat();
     if (!result) return 1;
     // No input leaves the result empty: the operator sees an empty source.
-    if (input) result->create(*input, false);
+    // The pixels are cleared so that an operator that refuses the input, or
+    // one that works over what its destination holds, gives defined values.
+    if (input && result->create(*input, false) >= 0 && !result->empty()) {
+        const int bytes = result->rowByteSize();
+        for (int r = 0; r < result->rows(); r++) std::memset(result->data.ptr[r], 0, size_t(bytes));
+    }
     process(input, result);
     // The previous result would otherwise be lost when the pump runs again.
     if (getDataEx(1) != result) releaseData();
