@@ -26,11 +26,18 @@ struct DemoStep {
 
 const DemoStep kDemoSteps[] = {
     {"crop.png", "crop", "--x 150 --y 80 --width 300 --height 240"},
+    {"colorize.png", "colorize", "--hue 20 --saturation 200 --blend 0.7"},
+    {"shift-rgb.png", "shift-rgb", "--red 40 --green -10 --blue -30"},
+    {"hsl.png", "hsl", "--hue 120 --saturation 20 --lightness 5"},
+    {"warm.png", "color-temperature", "--kelvin 3500"},
+    {"cool.png", "color-temperature", "--kelvin 11000"},
 };
 
 // Operations chained as pumps into pipeline.png, in this order.
 const DemoStep kPipelineSteps[] = {
-    {nullptr, nullptr, nullptr},
+    {"", "colorize", "--hue 150 --saturation 120 --blend 0.5"},
+    {"", "shift-rgb", "--red 10 --blue 25"},
+    {"", "color-temperature", "--kelvin 8000"},
 };
 
 std::vector<std::string> splitWords(const char* s) {

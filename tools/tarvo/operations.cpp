@@ -6,6 +6,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
+
+#include "tarvo/ip/photo.h"
 
 namespace tarvotool {
 
@@ -28,6 +31,42 @@ void runCrop(const Mat& in, Mat& out, const Args& a) {
     in.subMat(r, out);
 }
 
+void runColorize(const Mat& in, Mat& out, const Args& a) {
+    tarvo::ip::colorize(in, out, (unsigned char)a.i(0), (unsigned char)a.i(1), a.f(2));
+}
+tarvo::PumpABC* pumpColorize(const Args& a) {
+    tarvo::ipColorize* p = new (std::nothrow) tarvo::ipColorize();
+    if (p) {
+        p->hue = (unsigned char)a.i(0);
+        p->saturation = (unsigned char)a.i(1);
+        p->blend = a.f(2);
+    }
+    return p;
+}
+
+void runShiftRGB(const Mat& in, Mat& out, const Args& a) {
+    out.create(in, true);  // the operator never re-creates its destination
+    tarvo::ip::shiftRGB(in, out, a.i(0), a.i(1), a.i(2));
+}
+tarvo::PumpABC* pumpShiftRGB(const Args& a) {
+    tarvo::ipShiftRGB* p = new (std::nothrow) tarvo::ipShiftRGB();
+    if (p)
+        for (int k = 0; k < 3; k++) p->shift[k] = a.i(k);
+    return p;
+}
+
+void runHSL(const Mat& in, Mat& out, const Args& a) {
+    out = in;  // the operator adjusts the pixels its destination holds
+    tarvo::ip::hsl(out, out, a.i(0), a.i(1), a.i(2));
+}
+
+void runTemperature(const Mat& in, Mat& out, const Args& a) {
+    tarvo::ip::colorTemperature(in, out, a.i(0));
+}
+tarvo::PumpABC* pumpTemperature(const Args& a) {
+    return new (std::nothrow) tarvo::ipColorTemperature(a.i(0));
+}
+
 // ---- the table
 
 const Operation kOperations[] = {
@@ -44,6 +83,32 @@ const Operation kOperations[] = {
       {"height", "height in pixels, 0 for up to the bottom edge", 0, 0, 1e6, true}},
      runCrop,
      nullptr},
+    {"colorize",
+     "Tint towards one hue and saturation, keeping each pixel's lightness",
+     {{"hue", "hue on a 0..255 turn (0 red, 85 green, 170 blue)", 20, 0, 255, true},
+      {"saturation", "saturation of the tint", 200, 0, 255, true},
+      {"blend", "share of the tint, 0 keeps the picture", 0.7, 0, 1, false}},
+     runColorize,
+     pumpColorize},
+    {"shift-rgb",
+     "Add a constant to the red, green and blue channels (clamped to 0..255)",
+     {{"red", "added to red", 0, -255, 255, true},
+      {"green", "added to green", 0, -255, 255, true},
+      {"blue", "added to blue", 0, -255, 255, true}},
+     runShiftRGB,
+     pumpShiftRGB},
+    {"hsl",
+     "Shift hue, saturation and lightness (greys keep their colour under a hue shift)",
+     {{"hue", "hue shift in degrees", 0, -360, 360, true},
+      {"saturation", "saturation shift in percent points", 0, -100, 100, true},
+      {"lightness", "lightness shift in percent points", 0, -100, 100, true}},
+     runHSL,
+     nullptr},
+    {"color-temperature",
+     "Warm (below 6600 K) or cool (above) the picture",
+     {{"kelvin", "colour temperature in kelvin, 6600 is neutral", 5000, 1000, 20000, true}},
+     runTemperature,
+     pumpTemperature},
 };
 
 std::string formatNumber(double v, bool integer) {
