@@ -29,13 +29,13 @@ const DemoStep kDemoSteps[] = {
     {"colorize.png", "colorize", "--hue 20 --saturation 200 --blend 0.7"},
     {"shift-rgb.png", "shift-rgb", "--red 40 --green -10 --blue -30"},
     {"hsl.png", "hsl", "--hue 120 --saturation 20 --lightness 5"},
-    {"warm.png", "color-temperature", "--kelvin 3500"},
-    {"cool.png", "color-temperature", "--kelvin 11000"},
+    {"temperature-3500.png", "color-temperature", "--kelvin 3500"},
+    {"temperature-11000.png", "color-temperature", "--kelvin 11000"},
 };
 
 // Operations chained as pumps into pipeline.png, in this order.
 const DemoStep kPipelineSteps[] = {
-    {"", "colorize", "--hue 150 --saturation 120 --blend 0.5"},
+    {"", "colorize", "--hue 20 --saturation 160 --blend 0.5"},
     {"", "shift-rgb", "--red 10 --blue 25"},
     {"", "color-temperature", "--kelvin 8000"},
 };
@@ -176,7 +176,7 @@ int runDemo(int argc, const char* const* argv) {
 
     std::string abs = std::filesystem::absolute(outDir, ec).lexically_normal().string();
     std::printf("tarvo demo: %zu pictures written to %s\n", written.size(), abs.c_str());
-    for (const Written& w : written) std::printf("  %-18s %s\n", w.file.c_str(), w.what.c_str());
+    for (const Written& w : written) std::printf("  %-22s %s\n", w.file.c_str(), w.what.c_str());
     return 0;
 }
 

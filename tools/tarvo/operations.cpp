@@ -105,7 +105,7 @@ const Operation kOperations[] = {
      runHSL,
      nullptr},
     {"color-temperature",
-     "Warm (below 6600 K) or cool (above) the picture",
+     "Shift the colour balance: below 6600 K towards blue, above towards red and yellow",
      {{"kelvin", "colour temperature in kelvin, 6600 is neutral", 5000, 1000, 20000, true}},
      runTemperature,
      pumpTemperature},

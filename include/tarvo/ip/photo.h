@@ -51,8 +51,10 @@ public:
     int lightnessShift;   // percent points, result clamped to 0..100
 };
 
-// Warms (below 6600 K) or cools (above) a byte image by fixed per-channel
-// offsets; 6600 K leaves it unchanged. The destination is always re-created.
+// Shifts the colour balance of a byte image by per-channel offsets that grow
+// with the distance from 6600 K: below it towards blue (red and green lowered,
+// blue raised), above it towards red and yellow; 6600 K leaves it unchanged. The destination is
+// always re-created.
 class TARVO_EXPORTS ipColorTemperature : public ipCorePump {
 public:
     explicit ipColorTemperature(int temperature = 6600) : temperature(temperature) {}
@@ -86,7 +88,8 @@ TARVO_EXPORTS void shiftRGB(const Mat& src, Mat& dst, int shift0, int shift1, in
 // Adjusts the pixels dst holds (see ipHSL): pass src as dst, or copy src into dst first.
 TARVO_EXPORTS void hsl(const Mat& src, Mat& dst, int hueShift, int saturationShift,
                        int lightnessShift);
-// dst = src warmed or cooled to the temperature in kelvin (6600 is neutral).
+// dst = src with the colour balance of the temperature in kelvin (6600 is neutral,
+// lower is bluer, higher is redder).
 TARVO_EXPORTS void colorTemperature(const Mat& src, Mat& dst, int temperature);
 
 }  // namespace ip
