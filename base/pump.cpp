@@ -140,6 +140,10 @@ PumpABC::~PumpABC() {
 }
 
 void PumpABC::PumpRelease() {
+    // Owned results live on the pins: free them before the pins go. Inside a
+    // destructor this reaches the class being destroyed, whose own destructor
+    // has already released its data, so nothing is freed twice.
+    releaseData();
     // Drop the far ends first so no pump keeps a pointer to a pin freed here.
     for (int i = 0; i < PUMP_MAX_PINS; i++) {
         LinkList* l = linksOf(m_data[i]);

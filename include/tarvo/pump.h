@@ -141,7 +141,8 @@ public:
     int getLinkCount(int pin);
     Pin* getLinkedPin(int pin, int i);
 
-    // Disconnects every pin and frees the pin objects. Safe to call repeatedly:
+    // Frees owned data (releaseData), disconnects every pin and frees the pin
+    // objects. Safe to call repeatedly:
     // a released pump has no pins until resetLinks() builds them again.
     void PumpRelease();
     // Drops all connections and registered data, then builds one pin per

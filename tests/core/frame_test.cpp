@@ -176,7 +176,8 @@ TEST(PumpPath, ReleaseIsSafeToRepeat) {
     a->PumpRelease();
     EXPECT_EQ(a->getPin(0), nullptr);
     EXPECT_FALSE(b.isConnected(0));  // the far end forgot the link
-    delete a;                        // the destructors release once more
+    EXPECT_EQ(b.getDataEx(0), nullptr);
+    delete a;  // the destructors release once more
 
     // Deleting a pump that is still connected unlinks the far end too.
     ipTestInvert* c = new ipTestInvert();
