@@ -89,10 +89,15 @@ bool decodePnm(const unsigned char* data, size_t size, const ImageLimits& lim, M
     if (out.create(h, w, MAKETYPE(MAT_Tuchar, cn)) < 0) return false;
     const unsigned mv = (unsigned)maxval;
     const size_t rowSamples = (size_t)w * cn;
+    unsigned char lut[256];
+    for (unsigned v = 0; v < 256; v++) lut[v] = scaleSample(v, mv);
     for (int y = 0; y < h; y++) {
         unsigned char* d = out.data.ptr[y];
         if (binary && bytesPerSample == 1) {
-            for (size_t i = 0; i < rowSamples; i++) d[i] = scaleSample(cur.p[i], mv);
+            if (mv == 255)
+                std::memcpy(d, cur.p, rowSamples);
+            else
+                for (size_t i = 0; i < rowSamples; i++) d[i] = lut[cur.p[i]];
             cur.p += rowSamples;
         } else if (binary) {
             for (size_t i = 0; i < rowSamples; i++)

@@ -95,43 +95,42 @@ bool writeElements(XFile* f, const unsigned char* src, size_t n, int elemBytes) 
     return true;
 }
 
-// Payload of `bytes` bytes. When the stream knows its length the request is
-// checked against what remains and read straight into the destination;
-// otherwise it is read in bounded chunks, so memory only grows as data
-// actually arrives. On success `sink` receives the bytes.
-class Payload {
-public:
-    // True when a stream of known length holds at least `bytes` more bytes, or
-    // when its length is unknown (the chunked read decides then).
-    static bool plausible(XFile* f, unsigned long long bytes, bool& known) {
-        const long sz = f->size();
-        const long pos = f->tell();
-        known = sz >= 0 && pos >= 0;
-        if (!known) return true;
-        if (pos > sz) return false;
-        return bytes <= (unsigned long long)(sz - pos);
-    }
-    // Reads everything into a buffer of its own when the length is unknown.
-    static bool readChunked(XFile* f, size_t bytes, std::vector<unsigned char>& buf) {
-        try {
-            buf.clear();
-            while (buf.size() < bytes) {
-                const size_t part = bytes - buf.size() < IO_CHUNK ? bytes - buf.size() : IO_CHUNK;
-                const size_t old = buf.size();
-                buf.resize(old + part);
-                if (f->read(buf.data() + old, 1, (unsigned)part) != part) return false;
-            }
-        } catch (...) {
-            return false;
+// Payloads. When the stream knows its length and position, a request must
+// fit in what remains before anything is allocated, and is then read straight
+// into the destination. When it does not, the payload is read in bounded
+// chunks into a growing buffer, so memory only grows as data actually arrives.
+
+// False when a stream of known length holds fewer than `bytes` more bytes;
+// `known` tells whether the length was known at all.
+bool payloadFits(XFile* f, unsigned long long bytes, bool& known) {
+    const long sz = f->size();
+    const long pos = f->tell();
+    known = sz >= 0 && pos >= 0;
+    if (!known) return true;
+    if (pos > sz) return false;
+    return bytes <= (unsigned long long)(sz - pos);
+}
+
+bool readChunked(XFile* f, size_t bytes, std::vector<unsigned char>& buf) {
+    try {
+        buf.clear();
+        while (buf.size() < bytes) {
+            const size_t part = bytes - buf.size() < IO_CHUNK ? bytes - buf.size() : IO_CHUNK;
+            const size_t old = buf.size();
+            buf.resize(old + part);
+            if (f->read(buf.data() + old, 1, (unsigned)part) != part) return false;
         }
-        return true;
+    } catch (...) {
+        return false;
     }
-};
+    return true;
+}
 
 }  // namespace
 
 int Mat::toFile(XFile* file) const {
-    if (!file) return 0;
+    // A type word the reader would refuse is not written either.
+    if (!file || type() < MAT_Tuchar || type() > MAT_Tdouble) return 0;
     const bool empty = !isValid() || m_rows <= 0 || m_cols <= 0;
     unsigned char head[20];
     std::memcpy(head, "TMAT", 4);
@@ -170,10 +169,10 @@ int Mat::fromFile(XFile* file) {
     if (elems > (unsigned long long)MAT_MAX_ELEMENTS) return 0;
     const unsigned long long bytes = elems * (unsigned long long)esz;
     bool known = false;
-    if (!Payload::plausible(file, bytes, known)) return 0;
+    if (!payloadFits(file, bytes, known)) return 0;
 
     std::vector<unsigned char> staged;
-    if (!known && !Payload::readChunked(file, (size_t)bytes, staged)) return 0;
+    if (!known && !readChunked(file, (size_t)bytes, staged)) return 0;
 
     if (create(rows, cols, typeWord) < 0) {
         release();
@@ -196,7 +195,7 @@ int Mat::fromFile(XFile* file) {
 }
 
 int Vec::toFile(XFile* file) const {
-    if (!file) return 0;
+    if (!file || m_type < MAT_Tuchar || m_type > MAT_Tdouble) return 0;
     const bool empty = !isValid() || m_length <= 0;
     unsigned char head[16];
     std::memcpy(head, "TVEC", 4);
@@ -226,9 +225,9 @@ int Vec::fromFile(XFile* file) {
     const int esz = depthSize(depth);
     const unsigned long long bytes = (unsigned long long)length * (unsigned long long)esz;
     bool known = false;
-    if (!Payload::plausible(file, bytes, known)) return 0;
+    if (!payloadFits(file, bytes, known)) return 0;
     std::vector<unsigned char> staged;
-    if (!known && !Payload::readChunked(file, (size_t)bytes, staged)) return 0;
+    if (!known && !readChunked(file, (size_t)bytes, staged)) return 0;
     if (create(length, depth) != 1) {
         release();
         return 0;
