@@ -59,7 +59,7 @@ TEST(OperatorFrame, NullDestinationWorksInPlace) {
 
 TEST(OperatorFrame, RefusedInputLeavesDestinationUnchanged) {
     Mat src(2, 2, MAT_Tfloat);
-    src = 1.0;
+    for (int r = 0; r < 2; r++) src.ptr<float>(r)[0] = src.ptr<float>(r)[1] = 1.0f;
     Mat dst = smallRgb();
     Mat before = dst;
     test::testInvert(src, dst);

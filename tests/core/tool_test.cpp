@@ -75,6 +75,7 @@ TEST_F(Tool, InfoNamesLibraryTargetsAndThreads) {
     EXPECT_NE(r.out.find("tarvoip 2.2"), std::string::npos) << r.out;
     EXPECT_NE(r.out.find("2.2.2"), std::string::npos);
     EXPECT_NE(r.out.find("vector targets:"), std::string::npos);
+    EXPECT_NE(r.out.find("vector paths:"), std::string::npos);
     EXPECT_NE(r.out.find("threads:"), std::string::npos);
     EXPECT_TRUE(r.err.empty());
 }

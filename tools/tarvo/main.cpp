@@ -9,12 +9,10 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
-#include <thread>
-
-#include <hwy/targets.h>
 
 #include "operations.h"
 #include "tarvo/ip/core.h"
+#include "tarvo/parallel.h"
 #include "tool.h"
 
 using namespace tarvotool;
@@ -27,22 +25,23 @@ void printUsage() {
         "       tarvo <operation> --help    parameters of one operation\n");
 }
 
-// Vector instruction sets the library's dispatch can choose on this processor.
+// Vector instruction sets the library uses on this processor.
 std::string vectorTargets() {
-    std::string s;
-    const int64_t usable = hwy::SupportedTargets() & HWY_TARGETS;
-    for (int64_t bits = usable; bits != 0; bits &= bits - 1) {
-        int64_t t = bits & -bits;
-        if (t == HWY_SCALAR || t == HWY_EMU128) continue;
-        if (!s.empty()) s += ", ";
-        s += hwy::TargetName(t);
-    }
-    return s.empty() ? "none (scalar code)" : s;
+    const char* names = tarvo::hardwareFeatureNames();
+    return names && *names ? names : "none (scalar code)";
 }
 
-int threadCount() {
-    unsigned n = std::thread::hardware_concurrency();
-    return n ? int(n) : 1;
+// The vector paths that the feature query switches on, by what they serve.
+std::string vectorPaths() {
+    static const struct {
+        int code;
+        const char* what;
+    } kPaths[] = {
+        {2, "float"}, {3, "integer"}, {4, "transforms"}, {10, "wide float"}, {11, "wide integer"}};
+    std::string s;
+    for (const auto& p : kPaths)
+        if (tarvo::checkHardwareSupport(p.code)) s += (s.empty() ? "" : ", ") + std::string(p.what);
+    return s.empty() ? "none (scalar code)" : s;
 }
 
 int cmdInfo() {
@@ -53,7 +52,8 @@ int cmdInfo() {
                 info.nPatch);
     std::printf("copyright:      %s\n", info.szCopyright);
     std::printf("vector targets: %s\n", vectorTargets().c_str());
-    std::printf("threads:        %d\n", threadCount());
+    std::printf("vector paths:   %s\n", vectorPaths().c_str());
+    std::printf("threads:        %d\n", tarvo::getNumThreads());
     return 0;
 }
 
