@@ -1,0 +1,183 @@
+// tarvo demo: runs a showcase on the bundled sample and writes PNG files.
+//
+// The demo is a list of steps in the same spirit as the operation table: each
+// row names an output file, an operation of the table and its options. The
+// last part chains the operations that have a pump form through a Pipe.
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "operations.h"
+#include "tarvo/pump.h"
+#include "tool.h"
+
+namespace tarvotool {
+
+namespace {
+
+struct DemoStep {
+    const char* file;
+    const char* operation;
+    const char* options;  // as typed on the command line
+};
+
+const DemoStep kDemoSteps[] = {
+    {"crop.png", "crop", "--x 150 --y 80 --width 300 --height 240"},
+    {"colorize.png", "colorize", "--hue 20 --saturation 200 --blend 0.7"},
+    {"shift-rgb.png", "shift-rgb", "--red 40 --green -10 --blue -30"},
+    {"hsl.png", "hsl", "--hue 120 --saturation 20 --lightness 5"},
+    {"temperature-3500.png", "color-temperature", "--kelvin 3500"},
+    {"temperature-11000.png", "color-temperature", "--kelvin 11000"},
+};
+
+// Operations chained as pumps into pipeline.png, in this order.
+const DemoStep kPipelineSteps[] = {
+    {"", "colorize", "--hue 20 --saturation 160 --blend 0.5"},
+    {"", "shift-rgb", "--red 10 --blue 25"},
+    {"", "color-temperature", "--kelvin 8000"},
+};
+
+std::vector<std::string> splitWords(const char* s) {
+    std::vector<std::string> out;
+    std::istringstream in(s ? s : "");
+    std::string w;
+    while (in >> w) out.push_back(w);
+    return out;
+}
+
+bool parseStep(const DemoStep& step, const Operation*& op, Args& args, std::string& error) {
+    op = findOperation(step.operation);
+    if (!op) {
+        error = std::string("demo step '") + step.file + "' names no operation '" + step.operation +
+                "'";
+        return false;
+    }
+    std::vector<std::string> words = splitWords(step.options);
+    std::vector<const char*> argv;
+    for (const std::string& w : words) argv.push_back(w.c_str());
+    std::string pos[1];
+    int npos = 0;
+    return parseArgs(*op, int(argv.size()), argv.data(), args, pos, 0, &npos, error);
+}
+
+// Runs the pump forms of the pipeline steps over the sample through a Pipe.
+// Returns false with a message when a step cannot be built or gives nothing.
+bool runPipeline(const tarvo::Mat& sample, tarvo::Mat& result, std::string& description,
+                 std::string& error) {
+    tarvo::Pipe pipe;
+    tarvo::PumpABC* entry = tarvo::MatToImagePump::New();
+    if (!entry || !pipe.append(entry)) {
+        delete entry;
+        error = "cannot build the demo pipeline";
+        return false;
+    }
+    int stages = 0;
+    for (const DemoStep& step : kPipelineSteps) {
+        if (!step.operation) continue;
+        const Operation* op;
+        Args args;
+        if (!parseStep(step, op, args, error)) return false;
+        tarvo::PumpABC* pump = op->makePump ? op->makePump(args) : nullptr;
+        if (!pump || !pipe.append(pump)) {
+            delete pump;
+            error = std::string("operation '") + op->name + "' cannot be chained as a pump";
+            return false;
+        }
+        description += (stages++ ? " -> " : "") + std::string(op->name);
+    }
+    if (stages == 0) return false;  // nothing to chain yet
+    entry->regData(const_cast<tarvo::Mat*>(&sample), "mat");
+    if (!pipe.run()) {
+        error = "the demo pipeline could not be ordered";
+        return false;
+    }
+    tarvo::PumpABC* last = pipe.getAt(pipe.getPumpCount() - 1);
+    tarvo::Mat* out = static_cast<tarvo::Mat*>(last->getDataEx(1));
+    if (!out || out->empty()) {
+        error = "the demo pipeline produced an empty picture";
+        return false;
+    }
+    result = *out;
+    entry->regData(nullptr, "");
+    return true;
+}
+
+}  // namespace
+
+int runDemo(int argc, const char* const* argv) {
+    std::string outDir = "demo-out";
+    for (int i = 0; i < argc; i++) {
+        std::string a = argv[i];
+        if (a == "--help" || a == "-h") {
+            std::printf(
+                "usage: tarvo demo [--out DIR]\n"
+                "Runs a showcase of the operations on the sample picture built into tarvo\n"
+                "and writes the results as PNG files into DIR (default ./demo-out).\n");
+            return 0;
+        } else if (a == "--out" && i + 1 < argc) {
+            outDir = argv[++i];
+        } else if (a.rfind("--out=", 0) == 0) {
+            outDir = a.substr(6);
+        } else if (a == "--out") {
+            return fail("option '--out' needs a folder");
+        } else {
+            return fail("unknown argument '" + a + "' for demo (see tarvo demo --help)");
+        }
+    }
+    if (outDir.empty()) return fail("option '--out' needs a folder");
+
+    std::error_code ec;
+    std::filesystem::create_directories(outDir, ec);
+    if (ec || !std::filesystem::is_directory(outDir)) {
+        return fail("cannot create folder '" + outDir +
+                    "': " + (ec ? ec.message() : std::string("a file of that name exists")));
+    }
+    std::string error;
+    tarvo::Mat sample;
+    if (!loadSample(sample, error)) return fail(error);
+
+    struct Written {
+        std::string file, what;
+    };
+    std::vector<Written> written;
+    auto save = [&](const std::string& file, const tarvo::Mat& img, const std::string& what) {
+        std::string path = (std::filesystem::path(outDir) / file).string();
+        if (!savePicture(path, img, error)) return false;
+        written.push_back({file, what});
+        return true;
+    };
+
+    char size[64];
+    std::snprintf(size, sizeof(size), "the bundled sample, %dx%d", sample.cols(), sample.rows());
+    if (!save("original.png", sample, size)) return fail(error);
+
+    for (const DemoStep& step : kDemoSteps) {
+        const Operation* op;
+        Args args;
+        if (!parseStep(step, op, args, error)) return fail(error);
+        tarvo::Mat result;
+        op->run(sample, result, args);
+        if (result.empty())
+            return fail(std::string("operation '") + op->name + "' refused the sample picture");
+        if (!save(step.file, result, std::string(op->name) + " " + step.options))
+            return fail(error);
+    }
+
+    tarvo::Mat chained;
+    std::string chain;
+    if (runPipeline(sample, chained, chain, error)) {
+        if (!save("pipeline.png", chained, "pump pipeline: " + chain)) return fail(error);
+    } else if (!error.empty()) {
+        return fail(error);
+    }
+
+    std::string abs = std::filesystem::absolute(outDir, ec).lexically_normal().string();
+    std::printf("tarvo demo: %zu pictures written to %s\n", written.size(), abs.c_str());
+    for (const Written& w : written) std::printf("  %-22s %s\n", w.file.c_str(), w.what.c_str());
+    return 0;
+}
+
+}  // namespace tarvotool

@@ -1,0 +1,224 @@
+// The operation table of the tarvo tool: one row per operation.
+#include "operations.h"
+
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "tarvo/ip/photo.h"
+
+namespace tarvotool {
+
+namespace {
+
+using tarvo::Mat;
+
+// ---- run functions, one per operation
+
+void runCopy(const Mat& in, Mat& out, const Args&) {
+    out = in;
+}
+
+void runCrop(const Mat& in, Mat& out, const Args& a) {
+    tarvo::Rect r(a.i(0), a.i(1), a.i(2), a.i(3));
+    if (r.width == 0) r.width = in.cols() - r.x;
+    if (r.height == 0) r.height = in.rows() - r.y;
+    out.release();
+    if (r.x >= in.cols() || r.y >= in.rows() || r.width <= 0 || r.height <= 0) return;
+    in.subMat(r, out);
+}
+
+void runColorize(const Mat& in, Mat& out, const Args& a) {
+    tarvo::ip::colorize(in, out, (unsigned char)a.i(0), (unsigned char)a.i(1), a.f(2));
+}
+tarvo::PumpABC* pumpColorize(const Args& a) {
+    tarvo::ipColorize* p = new (std::nothrow) tarvo::ipColorize();
+    if (p) {
+        p->hue = (unsigned char)a.i(0);
+        p->saturation = (unsigned char)a.i(1);
+        p->blend = a.f(2);
+    }
+    return p;
+}
+
+void runShiftRGB(const Mat& in, Mat& out, const Args& a) {
+    out.create(in, true);  // the operator never re-creates its destination
+    tarvo::ip::shiftRGB(in, out, a.i(0), a.i(1), a.i(2));
+}
+tarvo::PumpABC* pumpShiftRGB(const Args& a) {
+    tarvo::ipShiftRGB* p = new (std::nothrow) tarvo::ipShiftRGB();
+    if (p)
+        for (int k = 0; k < 3; k++) p->shift[k] = a.i(k);
+    return p;
+}
+
+void runHSL(const Mat& in, Mat& out, const Args& a) {
+    out = in;  // the operator adjusts the pixels its destination holds
+    tarvo::ip::hsl(out, out, a.i(0), a.i(1), a.i(2));
+}
+
+void runTemperature(const Mat& in, Mat& out, const Args& a) {
+    tarvo::ip::colorTemperature(in, out, a.i(0));
+}
+tarvo::PumpABC* pumpTemperature(const Args& a) {
+    return new (std::nothrow) tarvo::ipColorTemperature(a.i(0));
+}
+
+// ---- the table
+
+const Operation kOperations[] = {
+    {"copy",
+     "Re-encode a picture; the output format follows the extension of OUT",
+     {},
+     runCopy,
+     nullptr},
+    {"crop",
+     "Cut a rectangle out of a picture (clipped to the picture)",
+     {{"x", "left edge in pixels", 0, 0, 1e6, true},
+      {"y", "top edge in pixels", 0, 0, 1e6, true},
+      {"width", "width in pixels, 0 for up to the right edge", 0, 0, 1e6, true},
+      {"height", "height in pixels, 0 for up to the bottom edge", 0, 0, 1e6, true}},
+     runCrop,
+     nullptr},
+    {"colorize",
+     "Tint towards one hue and saturation, keeping each pixel's lightness",
+     {{"hue", "hue on a 0..255 turn (0 red, 85 green, 170 blue)", 20, 0, 255, true},
+      {"saturation", "saturation of the tint", 200, 0, 255, true},
+      {"blend", "share of the tint, 0 keeps the picture", 0.7, 0, 1, false}},
+     runColorize,
+     pumpColorize},
+    {"shift-rgb",
+     "Add a constant to the red, green and blue channels (clamped to 0..255)",
+     {{"red", "added to red", 0, -255, 255, true},
+      {"green", "added to green", 0, -255, 255, true},
+      {"blue", "added to blue", 0, -255, 255, true}},
+     runShiftRGB,
+     pumpShiftRGB},
+    {"hsl",
+     "Shift hue, saturation and lightness (greys keep their colour under a hue shift)",
+     {{"hue", "hue shift in degrees", 0, -360, 360, true},
+      {"saturation", "saturation shift in percent points", 0, -100, 100, true},
+      {"lightness", "lightness shift in percent points", 0, -100, 100, true}},
+     runHSL,
+     nullptr},
+    {"color-temperature",
+     "Shift the colour balance: below 6600 K towards blue, above towards red and yellow",
+     {{"kelvin", "colour temperature in kelvin, 6600 is neutral", 5000, 1000, 20000, true}},
+     runTemperature,
+     pumpTemperature},
+};
+
+std::string formatNumber(double v, bool integer) {
+    char buf[64];
+    if (integer)
+        std::snprintf(buf, sizeof(buf), "%.0f", v);
+    else
+        std::snprintf(buf, sizeof(buf), "%g", v);
+    return buf;
+}
+
+}  // namespace
+
+const Operation* operationTable(std::size_t* count) {
+    *count = sizeof(kOperations) / sizeof(kOperations[0]);
+    return kOperations;
+}
+
+const Operation* findOperation(const char* name) {
+    if (!name) return nullptr;
+    std::size_t n;
+    const Operation* t = operationTable(&n);
+    for (std::size_t i = 0; i < n; i++)
+        if (std::strcmp(t[i].name, name) == 0) return &t[i];
+    return nullptr;
+}
+
+int paramCount(const Operation& op) {
+    int n = 0;
+    while (n < kMaxParams && op.params[n].name) n++;
+    return n;
+}
+
+bool parseArgs(const Operation& op, int n, const char* const* words, Args& args,
+               std::string* positional, int maxPositional, int* positionalCount,
+               std::string& error) {
+    const int np = paramCount(op);
+    for (int k = 0; k < kMaxParams; k++) args.v[k] = k < np ? op.params[k].def : 0.0;
+    int npos = 0;
+    for (int w = 0; w < n; w++) {
+        const char* word = words[w];
+        if (std::strncmp(word, "--", 2) != 0 || word[2] == 0) {
+            if (npos >= maxPositional) {
+                error = std::string("unexpected argument '") + word + "'";
+                return false;
+            }
+            positional[npos++] = word;
+            continue;
+        }
+        std::string name(word + 2), value;
+        bool haveValue = false;
+        std::size_t eq = name.find('=');
+        if (eq != std::string::npos) {
+            value = name.substr(eq + 1);
+            name = name.substr(0, eq);
+            haveValue = true;
+        }
+        int k = 0;
+        while (k < np && name != op.params[k].name) k++;
+        if (k == np) {
+            error = std::string("unknown option '--") + name + "' for " + op.name + " (see tarvo " +
+                    op.name + " --help)";
+            return false;
+        }
+        if (!haveValue) {
+            if (w + 1 >= n) {
+                error = "option '--" + name + "' needs a value";
+                return false;
+            }
+            value = words[++w];
+        }
+        const ParamSpec& p = op.params[k];
+        errno = 0;
+        char* end = nullptr;
+        double v = std::strtod(value.c_str(), &end);
+        if (value.empty() || *end != 0 || errno == ERANGE || !std::isfinite(v)) {
+            error = "option '--" + name + "' needs a number, got '" + value + "'";
+            return false;
+        }
+        if (p.integer && v != std::floor(v)) {
+            error = "option '--" + name + "' needs a whole number, got '" + value + "'";
+            return false;
+        }
+        if (v < p.lo || v > p.hi) {
+            error = "option '--" + name + "' must lie in " + formatNumber(p.lo, p.integer) + ".." +
+                    formatNumber(p.hi, p.integer) + ", got '" + value + "'";
+            return false;
+        }
+        args.v[k] = v;
+    }
+    *positionalCount = npos;
+    return true;
+}
+
+std::string operationHelp(const Operation& op) {
+    std::string s = std::string("usage: tarvo ") + op.name + (paramCount(op) ? " [options]" : "") +
+                    " IN OUT\n" + op.summary + ".\n";
+    const int np = paramCount(op);
+    if (np) s += "options:\n";
+    for (int k = 0; k < np; k++) {
+        const ParamSpec& p = op.params[k];
+        char line[256];
+        std::snprintf(line, sizeof(line), "  --%-12s %s (%s %s..%s, default %s)\n", p.name, p.help,
+                      p.integer ? "whole number" : "number", formatNumber(p.lo, p.integer).c_str(),
+                      formatNumber(p.hi, p.integer).c_str(),
+                      formatNumber(p.def, p.integer).c_str());
+        s += line;
+    }
+    s += "IN is a PNG, JPEG, BMP, PGM or PPM picture; OUT's extension picks the format.\n";
+    return s;
+}
+
+}  // namespace tarvotool
