@@ -1,0 +1,235 @@
+// Mat::fromImage and Mat::toImage: the file-level front end of the picture
+// codecs. Reading goes through one bounded fread into memory, then the decoder
+// chosen by the file's leading bytes; writing picks the encoder by extension.
+#include "image_io.h"
+
+#include <cctype>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+namespace tarvo {
+namespace detail {
+
+bool readFileBounded(const char* path, size_t maxBytes, std::vector<unsigned char>& out) {
+    out.clear();
+    if (!path || !*path) return false;
+    FILE* fp = std::fopen(path, "rb");
+    if (!fp) return false;
+    // The length reported by the file system is only a hint for the first
+    // reservation; the loop below reads until EOF and enforces maxBytes itself,
+    // so a file that grows or a stream without a length is handled the same way.
+    size_t hint = 0;
+    if (std::fseek(fp, 0, SEEK_END) == 0) {
+        long len = std::ftell(fp);
+        if (len > 0) hint = (size_t)len;
+        if (std::fseek(fp, 0, SEEK_SET) != 0) {
+            std::fclose(fp);
+            return false;
+        }
+    }
+    if (hint > maxBytes) {
+        std::fclose(fp);
+        return false;
+    }
+    bool ok = true;
+    try {
+        out.reserve(hint + 1);
+        const size_t chunk = size_t(1) << 20;
+        size_t used = 0;
+        for (;;) {
+            size_t want = chunk;
+            if (used + want > maxBytes + 1) want = maxBytes + 1 - used;
+            if (want == 0) {
+                ok = false;  // more than maxBytes
+                break;
+            }
+            out.resize(used + want);
+            size_t got = std::fread(out.data() + used, 1, want, fp);
+            used += got;
+            if (got < want) {
+                if (std::ferror(fp)) ok = false;
+                break;
+            }
+        }
+        if (used > maxBytes) ok = false;
+        out.resize(used);
+    } catch (...) {
+        ok = false;
+    }
+    std::fclose(fp);
+    if (!ok) {
+        out.clear();
+        out.shrink_to_fit();
+    }
+    return ok;
+}
+
+namespace {
+
+bool isPng(const unsigned char* d, size_t n) {
+    static const unsigned char sig[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+    return n >= 8 && std::memcmp(d, sig, 8) == 0;
+}
+bool isJpeg(const unsigned char* d, size_t n) {
+    return n >= 3 && d[0] == 0xFF && d[1] == 0xD8 && d[2] == 0xFF;
+}
+bool isBmp(const unsigned char* d, size_t n) {
+    return n >= 2 && d[0] == 'B' && d[1] == 'M';
+}
+bool isPnm(const unsigned char* d, size_t n) {
+    return n >= 2 && d[0] == 'P' && (d[1] == '2' || d[1] == '3' || d[1] == '5' || d[1] == '6');
+}
+
+// 1 -> 3 channels by replication.
+bool greyToRgb(const Mat& src, Mat& dst) {
+    Mat tmp;
+    if (tmp.create(src.rows(), src.cols(), MAT_Tuchar3) < 0) return false;
+    for (int r = 0; r < src.rows(); r++) {
+        const unsigned char* s = src.ptr<unsigned char>(r);
+        unsigned char* d = tmp.ptr<unsigned char>(r);
+        for (int c = 0; c < src.cols(); c++, d += 3) d[0] = d[1] = d[2] = s[c];
+    }
+    dst.swap(tmp);
+    return true;
+}
+
+// 3 or 4 channels -> 1 channel grey (alpha ignored).
+bool rgbToGrey(const Mat& src, Mat& dst) {
+    Mat tmp;
+    if (tmp.create(src.rows(), src.cols(), MAT_Tuchar) < 0) return false;
+    const int cn = src.channels();
+    for (int r = 0; r < src.rows(); r++) {
+        const unsigned char* s = src.ptr<unsigned char>(r);
+        unsigned char* d = tmp.ptr<unsigned char>(r);
+        for (int c = 0; c < src.cols(); c++, s += cn) d[c] = greyOf(s[0], s[1], s[2]);
+    }
+    dst.swap(tmp);
+    return true;
+}
+
+// 4 -> 3 channels (alpha dropped).
+bool dropAlpha(const Mat& src, Mat& dst) {
+    Mat tmp;
+    if (tmp.create(src.rows(), src.cols(), MAT_Tuchar3) < 0) return false;
+    for (int r = 0; r < src.rows(); r++) {
+        const unsigned char* s = src.ptr<unsigned char>(r);
+        unsigned char* d = tmp.ptr<unsigned char>(r);
+        for (int c = 0; c < src.cols(); c++, s += 4, d += 3) {
+            d[0] = s[0];
+            d[1] = s[1];
+            d[2] = s[2];
+        }
+    }
+    dst.swap(tmp);
+    return true;
+}
+
+enum class ChannelRule { Natural, Colour, Grey, Unchanged };
+
+// IMG_UNCHANGED wins over IMG_GRAYSCALE, which wins over IMG_COLOR; no bit
+// set is IMG_GRAY. Unknown bits are ignored.
+ChannelRule ruleOf(unsigned long flags) {
+    if (flags & IMG_UNCHANGED) return ChannelRule::Unchanged;
+    if (flags & IMG_GRAYSCALE) return ChannelRule::Grey;
+    if (flags & IMG_COLOR) return ChannelRule::Colour;
+    return ChannelRule::Natural;
+}
+
+std::string lowerExtension(const char* path) {
+    const char* dot = std::strrchr(path, '.');
+    const char* slash = std::strrchr(path, '/');
+    if (!dot || (slash && slash > dot)) return std::string();
+    std::string ext(dot + 1);
+    for (char& ch : ext) ch = (char)std::tolower((unsigned char)ch);
+    return ext;
+}
+
+}  // namespace
+
+bool decodeImage(const unsigned char* data, size_t size, unsigned long flags,
+                 const ImageLimits& lim, Mat& out) {
+    out.release();
+    if (!data || size == 0) return false;
+    const ChannelRule rule = ruleOf(flags);
+    const bool keepAlpha = rule == ChannelRule::Unchanged;
+    Mat img;
+    bool ok = false;
+    if (isPng(data, size))
+        ok = decodePng(data, size, keepAlpha, lim, img);
+    else if (isJpeg(data, size))
+        ok = decodeJpeg(data, size, lim, img);
+    else if (isBmp(data, size))
+        ok = decodeBmp(data, size, keepAlpha, lim, img);
+    else if (isPnm(data, size))
+        ok = decodePnm(data, size, lim, img);
+    if (!ok || img.empty()) return false;
+
+    const int cn = img.channels();
+    switch (rule) {
+        case ChannelRule::Unchanged:
+            break;
+        case ChannelRule::Natural:
+            if (cn == 4) ok = dropAlpha(img, img);
+            break;
+        case ChannelRule::Colour:
+            if (cn == 1)
+                ok = greyToRgb(img, img);
+            else if (cn == 4)
+                ok = dropAlpha(img, img);
+            break;
+        case ChannelRule::Grey:
+            if (cn != 1) ok = rgbToGrey(img, img);
+            break;
+    }
+    if (!ok) return false;
+    out.swap(img);
+    return true;
+}
+
+}  // namespace detail
+
+bool Mat::fromImage(const char* path, unsigned long flags) {
+    release();
+    std::vector<unsigned char> bytes;
+    const detail::ImageLimits lim = detail::defaultImageLimits();
+    if (!detail::readFileBounded(path, lim.maxFileBytes, bytes)) return false;
+    Mat img;
+    if (!detail::decodeImage(bytes.data(), bytes.size(), flags, lim, img)) return false;
+    swap(img);
+    return true;
+}
+
+bool Mat::toImage(const char* path, int jpegQuality) const {
+    if (!path || !*path || !isValid() || type() != MAT_Tuchar || m_rows <= 0 || m_cols <= 0)
+        return false;
+    const int cn = channels();
+    const std::string ext = detail::lowerExtension(path);
+    if (ext == "png") {
+        if (cn != 1 && cn != 3 && cn != 4) return false;
+        return detail::encodePng(*this, path);
+    }
+    if (ext == "jpg" || ext == "jpeg") {
+        if (cn != 1 && cn != 3) return false;
+        return detail::encodeJpeg(*this, path, jpegQuality);
+    }
+    if (ext == "bmp") {
+        if (cn != 1 && cn != 3) return false;
+        return detail::encodeBmp(*this, path);
+    }
+    if (ext == "pgm") {
+        if (cn != 1) return false;
+        return detail::encodePnm(*this, path);
+    }
+    if (ext == "ppm") {
+        if (cn != 3) return false;
+        return detail::encodePnm(*this, path);
+    }
+    if (ext == "pnm") {
+        if (cn != 1 && cn != 3) return false;
+        return detail::encodePnm(*this, path);
+    }
+    return false;
+}
+
+}  // namespace tarvo
