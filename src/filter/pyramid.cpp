@@ -353,7 +353,6 @@ void pyrFront(const Mat& src, Mat& dst, const Size_<int>& size, int borderType) 
         return;
     const int mode = borderType & ~BorderIsolatedBit;
     if (mode < BorderFill || mode > BorderMirrorNoEdge) return;
-    if (&src == &dst) return;  // creating dst would destroy the source
     Size_<int> sz = size;
     if (sz.width <= 0 || sz.height <= 0) {
         if (Down)
@@ -363,12 +362,13 @@ void pyrFront(const Mat& src, Mat& dst, const Size_<int>& size, int borderType) 
         else
             sz = Size_<int>(src.cols() * 2, src.rows() * 2);
     }
-    // A source sharing dst's pixels (a reference) is read from a copy.
-    const bool alias = dst.isValid() && dst.data.ptr[0] == src.data.ptr[0];
+    // A destination that is the source, or shares its rows, would be destroyed
+    // by create: the source is then read from a copy.
+    const bool alias = &src == &dst || (dst.isValid() && dst.data.ptr[0] == src.data.ptr[0]);
     Mat copy;
     if (alias) copy = src;
     const Mat& s = alias ? copy : src;
-    if (dst.create(sz, src.type1()) < 0) return;
+    if (dst.create(sz, s.type1()) < 0) return;
     switch (depth) {
         case MAT_Tuchar:
             Down ? pyrDownImpl<unsigned char>(s, dst, mode)
