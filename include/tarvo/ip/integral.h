@@ -26,9 +26,6 @@
 #include "tarvo/types.h"
 
 namespace tarvo {
-
-class MatPtrList;
-
 namespace ip {
 
 // Upright sum table of src into sum ((rows + 1) x (cols + 1), int for byte/int
