@@ -2,6 +2,12 @@
 // rule, the hardware switch and the parallel loop.
 #include "filter/integral_internal.h"
 
+#include <atomic>
+
+#include <tbb/blocked_range.h>
+#include <tbb/parallel_for.h>
+#include <tbb/partitioner.h>
+
 namespace tarvo {
 namespace detail {
 
@@ -36,17 +42,36 @@ int pyrBorderIndex(int p, int len, int mode) {
     }
 }
 
+namespace {
+std::atomic<bool> g_vectorEnabled{true};
+}  // namespace
+
+void pyrSetVectorEnabled(bool on) {
+    g_vectorEnabled.store(on);
+}
+
 bool pyrUseIntVector() {
-    return true;
+    return g_vectorEnabled.load(std::memory_order_relaxed);
 }
 
 bool pyrUseFloatVector() {
-    return true;
+    return g_vectorEnabled.load(std::memory_order_relaxed);
 }
 
 void pyrParallelRows(int n, double pixels, const std::function<void(int, int)>& body) {
-    (void)pixels;
-    if (n > 0) body(0, n);
+    if (n <= 0) return;
+    // One stripe per 65536 pixels of work; small images stay on the calling thread.
+    double stripes = pixels / 65536.0;
+    if (stripes > n) stripes = n;
+    if (stripes < 2.0) {
+        body(0, n);
+        return;
+    }
+    const int grain = int((n + int(stripes) - 1) / int(stripes));
+    tbb::parallel_for(
+        tbb::blocked_range<int>(0, n, grain),
+        [&](const tbb::blocked_range<int>& r) { body(r.begin(), r.end()); },
+        tbb::simple_partitioner());
 }
 
 }  // namespace detail

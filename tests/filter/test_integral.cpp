@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "support/test_util.h"
+#include "filter/integral_internal.h"
 #include "tarvo/ip/integral.h"
 
 using namespace tarvo;
@@ -182,4 +183,16 @@ TEST(IntegralImage, ExistingTableOfTheRightShapeIsOverwritten) {
     ip::integralImage(src, sum);
     EXPECT_EQ(at(sum, 0, 3), 0.0);
     EXPECT_EQ(at(sum, 5, 5), boxSum(src, 0, 0, 5, 5, 0));
+}
+
+TEST(IntegralImage, VectorRowPrefixEqualsScalar) {
+    Mat src = test::randomMat(31, 1027, MAT_Tuchar, 12);
+    Mat vec, ref;
+    ip::integralImage(src, vec);
+    detail::pyrSetVectorEnabled(false);
+    ip::integralImage(src, ref);
+    detail::pyrSetVectorEnabled(true);
+    EXPECT_TRUE(test::matEqual(vec, ref));
+    EXPECT_EQ(ip::sumIntegralImage(vec, Rect_<int>(0, 0, 1027, 31)),
+              boxSum(src, 0, 0, 31, 1027, 0));
 }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "support/test_util.h"
+#include "filter/integral_internal.h"
 #include "tarvo/ip/integral.h"
 
 using namespace tarvo;
@@ -252,4 +253,23 @@ TEST(Pyramid, RefusedInputsLeaveDestinationUnchanged) {
     ip::pyrDown(bytes, a, Size_<int>(), BorderClamp | BorderIsolatedBit);
     ip::pyrDown(bytes, b, Size_<int>(), BorderClamp);
     EXPECT_TRUE(test::matEqual(a, b));
+}
+
+TEST(Pyramid, VectorAndThreadedRunsEqualScalar) {
+    // 1920 x 200 bytes is above the one-stripe threshold, so rows run in stripes.
+    for (int depth : {MAT_Tuchar, MAT_Tfloat})
+        for (int cn : {1, 3}) {
+            Mat src = test::randomMat(200, 1921, MAKETYPE(depth, cn), 21, 0.0, 255.0);
+            Mat downVec, upVec, downRef, upRef;
+            ip::pyrDown(src, downVec);
+            ip::pyrUp(src, upVec, Size_<int>(), BorderClamp);
+            detail::pyrSetVectorEnabled(false);
+            ip::pyrDown(src, downRef);
+            ip::pyrUp(src, upRef, Size_<int>(), BorderClamp);
+            detail::pyrSetVectorEnabled(true);
+            EXPECT_TRUE(test::matEqual(downVec, downRef)) << depth << " " << cn;
+            EXPECT_TRUE(test::matEqual(upVec, upRef)) << depth << " " << cn;
+            EXPECT_TRUE(
+                test::matNear(upRef, refPyrUp(src, upRef.size(), BorderClamp), tolFor(depth)));
+        }
 }
