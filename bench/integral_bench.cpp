@@ -8,7 +8,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include "filter/integral_internal.h"
+#include "tarvo/parallel.h"
 #include "tarvo/ip/integral.h"
 
 using namespace tarvo;
@@ -44,9 +44,9 @@ template <typename F>
 void checkPaths(F run, const char* what) {
     Mat a, b;
     run(a);
-    detail::pyrSetVectorEnabled(false);
+    detail::setUseOptimized(false);
     run(b);
-    detail::pyrSetVectorEnabled(true);
+    detail::setUseOptimized(true);
     requireSame(a, b, what);
 }
 

@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <functional>
 
-#include "tarvo/export.h"
 #include "tarvo/types.h"
 
 namespace tarvo {
@@ -15,9 +14,6 @@ namespace detail {
 // Source index for coordinate p of a line of len samples under border mode
 // 0..4; -1 means "no sample" (fill mode).
 int pyrBorderIndex(int p, int len, int mode);
-
-// Test and benchmark switch of the vector kernels (on by default).
-TARVO_EXPORTS void pyrSetVectorEnabled(bool on);
 
 // True when the integer vector kernels may run (the scalar loops are the reference).
 bool pyrUseIntVector();

@@ -2,11 +2,7 @@
 // rule, the hardware switch and the parallel loop.
 #include "filter/integral_internal.h"
 
-#include <atomic>
-
-#include <tbb/blocked_range.h>
-#include <tbb/parallel_for.h>
-#include <tbb/partitioner.h>
+#include "tarvo/parallel.h"
 
 namespace tarvo {
 namespace detail {
@@ -42,36 +38,29 @@ int pyrBorderIndex(int p, int len, int mode) {
     }
 }
 
-namespace {
-std::atomic<bool> g_vectorEnabled{true};
-}  // namespace
-
-void pyrSetVectorEnabled(bool on) {
-    g_vectorEnabled.store(on);
-}
-
 bool pyrUseIntVector() {
-    return g_vectorEnabled.load(std::memory_order_relaxed);
+    return checkHardwareSupport(3);
 }
 
 bool pyrUseFloatVector() {
-    return g_vectorEnabled.load(std::memory_order_relaxed);
+    return checkHardwareSupport(2);
 }
+
+namespace {
+class RowsBody : public ParallelLoopBody {
+public:
+    explicit RowsBody(const std::function<void(int, int)>& f) : f_(f) {}
+    void operator()(const Range& r) const override { f_(r.start, r.end); }
+
+private:
+    const std::function<void(int, int)>& f_;
+};
+}  // namespace
 
 void pyrParallelRows(int n, double pixels, const std::function<void(int, int)>& body) {
     if (n <= 0) return;
     // One stripe per 65536 pixels of work; small images stay on the calling thread.
-    double stripes = pixels / 65536.0;
-    if (stripes > n) stripes = n;
-    if (stripes < 2.0) {
-        body(0, n);
-        return;
-    }
-    const int grain = int((n + int(stripes) - 1) / int(stripes));
-    tbb::parallel_for(
-        tbb::blocked_range<int>(0, n, grain),
-        [&](const tbb::blocked_range<int>& r) { body(r.begin(), r.end()); },
-        tbb::simple_partitioner());
+    parallel_for_(Range(0, n), RowsBody(body), pixels / 65536.0);
 }
 
 }  // namespace detail

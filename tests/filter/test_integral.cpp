@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "support/test_util.h"
-#include "filter/integral_internal.h"
+#include "tarvo/parallel.h"
 #include "tarvo/ip/integral.h"
 
 using namespace tarvo;
@@ -189,9 +189,9 @@ TEST(IntegralImage, VectorRowPrefixEqualsScalar) {
     Mat src = test::randomMat(31, 1027, MAT_Tuchar, 12);
     Mat vec, ref;
     ip::integralImage(src, vec);
-    detail::pyrSetVectorEnabled(false);
+    detail::setUseOptimized(false);
     ip::integralImage(src, ref);
-    detail::pyrSetVectorEnabled(true);
+    detail::setUseOptimized(true);
     EXPECT_TRUE(test::matEqual(vec, ref));
     EXPECT_EQ(ip::sumIntegralImage(vec, Rect_<int>(0, 0, 1027, 31)),
               boxSum(src, 0, 0, 31, 1027, 0));

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "support/test_util.h"
-#include "filter/integral_internal.h"
+#include "tarvo/parallel.h"
 #include "tarvo/ip/integral.h"
 
 using namespace tarvo;
@@ -263,10 +263,10 @@ TEST(Pyramid, VectorAndThreadedRunsEqualScalar) {
             Mat downVec, upVec, downRef, upRef;
             ip::pyrDown(src, downVec);
             ip::pyrUp(src, upVec, Size_<int>(), BorderClamp);
-            detail::pyrSetVectorEnabled(false);
+            detail::setUseOptimized(false);
             ip::pyrDown(src, downRef);
             ip::pyrUp(src, upRef, Size_<int>(), BorderClamp);
-            detail::pyrSetVectorEnabled(true);
+            detail::setUseOptimized(true);
             EXPECT_TRUE(test::matEqual(downVec, downRef)) << depth << " " << cn;
             EXPECT_TRUE(test::matEqual(upVec, upRef)) << depth << " " << cn;
             EXPECT_TRUE(
