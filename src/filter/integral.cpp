@@ -51,12 +51,12 @@ inline ST* rowOf(Mat& m, int r) {
 
 // Upright sums of one row: d[(x+1)cn+k] = a[(x+1)cn+k] + running sum of channel k.
 template <typename T, typename ST>
-void sumRow(const T* s, const ST* a, ST* d, int width, int cn) {
+void sumRow(const T* s, const ST* a, ST* d, int width, int cn, bool vec) {
     for (int k = 0; k < cn; k++) d[k] = ST(0);
     if (cn == 1) {
         int x = 0;
         if constexpr (std::is_same<T, unsigned char>::value) {
-            if (detail::pyrUseIntVector()) {
+            if (vec) {
                 x = detail::integralRowU8(s, a + 1, d + 1, width);
                 if (x > width) x = width;
             }
@@ -126,9 +126,11 @@ void integralAll(const Mat& src, Mat* sum, Mat* sqsum, Mat* tilted) {
     if (sum) std::memset(sum->data.ptr[0], 0, n * sizeof(ST));
     if (tilted) std::memset(tilted->data.ptr[0], 0, n * sizeof(ST));
     if (sqsum) std::memset(sqsum->data.ptr[0], 0, n * sizeof(double));
+    // Asked once per call: the feature query is not meant for inner loops.
+    const bool vec = detail::pyrUseIntVector();
     for (int y = 0; y < rows; y++) {
         const T* s = src.ptr<T>(y);
-        if (sum) sumRow<T, ST>(s, rowOf<ST>(*sum, y), rowOf<ST>(*sum, y + 1), cols, cn);
+        if (sum) sumRow<T, ST>(s, rowOf<ST>(*sum, y), rowOf<ST>(*sum, y + 1), cols, cn, vec);
         if (sqsum) sqRow<T>(s, rowOf<double>(*sqsum, y), rowOf<double>(*sqsum, y + 1), cols, cn);
         if (tilted) {
             const T* s2 = y >= 1 ? src.ptr<T>(y - 1) : nullptr;

@@ -223,8 +223,8 @@ void pyrDownImpl(const Mat& src, Mat& dst, int mode) {
     typedef typename WorkType<T>::type WT;
     const int sw = src.cols(), sh = src.rows(), cn = src.channels();
     const int dw = dst.cols(), dh = dst.rows();
-    const bool vecInt = detail::pyrUseIntVector(), vecFlt = detail::pyrUseFloatVector();
-    const bool vec = std::is_floating_point<T>::value ? vecFlt : vecInt;
+    const bool vec =
+        std::is_floating_point<T>::value ? detail::pyrUseFloatVector() : detail::pyrUseIntVector();
 
     EdgeTable et;
     et.lo = dw < 1 ? dw : 1;
