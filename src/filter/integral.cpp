@@ -1,0 +1,215 @@
+// Summed-area tables: upright, square and 45-degree tilted.
+//
+// One templated routine serves every depth: it walks the source rows once and
+// fills whichever of the three tables the caller asked for. Int tables are
+// accumulated as uint32_t (the same storage viewed unsigned), so that running
+// sums wrap modulo 2^32 instead of overflowing; box sums read back through
+// four corners are then exact whenever the box itself fits in an int.
+#include <climits>
+#include <cstdint>
+#include <cstring>
+
+#include "filter/integral_internal.h"
+#include "tarvo/ip/integral.h"
+
+namespace tarvo {
+namespace ip {
+namespace {
+
+// Accumulator of the upright and tilted tables for a source element type:
+// uint32_t (stored in int tables) for byte and int, double otherwise.
+template <typename T>
+struct SumType {
+    typedef double type;
+    static constexpr int depth = MAT_Tdouble;
+};
+template <>
+struct SumType<unsigned char> {
+    typedef uint32_t type;
+    static constexpr int depth = MAT_Tint;
+};
+template <>
+struct SumType<int> {
+    typedef uint32_t type;
+    static constexpr int depth = MAT_Tint;
+};
+
+template <typename ST, typename T>
+inline ST toSum(T v) {
+    return static_cast<ST>(v);
+}
+// Negative ints enter the wrapping sum as their two's complement pattern.
+template <>
+inline uint32_t toSum<uint32_t, int>(int v) {
+    return static_cast<uint32_t>(v);
+}
+
+template <typename ST>
+inline ST* rowOf(Mat& m, int r) {
+    return reinterpret_cast<ST*>(m.data.ptr[r]);
+}
+
+// Upright sums of one row: d[(x+1)cn+k] = a[(x+1)cn+k] + running sum of channel k.
+template <typename T, typename ST>
+void sumRow(const T* s, const ST* a, ST* d, int width, int cn, bool vec) {
+    for (int k = 0; k < cn; k++) d[k] = ST(0);
+    if (cn == 1) {
+        int x = 0;
+        if constexpr (std::is_same<T, unsigned char>::value) {
+            if (vec) {
+                x = detail::integralRowU8(s, a + 1, d + 1, width);
+                if (x > width) x = width;
+            }
+        }
+        ST acc = x > 0 ? ST(d[x] - a[x]) : ST(0);
+        for (; x < width; x++) {
+            acc += toSum<ST>(s[x]);
+            d[x + 1] = a[x + 1] + acc;
+        }
+        return;
+    }
+    for (int k = 0; k < cn; k++) {
+        ST acc = ST(0);
+        for (int x = 0; x < width; x++) {
+            acc += toSum<ST>(s[x * cn + k]);
+            d[(x + 1) * cn + k] = a[(x + 1) * cn + k] + acc;
+        }
+    }
+}
+
+// Square sums of one row, always in double.
+template <typename T>
+void sqRow(const T* s, const double* a, double* d, int width, int cn) {
+    for (int k = 0; k < cn; k++) {
+        d[k] = 0.0;
+        double acc = 0.0;
+        for (int x = 0; x < width; x++) {
+            double v = static_cast<double>(s[x * cn + k]);
+            acc += v * v;
+            d[(x + 1) * cn + k] = a[(x + 1) * cn + k] + acc;
+        }
+    }
+}
+
+// Tilted table row y >= 1 (table coordinates) from rows y-1 and y-2 of the
+// table (t1, t2; t2 null for y = 1) and source rows y-1 and y-2 (s1, s2; s2
+// null for y = 1). With x in 1..W-1 the triangle of (y, x) is the union of the
+// triangles of (y-1, x-1) and (y-1, x+1), less their overlap, the triangle of
+// (y-2, x), plus the two pixels of column x-1 that neither holds: its apex
+// src(y-1, x-1) and src(y-2, x-1). Clipping at the image edges does not break
+// the identity; the two edge columns have their own forms below.
+template <typename T, typename ST>
+void tiltedRow(const T* s1, const T* s2, const ST* t1, const ST* t2, ST* d, int width, int cn) {
+    for (int k = 0; k < cn; k++) {
+        auto S1 = [&](int x) { return toSum<ST>(s1[x * cn + k]); };
+        auto S2 = [&](int x) { return s2 ? toSum<ST>(s2[x * cn + k]) : ST(0); };
+        auto T1 = [&](int x) { return t1[x * cn + k]; };
+        auto T2 = [&](int x) { return t2 ? t2[x * cn + k] : ST(0); };
+        // Column 0: the triangle of (y, 0) clipped at x' >= 0 is that of (y-1, 1).
+        d[k] = width >= 1 ? T1(1) : ST(0);
+        for (int x = 1; x < width; x++)
+            d[x * cn + k] = T1(x - 1) + T1(x + 1) - T2(x) + S1(x - 1) + S2(x - 1);
+        // Column W: the triangle of (y-1, W-1) lacks only column W-1 in rows y-1, y-2.
+        if (width >= 1) d[width * cn + k] = T1(width - 1) + S1(width - 1) + S2(width - 1);
+    }
+}
+
+template <typename T>
+void integralAll(const Mat& src, Mat* sum, Mat* sqsum, Mat* tilted) {
+    typedef typename SumType<T>::type ST;
+    const int rows = src.rows(), cols = src.cols(), cn = src.channels();
+    const int ttype = MAKETYPE(SumType<T>::depth, cn);
+    if (sum && sum->create(rows + 1, cols + 1, ttype) < 0) return;
+    if (tilted && tilted->create(rows + 1, cols + 1, ttype) < 0) return;
+    if (sqsum && sqsum->create(rows + 1, cols + 1, MAKETYPE(MAT_Tdouble, cn)) < 0) return;
+    const size_t n = size_t(cols + 1) * cn;
+    if (sum) std::memset(sum->data.ptr[0], 0, n * sizeof(ST));
+    if (tilted) std::memset(tilted->data.ptr[0], 0, n * sizeof(ST));
+    if (sqsum) std::memset(sqsum->data.ptr[0], 0, n * sizeof(double));
+    // Asked once per call: the feature query is not meant for inner loops.
+    const bool vec = detail::pyrUseIntVector();
+    for (int y = 0; y < rows; y++) {
+        const T* s = src.ptr<T>(y);
+        if (sum) sumRow<T, ST>(s, rowOf<ST>(*sum, y), rowOf<ST>(*sum, y + 1), cols, cn, vec);
+        if (sqsum) sqRow<T>(s, rowOf<double>(*sqsum, y), rowOf<double>(*sqsum, y + 1), cols, cn);
+        if (tilted) {
+            const T* s2 = y >= 1 ? src.ptr<T>(y - 1) : nullptr;
+            const ST* t2 = y >= 1 ? rowOf<ST>(*tilted, y - 1) : nullptr;
+            tiltedRow<T, ST>(s, s2, rowOf<ST>(*tilted, y), t2, rowOf<ST>(*tilted, y + 1), cols, cn);
+        }
+    }
+}
+
+void integralDispatch(const Mat& src, Mat* sum, Mat* sqsum, Mat* tilted) {
+    if (!src.isValid() || src.rows() <= 0 || src.cols() <= 0) return;
+    if (src.rows() == INT_MAX || src.cols() == INT_MAX) return;
+    // The tables must not be the source itself: they are created before it is read.
+    if (sum == &src || sqsum == &src || tilted == &src) return;
+    if ((sum && (sum == sqsum || sum == tilted)) || (sqsum && sqsum == tilted)) return;
+    switch (src.type()) {
+        case MAT_Tuchar:
+            integralAll<unsigned char>(src, sum, sqsum, tilted);
+            break;
+        case MAT_Tshort:
+            integralAll<short>(src, sum, sqsum, tilted);
+            break;
+        case MAT_Tint:
+            integralAll<int>(src, sum, sqsum, tilted);
+            break;
+        case MAT_Tfloat:
+            integralAll<float>(src, sum, sqsum, tilted);
+            break;
+        case MAT_Tdouble:
+            integralAll<double>(src, sum, sqsum, tilted);
+            break;
+        default:
+            break;
+    }
+}
+
+}  // namespace
+
+void integralImage(const Mat& src, Mat& sum) {
+    integralDispatch(src, &sum, nullptr, nullptr);
+}
+
+void integralImage(const Mat& src, Mat& sum, Mat& sqsum) {
+    integralDispatch(src, &sum, &sqsum, nullptr);
+}
+
+void integralImage(const Mat& src, Mat& sum, Mat& tilted, Mat& sqsum) {
+    integralDispatch(src, &sum, &sqsum, &tilted);
+}
+
+void integralSquareImage(const Mat& src, Mat& sqsum) {
+    integralDispatch(src, nullptr, &sqsum, nullptr);
+}
+
+void integralTiltedImage(const Mat& src, Mat& sum, Mat& tilted) {
+    integralDispatch(src, &sum, nullptr, &tilted);
+}
+
+double sumIntegralImage(const Mat& sum, const Rect_<int>& r) {
+    if (!sum.isValid()) return 0.0;
+    if (r.x < 0 || r.y < 0 || r.width < 0 || r.height < 0) return 0.0;
+    if ((long long)r.x + r.width >= sum.cols() || (long long)r.y + r.height >= sum.rows())
+        return 0.0;
+    const int cn = sum.channels();
+    const int x0 = r.x * cn, x1 = (r.x + r.width) * cn;
+    const int y0 = r.y, y1 = r.y + r.height;
+    if (sum.type() == MAT_Tint) {
+        const uint32_t* a = reinterpret_cast<const uint32_t*>(sum.data.ptr[y0]);
+        const uint32_t* b = reinterpret_cast<const uint32_t*>(sum.data.ptr[y1]);
+        uint32_t v = a[x0] + b[x1] - a[x1] - b[x0];
+        return static_cast<double>(static_cast<int32_t>(v));
+    }
+    if (sum.type() == MAT_Tdouble) {
+        const double* a = sum.ptr<double>(y0);
+        const double* b = sum.ptr<double>(y1);
+        return a[x0] + b[x1] - a[x1] - b[x0];
+    }
+    return 0.0;
+}
+
+}  // namespace ip
+}  // namespace tarvo
