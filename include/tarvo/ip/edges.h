@@ -1,0 +1,107 @@
+// Gradients and edges: the hand-written 3x3 gradient class Sobel, the
+// quantised edge-orientation field, derivative kernels, ip::sobel,
+// ip::laplace and the Canny edge detector.
+//
+// Sign convention of everything hand-written here (Sobel, canny), with
+// p(dy, dx) the source pixel at that offset:
+//   gx = 2*(p(0,+1) - p(0,-1)) + p(-1,+1) + p(+1,+1) - p(-1,-1) - p(+1,-1)
+//        positive when the image gets brighter to the right;
+//   gy = 2*(p(-1,0) - p(+1,0)) + p(-1,-1) + p(-1,+1) - p(+1,-1) - p(+1,+1)
+//        positive when the image gets brighter UPWARDS (row above minus row below).
+// ip::sobel goes through the filter engine and has the ordinary sign
+// (kernel -1, 0, 1 along increasing index).
+#pragma once
+
+#include "tarvo/export.h"
+#include "tarvo/mat.h"
+
+namespace tarvo {
+
+// Orientation codes: 0..35 for 36 sectors of 10 degrees, 36 for none.
+// The code of a gradient (a, b) (a horizontal, b vertical, upward positive)
+// is trunc((atan2(-a, -b) / (2 pi) + 1.25) * 36) mod 36: right 0, down 9,
+// left 18, up 27.
+constexpr int EOF_NO_ORIENTATION = 36;
+
+// 3x3 gradients written out by hand. No state; the statics need no object.
+class TARVO_EXPORTS Sobel {
+public:
+    Sobel() {}
+    Sobel(const Sobel&) {}
+    Sobel& operator=(const Sobel&) { return *this; }
+    virtual ~Sobel() {}
+
+    // L1 gradient strength |gx| + |gy| of a byte image as bytes (saturated at
+    // 255, frame 0). A null dst writes over src. A non-null dst must already
+    // have src's size; otherwise it is converted into (re-created as byte).
+    virtual void process(Mat* src, Mat* dst);
+    // |gx| (resp. |gy|) as bytes, frame 0. A null dst writes over src; a
+    // non-null dst of another size than src is left untouched.
+    void getIntensityX(const Mat* src, Mat* dst);
+    void getIntensityY(const Mat* src, Mat* dst);
+
+    // |gx| + |gy| into an existing destination of src's size, in the
+    // destination's element type: byte keeps the low 8 bits, short the low 16
+    // bits, float and double the sum of the two absolute values. The source
+    // is read as bytes. The frame is left as it was; sources under 3 rows,
+    // other destination depths or sizes do nothing.
+    static void gradientMagnitude(const Mat* src, Mat* dst);
+    // One signed gradient computed in the destination's arithmetic width
+    // (integers wrap), absolute when `absolute` is set; frame set to 0. Legal
+    // pairs: the destination depth at least the source depth (byte <= short
+    // <= int <= float <= double); other pairs and sizes leave dst untouched.
+    static void gradientMagnitudeX(const Mat* src, Mat* dst, bool absolute);
+    static void gradientMagnitudeY(const Mat* src, Mat* dst, bool absolute);
+
+    // Table-driven orientation field: dst (byte, src size less 2 each way,
+    // must exist) pixel (y, x) gets the code of source pixel (y+1, x+1) from
+    // (gx/32, gy/32); strength (optional, int, at least dst's size) gets
+    // |gx/32| + |gy/32|. Loops are clipped to what src and dst both hold.
+    static void EOField(const Mat* src, Mat* dst, Mat_<int>* strength);
+    // Exact orientation field in double arithmetic: code 36 where gx = gy = 0
+    // or |gx| + |gy| is below threshold. dst as for EOField.
+    static void processEOF(const Mat* src, Mat* dst, int threshold);
+
+    // Orientation code of a gradient in double arithmetic (0..35, or 36 for (0, 0)).
+    static int orientationCode(double gx, double gy);
+    // The 64 x 64 orientation table: entry [(a + 32) * 64 + (b + 32)] is the
+    // code of (a, b) for a, b in -32..31 ((0, 0) holds 36).
+    static const unsigned char* orientationTable();
+};
+
+namespace ip {
+
+// Canny edge detector on a byte image (1 or 3 channels; other channel counts
+// are read as one channel). dst becomes one-channel bytes of src's size, 255 on
+// edges. Thresholds are truncated to int and used as given (not swapped).
+// mode 0 uses both gradients, 1 only the vertical one, 2 only the horizontal
+// one, anything else finds nothing. The frame of dst is always 0; sources
+// under 3 x 3 give an all-zero dst.
+TARVO_EXPORTS void canny(const Mat& src, Mat& dst, float lowThreshold, float highThreshold,
+                         int mode = 0);
+// In place: runs on a copy of image and writes the edge map into image.
+TARVO_EXPORTS void canny(Mat& image, float lowThreshold, float highThreshold, int mode = 0);
+
+// Derivative kernels as columns (size x 1) of depth ktype. ksize > 0 gives
+// Sobel kernels (size 1 becomes 3 in a direction of order > 0), ksize <= 0
+// gives 3-tap Scharr kernels. normalize scales Sobel by 1 / 2^(n - order - 1)
+// and Scharr order 0 by 1/32. Sizes or orders above 31 and bad depths release
+// both outputs.
+TARVO_EXPORTS void getDerivKernels(Mat& kx, Mat& ky, int dx, int dy, int ksize, bool normalize,
+                                   int ktype);
+
+// Derivative of order (dx, dy) with a Sobel kernel of size ksize through the
+// separable filter engine, replicated border. dst keeps its depth (byte,
+// short, float, ...; an empty dst takes src's) and gets src's channels.
+TARVO_EXPORTS void sobel(const Mat& src, Mat& dst, int dx, int dy, int ksize);
+// 3x3 Laplacian: selector 1 (0 1 0 / 1 -4 1 / 0 1 0) or 3 (2 0 2 / 0 -8 0 /
+// 2 0 2), replicated border. Another selector leaves dst created and unwritten.
+TARVO_EXPORTS void laplace(const Mat& src, Mat& dst, int selector);
+
+// Orientation field of a byte image: dst is created as byte, rows-2 x cols-2.
+TARVO_EXPORTS void edgeOrientaitonField(const Mat& src, Mat& dst);
+// Forwards to Sobel::EOField (dst must exist, src size less 2).
+TARVO_EXPORTS void edgeOrientaitonField(const Mat* src, Mat* dst, Mat_<int>* strength);
+
+}  // namespace ip
+}  // namespace tarvo
