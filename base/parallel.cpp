@@ -104,7 +104,7 @@ const char* hardwareFeatureNames() {
     static std::once_flag once;
     std::call_once(once, [] {
         // The processor does not change under us: ask Highway once.
-    static const int64_t targets = hwy::SupportedTargets();
+        static const int64_t targets = hwy::SupportedTargets();
         for (int i = 0; i < 63; i++) {
             const int64_t bit = (int64_t)(1ULL << i);
             if (!(targets & bit) || bit == HWY_SCALAR || bit == HWY_EMU128) continue;

@@ -8,6 +8,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "bench_util.h"
+
 #include "tarvo/parallel.h"
 #include "tarvo/ip/integral.h"
 
@@ -50,9 +52,9 @@ void checkPaths(F run, const char* what) {
     requireSame(a, b, what);
 }
 
-void setPixels(benchmark::State& state, int w, int h) {
-    state.counters["Mpix/s"] =
-        benchmark::Counter(double(w) * h * state.iterations() / 1e6, benchmark::Counter::kIsRate);
+void setPixels(benchmark::State& state, int w, int h, int type = MAT_Tuchar) {
+    const Mat probe(1, w, type);
+    bench::setPixelCounters(state, int64_t(w) * h, int64_t(probe.rowByteSize()) * h);
 }
 
 void BM_Copy(benchmark::State& state, int type) {
@@ -63,7 +65,7 @@ void BM_Copy(benchmark::State& state, int type) {
             std::memcpy(dst.data.ptr[y], src.data.ptr[y], size_t(src.rowByteSize()));
         benchmark::DoNotOptimize(dst.data.ptr[0]);
     }
-    setPixels(state, w, h);
+    setPixels(state, w, h, type);
 }
 
 void BM_Integral(benchmark::State& state, int type) {
@@ -74,7 +76,7 @@ void BM_Integral(benchmark::State& state, int type) {
         ip::integralImage(src, sum);
         benchmark::DoNotOptimize(sum.data.ptr[0]);
     }
-    setPixels(state, w, h);
+    setPixels(state, w, h, type);
 }
 
 void BM_PyrDown(benchmark::State& state, int type) {
@@ -85,7 +87,7 @@ void BM_PyrDown(benchmark::State& state, int type) {
         ip::pyrDown(src, dst);
         benchmark::DoNotOptimize(dst.data.ptr[0]);
     }
-    setPixels(state, w, h);
+    setPixels(state, w, h, type);
 }
 
 void BM_PyrUp(benchmark::State& state, int type) {
@@ -96,7 +98,7 @@ void BM_PyrUp(benchmark::State& state, int type) {
         ip::pyrUp(src, dst);
         benchmark::DoNotOptimize(dst.data.ptr[0]);
     }
-    setPixels(state, w, h);
+    setPixels(state, w, h, type);
 }
 
 void sizes(benchmark::internal::Benchmark* b) {
@@ -117,6 +119,3 @@ BENCHMARK_CAPTURE(BM_PyrDown, u8c3, int(MAT_Tuchar3))->Apply(sizes);
 BENCHMARK_CAPTURE(BM_PyrDown, f32, int(MAT_Tfloat))->Apply(sizes);
 BENCHMARK_CAPTURE(BM_PyrUp, u8, int(MAT_Tuchar))->Apply(sizes);
 BENCHMARK_CAPTURE(BM_PyrUp, f32, int(MAT_Tfloat))->Apply(sizes);
-
-// This executable's entry point until a shared benchmark main exists.
-BENCHMARK_MAIN();

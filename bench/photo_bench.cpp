@@ -4,6 +4,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "bench_util.h"
+
 #include "tarvo/ip/photo.h"
 #include "tarvo/mat.h"
 
@@ -25,10 +27,8 @@ Mat benchImage(int w, int h) {
 }
 
 void setCounters(benchmark::State& state, const Mat& m) {
-    const double pixels = double(m.rows()) * m.cols();
-    state.counters["Mpix/s"] =
-        benchmark::Counter(pixels * 1e-6 * double(state.iterations()), benchmark::Counter::kIsRate);
-    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(m.rows()) * m.rowByteSize());
+    tarvo::bench::setPixelCounters(state, int64_t(m.rows()) * m.cols(),
+                                   int64_t(m.rows()) * m.rowByteSize());
 }
 
 void BM_Copy(benchmark::State& state) {

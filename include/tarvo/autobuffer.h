@@ -72,9 +72,15 @@ public:
         m_ptr = target;
         m_size = n;
     }
-    size_t size() const { return m_size; }
-    operator T*() { return m_ptr; }
-    operator const T*() const { return m_ptr; }
+    size_t size() const {
+        return m_size;
+    }
+    operator T*() {
+        return m_ptr;
+    }
+    operator const T*() const {
+        return m_ptr;
+    }
 
 private:
     // Byte count of n elements; saturates to all ones on overflow so that the

@@ -21,23 +21,28 @@ public:
         }
     }
     Ptr(const Ptr& o) : obj(o.obj), refcount(o.refcount) { addref(); }
-    // Counts the source first, then releases the target: self-assignment is safe.
+    // Takes the source's object and count, then releases ours; self-assignment is a no-op.
+    // The count is updated atomically, so copies may live on different threads.
     Ptr& operator=(const Ptr& o) {
-        o.addref();
+        if (this == &o || refcount == o.refcount) return *this;
+        // o may live inside the object we are about to release: copy it first.
+        T* const newObj = o.obj;
+        int* const newCount = o.refcount;
+        if (newCount) __atomic_add_fetch(newCount, 1, __ATOMIC_RELAXED);
         release();
-        obj = o.obj;
-        refcount = o.refcount;
+        obj = newObj;
+        refcount = newCount;
         return *this;
     }
     ~Ptr() { release(); }
 
     void addref() const {
-        if (refcount) ++*refcount;
+        if (refcount) __atomic_add_fetch(refcount, 1, __ATOMIC_RELAXED);
     }
     // Drops one reference; the last one destroys the object through
     // delete_obj. The pointer is null afterwards in every case.
     void release() {
-        if (refcount && --*refcount == 0) {
+        if (refcount && __atomic_sub_fetch(refcount, 1, __ATOMIC_ACQ_REL) == 0) {
             delete_obj();
             delete refcount;
         }
@@ -47,7 +52,7 @@ public:
     void delete_obj() { delete obj; }
     bool empty() const { return obj == nullptr; }
     // Current reference count, 0 for an empty pointer.
-    int useCount() const { return refcount ? *refcount : 0; }
+    int useCount() const { return refcount ? __atomic_load_n(refcount, __ATOMIC_RELAXED) : 0; }
     T* operator->() const { return obj; }
     T& operator*() const { return *obj; }
     operator T*() const { return obj; }

@@ -19,6 +19,8 @@ TEST(XFileMem, ReadsStopAtTheEndOfTheBlock) {
     std::memset(out, 0xEE, sizeof out);
     EXPECT_EQ(f.read(out, 4, 2), 2u);
     EXPECT_EQ(f.tell(), 8);
+    EXPECT_EQ(out[7], 7);
+    std::memset(out, 0xEE, sizeof out);
     EXPECT_EQ(f.read(out, 4, 1), 0u);  // only 2 bytes left: no whole item
     EXPECT_EQ(f.read(out, 1, 16), 2u);
     EXPECT_EQ(out[1], 9);

@@ -108,7 +108,7 @@ TEST(DoubleByte, StepsAndSearches) {
     const unsigned char s[] = {'a', 0x81, 0x41, 'b', 0x80, 'c', 0};
     const unsigned char* p = cbsinc(s);
     EXPECT_EQ(p, s + 1);
-    EXPECT_EQ(cbsinc(p), s + 3);  // lead 0x81 > 128: two bytes
+    EXPECT_EQ(cbsinc(p), s + 3);      // lead 0x81 > 128: two bytes
     EXPECT_EQ(cbsinc(s + 4), s + 5);  // 0x80 is not above 128: one byte
     EXPECT_EQ(cbschr(s, 'b'), s + 3);
     EXPECT_EQ(cbschr(s, 0x8141), s + 1);

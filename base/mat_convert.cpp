@@ -1,0 +1,178 @@
+// Depth conversions and fills of Mat.
+#include <cstring>
+#include <type_traits>
+
+#include "tarvo/mat.h"
+#include "tarvo/saturate.h"
+
+namespace tarvo {
+
+namespace {
+
+// Calls f(T{}) with T the element type of `depth`; false for an unknown depth.
+template <typename F>
+bool withDepth(int depth, F&& f) {
+    switch (depth) {
+        case MAT_Tuchar:
+            f((unsigned char)0);
+            return true;
+        case MAT_Tshort:
+            f((short)0);
+            return true;
+        case MAT_Tint:
+            f((int)0);
+            return true;
+        case MAT_Tfloat:
+            f((float)0);
+            return true;
+        case MAT_Tdouble:
+            f((double)0);
+            return true;
+        default:
+            return false;
+    }
+}
+
+template <typename D, typename S>
+inline D castElement(S v, CASTTYPE cast) {
+    if constexpr (std::is_floating_point<S>::value && !std::is_floating_point<D>::value) {
+        return cast == CT_Round ? saturate_cast<D>(double(v)) : saturate_trunc<D>(double(v));
+    } else if constexpr (!std::is_floating_point<D>::value) {
+        return saturate_cast_int<D>((long long)v);
+    } else {
+        return static_cast<D>(v);
+    }
+}
+
+template <typename D, typename S>
+void convertRows(const Mat& src, Mat& dst, CASTTYPE cast) {
+    const int n = src.cols() * src.channels();
+    for (int r = 0; r < src.rows(); r++) {
+        const S* s = src.ptr<S>(r);
+        D* d = dst.ptr<D>(r);
+        for (int i = 0; i < n; i++) d[i] = castElement<D, S>(s[i], cast);
+    }
+}
+
+template <typename D, typename S>
+void scaleRows(const Mat& src, Mat& dst, double scale, double shift) {
+    const int n = src.cols() * src.channels();
+    for (int r = 0; r < src.rows(); r++) {
+        const S* s = src.ptr<S>(r);
+        D* d = dst.ptr<D>(r);
+        for (int i = 0; i < n; i++) d[i] = saturate_cast<D>(double(s[i]) * scale + shift);
+    }
+}
+
+bool validDepth(int depth) {
+    return depth >= MAT_Tuchar && depth <= MAT_Tdouble;
+}
+
+}  // namespace
+
+void Mat::convertTo(Mat& dst, int depth, CASTTYPE cast) const {
+    depth &= MAT_DEPTH_MASK;
+    if (!validDepth(depth)) return;
+    if (empty()) {
+        if (&dst != this) dst.release();
+        return;
+    }
+    if (depth == type()) {
+        if (&dst != this) dst = *this;
+        return;
+    }
+    Mat out(m_rows, m_cols, MAKETYPE(depth, channels()));
+    if (out.empty()) return;
+    withDepth(type(), [&](auto s) {
+        using S = decltype(s);
+        withDepth(depth, [&](auto d) { convertRows<decltype(d), S>(*this, out, cast); });
+    });
+    dst = std::move(out);
+}
+
+void Mat::convertTo(Mat& dst, int depth, double scale, double shift) const {
+    depth &= MAT_DEPTH_MASK;
+    if (!validDepth(depth)) return;
+    if (empty()) {
+        if (&dst != this) dst.release();
+        return;
+    }
+    Mat out(m_rows, m_cols, MAKETYPE(depth, channels()));
+    if (out.empty()) return;
+    withDepth(type(), [&](auto s) {
+        using S = decltype(s);
+        withDepth(depth, [&](auto d) { scaleRows<decltype(d), S>(*this, out, scale, shift); });
+    });
+    dst = std::move(out);
+}
+
+void Mat::convert(int depth, CASTTYPE cast) {
+    convertTo(*this, depth, cast);
+}
+
+void Mat::zero() {
+    if (empty()) return;
+    const size_t bytes = size_t(rowByteSize());
+    if (isContinuous()) {
+        std::memset(data.ptr[0], 0, bytes * size_t(m_rows));
+    } else {
+        for (int r = 0; r < m_rows; r++) std::memset(data.ptr[r], 0, bytes);
+    }
+}
+
+Mat& Mat::operator=(double v) {
+    if (v == 0.0) {
+        zero();
+        return *this;
+    }
+    return *this = Point4_<double>(v);
+}
+
+Mat& Mat::operator=(const Point4_<double>& s) {
+    if (empty()) return *this;
+    const double fill[4] = {s[0], s[1], s[2], s[3]};
+    const int cn = channels();
+    withDepth(type(), [&](auto t) {
+        using T = decltype(t);
+        for (int r = 0; r < m_rows; r++) {
+            T* d = ptr<T>(r);
+            for (int c = 0; c < m_cols; c++)
+                for (int k = 0; k < cn; k++) d[c * cn + k] = saturate_cast<T>(fill[k < 4 ? k : 3]);
+        }
+    });
+    return *this;
+}
+
+void Mat::identity() {
+    if (empty()) return;
+    zero();
+    const int cn = channels();
+    const int n = m_rows < m_cols ? m_rows : m_cols;
+    withDepth(type(), [&](auto t) {
+        using T = decltype(t);
+        for (int i = 0; i < n; i++)
+            for (int k = 0; k < cn; k++) ptr<T>(i)[i * cn + k] = T(1);
+    });
+}
+
+Mat Mat::zeros(const Size_<int>& size, int type) {
+    Mat m(size, type);
+    m.zero();
+    return m;
+}
+
+Mat Mat::eye(int rows, int cols, int type) {
+    Mat m(rows, cols, type);
+    m.identity();
+    return m;
+}
+
+double Mat::value(int row, int col, int channel) const {
+    if (!isInside(col, row) || channel < 0 || channel >= channels()) return 0.0;
+    double v = 0.0;
+    const int i = col * channels() + channel;
+    withDepth(type(), [&](auto t) { v = double(ptr<decltype(t)>(row)[i]); });
+    return v;
+}
+
+}  // namespace tarvo
