@@ -30,8 +30,14 @@ demo: build
 test: build
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 
+# Two tables: the library's parallel loop pinned to one thread, then all threads.
+# Each row shows Mpix/s and xCopy (time as a multiple of copying the same bytes).
+BENCH_RUN = $(BUILD)/bench/tarvo-bench --benchmark_min_time=0.2 --benchmark_counters_tabular=true $(BENCH_ARGS)
 bench: build
-	$(BUILD)/bench/tarvo-bench --benchmark_min_time=0.2 $(BENCH_ARGS)
+	@echo "== one thread"
+	TARVO_BENCH_THREADS=1 $(BENCH_RUN)
+	@echo "== all threads"
+	$(BENCH_RUN)
 
 $(ASAN_BUILD)/build.ninja:
 	CXX=clang++ CC=clang cmake -S . -B $(ASAN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Debug \
