@@ -22,6 +22,7 @@
 #pragma once
 
 #include "tarvo/export.h"
+#include "tarvo/ip/matptrlist.h"
 #include "tarvo/mat.h"
 #include "tarvo/types.h"
 
@@ -73,6 +74,29 @@ TARVO_EXPORTS void pyrUp(const Mat& src, Mat& dst, const Size_<int>& size = Size
 TARVO_EXPORTS void copyMakeBorder(const Mat& src, Mat& dst, int top, int bottom, int left,
                                   int right, int borderType,
                                   const Point4_<double>& value = Point4_<double>());
+
+// Float image pyramid for the interest-region detectors. Level 0 is src in
+// float (scale 1); there are (int)(log(min(cols, rows) / minSize) /
+// log(scaleFactor)) + 1 levels (float arithmetic), level i being level 0 scaled
+// by the corner-to-corner bilinear scaler to ((int)(cols / s), (int)(rows / s))
+// with s = scaleFactor^i, and list.getScale(i) = s. A 64 x 64 source with
+// minSize 18 and factor 1.2 gives 64, 53, 44, 37, 30, 25, 21.
+// When the list already holds a pyramid whose level 0 has src's size, its
+// frames are refreshed in place (no allocation). A source below minSize gives
+// level 0 alone; an empty source, minSize < 1 or a factor not above 1 give
+// level 0 alone as well, except that an empty source empties the list.
+TARVO_EXPORTS void createPyramid(const Mat& src, MatPtrList& list, int minSize, float scaleFactor);
+
+// As above, but the pyramid starts from the scale at which an object of
+// minObjectWidth x minObjectHeight pixels fills a detector window of
+// winWidth x winHeight: s0 = min(minObjectWidth / winWidth,
+// minObjectHeight / winHeight) in float. Level i is src reduced by
+// s0 * scaleFactor^i (s0 below 1 enlarges level 0), and getScale(i) gives that
+// reduction. Non-positive window or object sizes, or an empty source, leave the
+// list empty.
+TARVO_EXPORTS void createPyramid(const Mat& src, MatPtrList& list, int minSize, float scaleFactor,
+                                 int winWidth, int winHeight, int minObjectWidth,
+                                 int minObjectHeight);
 
 }  // namespace ip
 }  // namespace tarvo
