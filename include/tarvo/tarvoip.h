@@ -1,0 +1,14 @@
+// Everything in one include: the base library (value types, containers,
+// matrices, files, linear algebra, the parallel loop) and every image
+// operator family of tarvo::ip.
+#pragma once
+
+#include "tarvo/base.h"
+#include "tarvo/linalg.h"
+#include "tarvo/pump.h"
+
+#include "tarvo/ip/core.h"
+#include "tarvo/ip/edges.h"
+#include "tarvo/ip/integral.h"
+#include "tarvo/ip/matptrlist.h"
+#include "tarvo/ip/photo.h"
