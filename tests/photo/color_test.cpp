@@ -64,6 +64,8 @@ TEST(ColorConvert, HSLtoRGBSinglePrecision) {
         {254, 1, 1, 0, 255, 128},  // L > 0.5: m2 = L + S - LS, truncation loses one
         {1, 254, 1, 85, 255, 128},
         {200, 99, 49, 14, 153, 125},
+        {86, 83, 83, 0, 3, 85},       // double arithmetic would give (85, 84, 84)
+        {179, 127, 127, 0, 65, 153},  // a fused multiply-add would give 126 for green
     };
     for (const HslCase& c : cases) {
         unsigned char r, g, b;
