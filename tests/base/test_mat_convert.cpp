@@ -180,7 +180,8 @@ TEST(MatConvert, ScaleAndShiftRoundAndSaturate) {
     f.convertTo(back, MAT_Tuchar, 255.0, 0.0);
     EXPECT_TRUE(test::matEqual(back, b));  // rounding recovers every byte
     Mat s;
-    b.convertTo(s, MAT_Tuchar, 2.0, -15.25);  // 0 -> -15 -> 0, 10 -> 4.75 -> 5, 100 -> 185, 255 -> 255
+    b.convertTo(s, MAT_Tuchar, 2.0,
+                -15.25);  // 0 -> -15 -> 0, 10 -> 4.75 -> 5, 100 -> 185, 255 -> 255
     EXPECT_EQ(s.ptr<unsigned char>(0)[0], 0);
     EXPECT_EQ(s.ptr<unsigned char>(0)[1], 5);
     EXPECT_EQ(s.ptr<unsigned char>(0)[2], 185);

@@ -65,8 +65,8 @@ TEST(MatTypeWord, ShapeTestsCompareWhatTheySay) {
 TEST(MatTypeWord, RefusedRequestsGiveEmptyMatrices) {
     EXPECT_FALSE(Mat(0, 5, MAT_Tuchar).isValid());
     EXPECT_FALSE(Mat(-3, 5, MAT_Tuchar).isValid());
-    EXPECT_FALSE(Mat(5, 5, 6).isValid());   // depth 6 does not exist
-    EXPECT_FALSE(Mat(5, 5, 0).isValid());   // depth 0 has no use
+    EXPECT_FALSE(Mat(5, 5, 6).isValid());  // depth 6 does not exist
+    EXPECT_FALSE(Mat(5, 5, 0).isValid());  // depth 0 has no use
     EXPECT_FALSE(Mat(1 << 20, 1 << 20, MAT_Tuchar).isValid());
     EXPECT_FALSE(Mat(1 << 16, 1 << 15, 0x1F9).isValid());  // 2^37 elements
     Mat m(3, 3, MAT_Tfloat);

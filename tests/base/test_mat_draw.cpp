@@ -198,7 +198,8 @@ TEST(SelectionPolygonFill, FilledPolygonWithItsOutline) {
     ASSERT_TRUE(mask.isEqualSize(src));
     // Exactly the pixels with x + y <= 8.
     for (int y = 0; y < 10; y++)
-        for (int x = 0; x < 12; x++) EXPECT_EQ(at(mask, y, x), x + y <= 8 ? 255 : 0) << x << "," << y;
+        for (int x = 0; x < 12; x++)
+            EXPECT_EQ(at(mask, y, x), x + y <= 8 ? 255 : 0) << x << "," << y;
     EXPECT_EQ(rect, Rect_<int>(0, 0, 9, 9));
 
     const Point2_<int> sq[4] = {{3, 2}, {6, 2}, {6, 5}, {3, 5}};

@@ -108,7 +108,8 @@ TEST(MatElementOps, CountNeAndBitOperations) {
 
     Mat a(1, 3, MAT_Tuchar), b(1, 3, MAT_Tuchar);
     const unsigned char av[3] = {0xF0, 0xFF, 0x0F}, bv[3] = {0x3C, 0x00, 0xFF};
-    for (int i = 0; i < 3; i++) a.ptr<unsigned char>(0)[i] = av[i], b.ptr<unsigned char>(0)[i] = bv[i];
+    for (int i = 0; i < 3; i++)
+        a.ptr<unsigned char>(0)[i] = av[i], b.ptr<unsigned char>(0)[i] = bv[i];
     a &= b;
     EXPECT_EQ(a.ptr<unsigned char>(0)[0], 0x30);
     EXPECT_EQ(a.ptr<unsigned char>(0)[1], 0x00);
