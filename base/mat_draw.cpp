@@ -41,11 +41,13 @@ public:
         m_alpha = opacity;
         if (!img.isValid() || !(opacity > 0.0f)) return;
         if (m_alpha > 1.0) m_alpha = 1.0;
-        m_x0 = (int)std::max<long long>(region.x0, 0);
-        m_y0 = (int)std::max<long long>(region.y0, 0);
-        m_x1 = (int)std::min<long long>(region.x1, img.cols() - 1);
-        m_y1 = (int)std::min<long long>(region.y1, img.rows() - 1);
-        if (m_x1 < m_x0 || m_y1 < m_y0) return;
+        // Clip in 64 bits; only a non-empty clipped box is narrowed to int.
+        const long long x0 = std::max<long long>(region.x0, 0);
+        const long long y0 = std::max<long long>(region.y0, 0);
+        const long long x1 = std::min<long long>(region.x1, img.cols() - 1);
+        const long long y1 = std::min<long long>(region.y1, img.rows() - 1);
+        if (x1 < x0 || y1 < y0) return;
+        m_x0 = int(x0), m_y0 = int(y0), m_x1 = int(x1), m_y1 = int(y1);
         m_opaque = m_alpha >= 1.0;
         if (!m_opaque) {
             m_cover.assign(size_t(m_x1 - m_x0 + 1) * size_t(m_y1 - m_y0 + 1), 0);
