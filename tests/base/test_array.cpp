@@ -143,7 +143,8 @@ TEST(ArrayOwnership, WrappingUntilRemoveAllOrAssignment) {
     grow.add(5);
     EXPECT_TRUE(grow.isOwner());
     EXPECT_EQ(foreign[3], 4);
-    w = w;
+    Array<int>& wAlias = w;  // self-assignment through an alias
+    w = wAlias;
     EXPECT_EQ(w.getSize(), 3);
 }
 
@@ -210,7 +211,8 @@ TEST(Ptr, CountsAndSelfAssignment) {
         EXPECT_EQ(p.useCount(), 1);
         Ptr<Counted> q(p);
         EXPECT_EQ(p.useCount(), 2);
-        p = p;
+        Ptr<Counted>& pAlias = p;  // self-assignment through an alias
+        p = pAlias;
         EXPECT_EQ(Counted::alive, 1);
         EXPECT_EQ(p.useCount(), 2);
         q.release();

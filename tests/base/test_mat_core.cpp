@@ -352,7 +352,8 @@ TEST(VecTyped, ArithmeticAndEqForms) {
     a = 5.0f;
     EXPECT_EQ(a[1], 5.0f);
     Vec_<float> c(b);
-    c = c;
+    Vec_<float>& alias = c;  // self-assignment through an alias
+    c = alias;
     EXPECT_EQ(c[2], 4.0f);
     Vec_<float> shorter(2);
     c = shorter;
