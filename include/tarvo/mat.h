@@ -216,10 +216,13 @@ public:
     void sqrt();
     // Number of elements when the matrix is a list of elements with `channels`
     // channels of `depth` (n x 1 or 1 x n of that type, or n x channels with one
-    // channel), otherwise -1. depth <= 0 accepts any depth.
+    // channel), otherwise -1 (also for an empty matrix). depth <= 0 accepts
+    // any depth; requireContinuous refuses sub-matrix references with gaps.
     int checkVector(int channels, int depth = -1, bool requireContinuous = true) const;
-    // Copies the pixels where mask (byte, same size) is non-zero into dst,
-    // creating dst at this shape if it does not fit. An empty mask copies all.
+    // Copies the elements where mask is non-zero into dst. The mask is byte,
+    // of this size, with one channel (per pixel) or this many channels (per
+    // element); any other mask leaves dst unchanged. A dst that does not fit
+    // is re-created at this shape and zeroed first. An empty mask copies all.
     void copyTo(Mat& dst, const Mat& mask = Mat()) const;
 
     // ---- linear algebra (one channel, float or double)
@@ -243,17 +246,27 @@ public:
     int toFile(XFile* file) const override;
     int toFile(const char* filename) const override { return Object::toFile(filename); }
 
-    // ---- drawing (byte images; colour channels k < 4 take color[k]).
-    // width is the line width in pixels; opacity in [0, 1] blends over the image.
+    // ---- drawing (every depth; channel k takes color[k], channels past 3 take
+    // color[3]). width is the line width in pixels (widths below 1 draw
+    // nothing, widths above 128 draw at 128); opacity in (0, 1] blends
+    // dst + (color - dst) * opacity, rounded and saturated, each covered pixel
+    // once; opacity <= 0 or NaN draws nothing. Shapes are clipped to the image.
+    // drawCross: a horizontal and a vertical arm reaching `size` pixels from the centre.
     void drawCross(const Point2_<int>& center, int size, Point4_<unsigned char> color,
                    int width = 1, float opacity = 1.0f);
+    // drawRect: the outline of rect, `width` pixels thick, growing inwards.
     void drawRect(const Rect_<int>& rect, Point4_<unsigned char> color, int width = 1,
                   float opacity = 1.0f);
+    // drawLine: Bresenham's line from p1 to p2 (both included), swept with a
+    // round brush of `width` pixels.
     void drawLine(const Point2_<int>& p1, const Point2_<int>& p2, Point4_<unsigned char> color,
                   int width = 1, float opacity = 1.0f);
+    // drawPolygon: lines between consecutive points, and back to the first when
+    // closed (n > 2). Null pts or n < 1 draw nothing.
     void drawPolygon(const Point2_<int>* pts, int n, Point4_<unsigned char> color, int width = 1,
                      bool closed = true, float opacity = 1.0f);
-    // Pastes src (same depth and channels) with its top-left corner at pt, clipped.
+    // Pastes src (same type word) with its top-left corner at pt, clipped;
+    // other types, empty matrices or opacity <= 0 leave the image unchanged.
     void drawMat(const Mat& src, const Point2_<int>& pt, float opacity = 1.0f);
 
 private:

@@ -1,0 +1,249 @@
+// Statistics, mask and element operations of Mat, and the element access of Vec.
+#include <cmath>
+#include <cstring>
+#include <type_traits>
+
+#include "mat_internal.h"
+#include "tarvo/mat.h"
+#include "tarvo/saturate.h"
+
+namespace tarvo {
+
+using detail::withDepth;
+
+namespace {
+
+// True when `mask` can steer an element loop over `m`: a byte matrix of m's
+// rows and cols with one channel (per pixel) or m's channel count (per element).
+bool usableMask(const Mat& m, const Mat& mask) {
+    return mask.isValid() && mask.type() == MAT_Tuchar && mask.rows() == m.rows() &&
+           mask.cols() == m.cols() && (mask.channels() == 1 || mask.channels() == m.channels());
+}
+
+// Calls f(value) for every element of channel `ch` of m.
+template <typename T, typename F>
+void forChannel(const Mat& m, int ch, F&& f) {
+    const int cn = m.channels();
+    for (int r = 0; r < m.rows(); r++) {
+        const T* p = m.ptr<T>(r) + ch;
+        for (int c = 0; c < m.cols(); c++) f(double(p[c * cn]));
+    }
+}
+
+}  // namespace
+
+double Mat::min(int channel) const {
+    if (empty() || channel < 0 || channel >= channels()) return 0.0;
+    double best = value(0, 0, channel);
+    withDepth(type(), [&](auto t) {
+        forChannel<decltype(t)>(*this, channel, [&](double v) {
+            if (v < best) best = v;
+        });
+    });
+    return best;
+}
+
+double Mat::max(int channel) const {
+    if (empty() || channel < 0 || channel >= channels()) return 0.0;
+    double best = value(0, 0, channel);
+    withDepth(type(), [&](auto t) {
+        forChannel<decltype(t)>(*this, channel, [&](double v) {
+            if (v > best) best = v;
+        });
+    });
+    return best;
+}
+
+Point4_<double> Mat::mean() const {
+    Point4_<double> res;
+    if (empty()) return res;
+    const double n = double(m_rows) * double(m_cols);
+    const int cn = channels() < 4 ? channels() : 4;
+    for (int k = 0; k < cn; k++) {
+        double s = 0.0;
+        withDepth(type(),
+                  [&](auto t) { forChannel<decltype(t)>(*this, k, [&](double v) { s += v; }); });
+        res[k] = s / n;
+    }
+    return res;
+}
+
+Point4_<double> Mat::std() const {
+    Point4_<double> res;
+    if (empty()) return res;
+    // Two passes (mean, then squared deviations) keep the result accurate
+    // for large offsets, where sum(x^2) - n * mean^2 would cancel.
+    const Point4_<double> mu = mean();
+    const double n = double(m_rows) * double(m_cols);
+    const int cn = channels() < 4 ? channels() : 4;
+    for (int k = 0; k < cn; k++) {
+        double s = 0.0;
+        const double m = mu[k];
+        withDepth(type(), [&](auto t) {
+            forChannel<decltype(t)>(*this, k, [&](double v) { s += (v - m) * (v - m); });
+        });
+        res[k] = std::sqrt(s / n);
+    }
+    return res;
+}
+
+double Mat::norm(int code, const Mat& mask) const {
+    if (empty() || code < 1 || code > 4) return 0.0;
+    const bool masked = mask.isValid();
+    if (masked && !usableMask(*this, mask)) return 0.0;
+    const int cn = channels(), mcn = masked ? mask.channels() : 1;
+    double acc = 0.0;
+    withDepth(type(), [&](auto t) {
+        using T = decltype(t);
+        for (int r = 0; r < m_rows; r++) {
+            const T* p = ptr<T>(r);
+            const unsigned char* mp = masked ? mask.ptr<unsigned char>(r) : nullptr;
+            for (int i = 0; i < m_cols * cn; i++) {
+                if (mp && !mp[mcn == 1 ? i / cn : i]) continue;
+                const double v = double(p[i]);
+                switch (code) {
+                    case 1:
+                        acc += std::fabs(v);
+                        break;
+                    case 3:
+                        if (std::fabs(v) > acc) acc = std::fabs(v);
+                        break;
+                    default:
+                        acc += v * v;
+                        break;
+                }
+            }
+        }
+    });
+    return code == 2 ? std::sqrt(acc) : acc;
+}
+
+int Mat::countNonZero() const {
+    if (empty()) return 0;
+    long long n = 0;
+    withDepth(type(), [&](auto t) {
+        using T = decltype(t);
+        for (int r = 0; r < m_rows; r++) {
+            const T* p = ptr<T>(r);
+            for (int i = 0; i < m_cols * channels(); i++) n += p[i] != T(0);
+        }
+    });
+    return int(n);
+}
+
+void Mat::ne(double v, Mat& mask) const {
+    if (empty()) {
+        if (&mask != this) mask.release();
+        return;
+    }
+    Mat out(m_rows, m_cols, MAKETYPE(MAT_Tuchar, channels()));
+    if (out.empty()) return;
+    withDepth(type(), [&](auto t) {
+        using T = decltype(t);
+        for (int r = 0; r < m_rows; r++) {
+            const T* p = ptr<T>(r);
+            unsigned char* d = out.ptr<unsigned char>(r);
+            for (int i = 0; i < m_cols * channels(); i++) d[i] = double(p[i]) != v ? 255 : 0;
+        }
+    });
+    mask = std::move(out);
+}
+
+Mat& Mat::operator&=(const Mat& o) {
+    if (empty() || &o == this || !isEqualMat(o)) return *this;
+    const size_t n = size_t(rowByteSize());
+    for (int r = 0; r < m_rows; r++) {
+        unsigned char* d = data.ptr[r];
+        const unsigned char* s = o.data.ptr[r];
+        for (size_t i = 0; i < n; i++) d[i] &= s[i];
+    }
+    return *this;
+}
+
+Mat operator~(const Mat& a) {
+    Mat out(a);
+    if (out.empty()) return out;
+    withDepth(a.type(), [&](auto t) {
+        using T = decltype(t);
+        if constexpr (std::is_integral<T>::value) {
+            for (int r = 0; r < out.rows(); r++) {
+                T* p = out.ptr<T>(r);
+                for (int i = 0; i < out.cols() * out.channels(); i++) p[i] = T(~p[i]);
+            }
+        }
+    });
+    return out;
+}
+
+void Mat::sqrt() {
+    if (empty()) return;
+    withDepth(type(), [&](auto t) {
+        using T = decltype(t);
+        for (int r = 0; r < m_rows; r++) {
+            T* p = ptr<T>(r);
+            for (int i = 0; i < m_cols * channels(); i++) {
+                if constexpr (std::is_floating_point<T>::value)
+                    p[i] = std::sqrt(p[i]);
+                else
+                    p[i] = p[i] > 0 ? T(truncInt(std::sqrt(double(p[i])))) : T(0);
+            }
+        }
+    });
+}
+
+int Mat::checkVector(int cn, int depth, bool requireContinuous) const {
+    if (empty() || cn < 1) return -1;
+    if (depth > 0 && type() != (depth & MAT_DEPTH_MASK)) return -1;
+    if (requireContinuous && !isContinuous()) return -1;
+    if (channels() == cn && (m_rows == 1 || m_cols == 1)) return m_rows * m_cols;
+    if (channels() == 1 && m_cols == cn) return m_rows;
+    return -1;
+}
+
+void Mat::copyTo(Mat& dst, const Mat& mask) const {
+    if (&dst == this) return;
+    if (empty()) {
+        dst.release();
+        return;
+    }
+    if (!mask.isValid()) {
+        dst = *this;
+        return;
+    }
+    if (!usableMask(*this, mask)) return;
+    // The mask may be the destination itself: read it from a copy.
+    Mat maskCopy;
+    const Mat* mk = &mask;
+    if (&mask == &dst) {
+        maskCopy = mask;
+        mk = &maskCopy;
+    }
+    if (!dst.isEqualMat(*this)) {
+        if (dst.create(m_rows, m_cols, type1()) < 0) return;
+        dst.zero();
+    }
+    const int cn = channels(), mcn = mk->channels(), es = m_step;
+    for (int r = 0; r < m_rows; r++) {
+        const unsigned char* s = data.ptr[r];
+        unsigned char* d = dst.data.ptr[r];
+        const unsigned char* mp = mk->data.ptr[r];
+        if (mcn == 1) {
+            const size_t px = size_t(elemSize());
+            for (int c = 0; c < m_cols; c++)
+                if (mp[c]) std::memcpy(d + c * px, s + c * px, px);
+        } else {
+            for (int i = 0; i < m_cols * cn; i++)
+                if (mp[i]) std::memcpy(d + size_t(i) * es, s + size_t(i) * es, size_t(es));
+        }
+    }
+}
+
+double Vec::value(int i) const {
+    if (!data.ptr || !isInside(i)) return 0.0;
+    double v = 0.0;
+    withDepth(m_type,
+              [&](auto t) { v = double(reinterpret_cast<const decltype(t)*>(data.ptr)[i]); });
+    return v;
+}
+
+}  // namespace tarvo
