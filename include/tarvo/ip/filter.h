@@ -136,9 +136,9 @@ public:
     virtual int proceed(const unsigned char* src, int srcstep, int count, unsigned char* dst,
                         int dststep);
     // Filters srcRoi of src ((0, 0, -1, -1) = all) into dst with its top-left
-    // output at dstOfs. An empty rectangle, an inert engine, Mats whose element
-    // size does not match the engine's types, a rectangle outside src or an
-    // output outside dst leave dst untouched. Works through the row tables, so
+    // output at dstOfs. An empty rectangle, an inert engine, Mats whose type
+    // words differ from the engine's source and destination types, a rectangle
+    // outside src or an output outside dst leave dst untouched. Works through the row tables, so
     // sub-matrix references are fine; large images run in row stripes on the
     // parallel loop, with results identical to a serial run.
     virtual void apply(const Mat& src, Mat& dst,
@@ -303,11 +303,11 @@ TARVO_EXPORTS Ptr<FilterEngine> createSeparableLinearFilter(
     Point2_<int> anchor = Point2_<int>(-1, -1), double delta = 0, int rowBorderType = BorderClamp,
     int columnBorderType = -1, const Point4_<double>& borderValue = Point4_<double>());
 
-// Correlation of src with kernel (one channel, any depth, converted as
-// needed): dst(y, x) = delta + sum kernel(j, i) * src(y + j - anchor.y,
-// x + i - anchor.x), converted to ddepth (negative: src's depth) by Cast.
-// anchor -1 is the centre. borderType 0..4 (fill reads zeros), bit 16 ignored.
-// dst is created with src's size and channels. An empty src or kernel leaves
+// Correlation of every channel of src with kernel (one channel, any depth,
+// converted as needed): dst(y, x) = delta + sum kernel(j, i) * src(y + j -
+// anchor.y, x + i - anchor.x), converted to ddepth (negative: src's depth) by
+// Cast. anchor -1 is the centre. borderType 0..4 (fill reads zeros), bit 16
+// ignored. dst is created with src's size and channels. An empty src or kernel leaves
 // dst unchanged; an unsupported depth pair, an anchor outside the kernel or an
 // unknown border mode leave dst created but unwritten.
 TARVO_EXPORTS void filter2D(const Mat& src, Mat& dst, int ddepth, const Mat& kernel,
