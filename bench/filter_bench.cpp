@@ -93,9 +93,10 @@ void BM_Filter2D(benchmark::State& state, int type, int ksize) {
     setPixels(state, src);
 }
 
-void BM_SepFilter2D(benchmark::State& state, int type, int ksize) {
+void BM_SepFilter2D(benchmark::State& state, int type, int ksize, bool box = false) {
     const Mat src = makeImage(type);
-    const std::vector<float> t = smoothTaps(ksize);
+    const std::vector<float> t =
+        box ? std::vector<float>(size_t(ksize), 1.0f / float(ksize)) : smoothTaps(ksize);
     const Mat rk = kernel(t, 1, ksize), ck = kernel(t, ksize, 1);
     auto run = [&](Mat& dst) { ip::sepFilter2D(src, dst, -1, rk, ck); };
     checkPaths(run, "sepFilter2D");
@@ -154,5 +155,9 @@ BENCHMARK_CAPTURE(BM_SepFilter2D, 11tap_u8c3_1080p, int(MAT_Tuchar3), 11)
 BENCHMARK_CAPTURE(BM_SepFilter2D, 5tap_f32c1_1080p, int(MAT_Tfloat), 5)
     ->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_SepFilter2D, 11tap_f32c1_1080p, int(MAT_Tfloat), 11)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_SepFilter2D, box5_u8c1_1080p, int(MAT_Tuchar), 5, true)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_SepFilter2D, 7tap_f32c1_1080p, int(MAT_Tfloat), 7)
     ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_SepSobelShort)->Unit(benchmark::kMillisecond);
