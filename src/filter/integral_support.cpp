@@ -2,40 +2,16 @@
 // rule, the hardware switch and the parallel loop.
 #include "filter/integral_internal.h"
 
+#include "tarvo/ip/filter.h"
 #include "tarvo/parallel.h"
 
 namespace tarvo {
 namespace detail {
 
 int pyrBorderIndex(int p, int len, int mode) {
-    if ((unsigned)p < (unsigned)len) return p;
-    if (len <= 0) return -1;
-    switch (mode) {
-        case BorderClamp:
-            return p < 0 ? 0 : len - 1;
-        case BorderMirror:
-        case BorderMirrorNoEdge: {
-            if (len == 1) return 0;
-            const int delta = mode == BorderMirrorNoEdge ? 1 : 0;
-            // 64-bit to keep the reflections of far-away coordinates defined.
-            long long q = p;
-            while ((unsigned long long)q >= (unsigned long long)len) {
-                if (q < 0)
-                    q = delta - q - 1;
-                else
-                    q = 2LL * len - delta - q - 1;
-            }
-            return int(q);
-        }
-        case BorderWrap: {
-            long long q = p;
-            if (q < 0) q -= ((q - len + 1) / len) * len;
-            if (q >= len) q %= len;
-            return int(q);
-        }
-        default:
-            return -1;
-    }
+    // The shared border rule; codes outside 0..4 give "no sample" here.
+    if (mode < BorderFill || mode > BorderMirrorNoEdge) return -1;
+    return ip::borderInterpolate(p, len, mode);
 }
 
 bool pyrUseIntVector() {
