@@ -22,7 +22,8 @@ inline int gaussMirror(long long p, int len) {
 }
 
 // Runs f(y0, y1) over the rows [0, rows) in stripes, one stripe per 64K
-// multiply-adds of work, so small images stay on the calling thread.
+// multiply-adds of work (rowWork per row), so small images stay on the
+// calling thread.
 template <class F>
 class StripeBody : public ParallelLoopBody {
 public:
@@ -33,8 +34,8 @@ private:
     const F& f_;
 };
 template <class F>
-void forRows(int rows, double work, const F& f) {
-    parallel_for_(Range(0, rows), StripeBody<F>(f), work / 65536.0);
+void forRows(int rows, double rowWork, const F& f) {
+    parallel_for_(Range(0, rows), StripeBody<F>(f), (double)rows * rowWork / 65536.0);
 }
 
 // ---- vector kernels. Each writes outputs [0, n') and returns n', the count it
