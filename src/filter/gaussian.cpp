@@ -234,7 +234,10 @@ GaussianFilter::GaussianFilter()
       kernel(nullptr),
       ikernel(nullptr),
       ikernelSum(0),
-      kernelRadius(-1) {
+      kernelRadius(-1),
+      m_kernelStore(nullptr),
+      m_ikernelStore(nullptr),
+      m_capacity(0) {
     setup(1.0f, 2.0f);
 }
 
@@ -244,7 +247,10 @@ GaussianFilter::GaussianFilter(float s, float sup)
       kernel(nullptr),
       ikernel(nullptr),
       ikernelSum(0),
-      kernelRadius(-1) {
+      kernelRadius(-1),
+      m_kernelStore(nullptr),
+      m_ikernelStore(nullptr),
+      m_capacity(0) {
     setup(s, sup);
 }
 
@@ -253,8 +259,11 @@ GaussianFilter::~GaussianFilter() {
 }
 
 void GaussianFilter::freeKernels() {
-    delete[] kernel;
-    delete[] ikernel;
+    delete[] m_kernelStore;
+    delete[] m_ikernelStore;
+    m_kernelStore = nullptr;
+    m_ikernelStore = nullptr;
+    m_capacity = 0;
     kernel = nullptr;
     ikernel = nullptr;
     ikernelSum = 0;
@@ -267,17 +276,34 @@ int GaussianFilter::passHalfWidth() const {
 }
 
 void GaussianFilter::setup(float s, float sup) {
-    freeKernels();
     sigma = s;
     support = sup;
+    kernel = nullptr;
+    ikernel = nullptr;
+    ikernelSum = 0;
+    kernelRadius = -1;
     int r = roundInt(sup);
     if (r < 0) r = 0;
     // The pass half-width (int)(support + 0.5) equals r for every support
     // that is not negative; negative ones give 0 for both.
-    if (r > kMaxRadius || r != passHalfWidth()) return;
+    if (r > kMaxRadius || r != passHalfWidth()) {
+        freeKernels();
+        return;
+    }
     const int n = 2 * r + 1;
-    kernel = new (std::nothrow) float[(size_t)n];
-    if (!kernel) return;
+    // Storage is kept between set-ups, so re-setting per pixel allocates only
+    // when the kernel grows.
+    if (n > m_capacity) {
+        freeKernels();
+        m_kernelStore = new (std::nothrow) float[(size_t)n];
+        m_ikernelStore = new (std::nothrow) int[(size_t)n];
+        if (!m_kernelStore || !m_ikernelStore) {
+            freeKernels();
+            return;
+        }
+        m_capacity = n;
+    }
+    kernel = m_kernelStore;
     const float sum = gaussTaps(s, r, kernel);
     for (int i = 0; i < n; i++) kernel[i] /= sum;
     kernelRadius = r;
@@ -287,20 +313,13 @@ void GaussianFilter::setup(float s, float sup) {
     if (n > 62) return;
     const long long factor = 1LL << n;
     long long isum = 0;
-    int* ik = new (std::nothrow) int[(size_t)n];
-    if (!ik) return;
+    int* ik = m_ikernelStore;
     for (int i = 0; i < n; i++) {
         const double v = std::floor((double)(kernel[i] * (float)factor) + 0.5);
-        if (!(v >= -2147483648.0 && v <= 2147483647.0)) {
-            delete[] ik;
-            return;
-        }
+        if (!(v >= -2147483648.0 && v <= 2147483647.0)) return;
         ik[i] = (int)v;
         isum += ik[i];
-        if (isum > 2147483647LL || isum < -2147483648LL) {
-            delete[] ik;
-            return;
-        }
+        if (isum > 2147483647LL || isum < -2147483648LL) return;
     }
     ikernel = ik;
     ikernelSum = (int)isum;

@@ -56,7 +56,7 @@ public:
     Mat tmp;           // intermediate image of the row pass
     float sigma;       // standard deviation in pixels
     float support;     // kernel half-width in pixels before rounding
-    float* kernel;     // 2r + 1 taps, owned
+    float* kernel;     // 2r + 1 taps, owned (null when no kernel is held)
     int* ikernel;      // integer kernel, owned (null when it would overflow)
     int ikernelSum;    // sum of the integer kernel
     int kernelRadius;  // r; -1 when no kernel is held
@@ -65,6 +65,11 @@ protected:
     // Half-width of the passes: (int)(support + 0.5), at least 0.
     int passHalfWidth() const;
     void freeKernels();
+
+private:
+    float* m_kernelStore;  // storage behind kernel, kept across set-ups
+    int* m_ikernelStore;   // storage behind ikernel
+    int m_capacity;        // taps both stores hold
 };
 
 // First derivative of a Gaussian along one axis, smoothed along the other.
