@@ -13,6 +13,7 @@
 #include <cmath>
 #include <cstring>
 #include <new>
+#include <type_traits>
 
 #include "filter/gaussian_internal.h"
 #include "tarvo/autobuffer.h"
@@ -49,11 +50,6 @@ template <>
 struct LineOf<double> {
     using type = double;
 };
-
-template <typename B>
-bool tooSmall(const B& b, int n) {
-    return b.size() < (size_t)n;
-}
 
 bool useVector() {
     return checkHardwareSupport(2);
@@ -161,7 +157,7 @@ void colPass(const Mat& src, Mat& dst, const float* k, int h) {
     const bool vec = useVector();
     forRows(rows, (double)n * taps, [&](int y0, int y1) {
         AutoBuffer<const T*> rp((unsigned)taps);
-        if (tooSmall(rp, taps)) return;  // out of memory: leave the stripe
+        if (rp.size() < (size_t)taps) return;  // out of memory: leave the stripe
         for (int y = y0; y < y1; y++) {
             for (int t = 0; t < taps; t++)
                 rp[t] = src.ptr<T>(gaussMirror((long long)y - h + t, rows));

@@ -180,7 +180,7 @@ TARVO_EXPORTS void convolveImage(const Mat_<float>* src, const Vec_<float>* kx,
 
 // Bilinear value of channel 0 at (x, y), in double; x0 = clamp((int)x), x1 =
 // clamp((int)x + 1), weights x - floor(x) (likewise in y). Byte and double
-// images; other depths and empty images give 0.
+// images; other depths and empty images give 0, NaN coordinates NaN.
 TARVO_EXPORTS double interpLinear(const Mat& image, double x, double y);
 
 // Difference of Gaussians (see DoGFilter): dst is float with src's channels.
