@@ -2,6 +2,7 @@
 // (gaussian_simd.cpp) and the mirror rule shared by every pass.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "tarvo/parallel.h"
@@ -59,6 +60,12 @@ int gaussColF32(const float* const* rows, int n, const float* k, int taps, float
 // Byte / short samples to float, n elements; returns how many it converted.
 int gaussWidenU8(const uint8_t* src, int n, float* dst);
 int gaussWidenS16(const int16_t* src, int n, float* dst);
+
+// Direct float convolution with taps grouped by four (see convolveImageHoriz):
+// for outputs x in [0, n'), tap j reads rows[j][x + j * stride], the sum being
+// s = s + (((p0 k0 + p1 k1) + p2 k2) + p3 k3) per group of four, then s = s + p k.
+int convGroupedF32(const float* const* rows, ptrdiff_t stride, int len, const float* k, int n,
+                   float* dst);
 
 }  // namespace detail
 }  // namespace tarvo

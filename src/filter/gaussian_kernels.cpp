@@ -179,9 +179,8 @@ int convertSigma2Seq(float sigma, float baseSigma, float factor) {
 
 namespace {
 
-// One output of the direct convolutions: taps j = 0..len-1 over samples
-// p[j * stride], four products per step summed left to right and then added
-// to the running float sum, the remaining taps one by one.
+// One output of the direct convolutions: taps j = 0..len-1 over samples p[j], four products per
+// step summed left to right and then added to the running float sum, the remaining taps one by one.
 inline float convolveTaps(const float* p, const float* k, int len) {
     float s = 0.0f;
     int j = 0;
@@ -229,16 +228,24 @@ void convolveImageHoriz(const Mat_<float>* src, const Vec_<float>* kernel, Mat_<
     if (!in) return;
     const int rows = in->rows(), cols = in->cols(), len = kernel->length(), h = len / 2;
     const float* k = kernel->ptr();
+    const bool vec = checkHardwareSupport(2);
     detail::forRows(rows, (double)cols * len, [&](int y0, int y1) {
+        AutoBuffer<const float*> rp((unsigned)len);
+        if (rp.size() < (size_t)len) return;  // out of memory: leave the stripe
         for (int y = y0; y < y1; y++) {
             const float* s = (*in)[y];
             float* d = (*dst)[y];
-            for (int x = 0; x < cols; x++) {
-                if (x < h || x >= cols - h)
-                    d[x] = keepBorder ? s[x] : 0.0f;
-                else
-                    d[x] = convolveTaps(s + x - h, k, len);
+            // Outputs [h, cols - h); output h + i reads s[i + j] for tap j.
+            const int n = cols - 2 * h;
+            int i = 0;
+            if (vec && n > 0) {
+                for (int j = 0; j < len; j++) rp[j] = s;
+                i = detail::convGroupedF32(rp, 1, len, k, n, d + h);
             }
+            for (; i < n; i++) d[h + i] = convolveTaps(s + i, k, len);
+            for (int x = 0; x < cols && x < h; x++) d[x] = keepBorder ? s[x] : 0.0f;
+            for (int x = cols - h > h ? cols - h : h; x < cols; x++)
+                d[x] = keepBorder ? s[x] : 0.0f;
         }
     });
 }
@@ -251,6 +258,7 @@ void convolveImageVert(const Mat_<float>* src, const Vec_<float>* kernel, Mat_<f
     if (!in) return;
     const int rows = in->rows(), cols = in->cols(), len = kernel->length(), h = len / 2;
     const float* k = kernel->ptr();
+    const bool vec = checkHardwareSupport(2);
     detail::forRows(rows, (double)cols * len, [&](int y0, int y1) {
         AutoBuffer<const float*> rp((unsigned)len);
         if (rp.size() < (size_t)len) return;  // out of memory: leave the stripe
@@ -262,7 +270,8 @@ void convolveImageVert(const Mat_<float>* src, const Vec_<float>* kernel, Mat_<f
                 continue;
             }
             for (int j = 0; j < len; j++) rp[j] = (*in)[y - h + j];
-            for (int x = 0; x < cols; x++) d[x] = convolveTapsCol(rp, (size_t)x, k, len);
+            int x = vec ? detail::convGroupedF32(rp, 0, len, k, cols, d) : 0;
+            for (; x < cols; x++) d[x] = convolveTapsCol(rp, (size_t)x, k, len);
         }
     });
 }

@@ -42,6 +42,9 @@ int GaussWidenU8(const uint8_t*, int, float*) {
 int GaussWidenS16(const int16_t*, int, float*) {
     return 0;
 }
+int ConvGroupedF32(const float* const*, ptrdiff_t, int, const float*, int, float*) {
+    return 0;
+}
 #else
 
 using DF = hn::ScalableTag<float>;
@@ -182,6 +185,34 @@ int GaussWidenS16(const int16_t* src, int n, float* dst) {
     for (; j + N <= n; j += N) hn::StoreU(LoadF(src + j), df, dst + j);
     return j;
 }
+
+// Direct convolution with taps grouped by four: s = s + (((p0 k0 + p1 k1) +
+// p2 k2) + p3 k3) per group, then s = s + p k for the remaining taps. Tap j of
+// output x reads rows[j][x + j * stride].
+int ConvGroupedF32(const float* const* rows, ptrdiff_t stride, int len, const float* k, int n,
+                   float* dst) {
+    const DF df;
+    const int N = (int)hn::Lanes(df);
+    int x = 0;
+    for (; x + N <= n; x += N) {
+        VF s = hn::Zero(df);
+        int j = 0;
+        for (; j + 4 <= len; j += 4) {
+            VF g = hn::Mul(hn::LoadU(df, rows[j] + x + j * stride), hn::Set(df, k[j]));
+            g = hn::Add(g, hn::Mul(hn::LoadU(df, rows[j + 1] + x + (j + 1) * stride),
+                                   hn::Set(df, k[j + 1])));
+            g = hn::Add(g, hn::Mul(hn::LoadU(df, rows[j + 2] + x + (j + 2) * stride),
+                                   hn::Set(df, k[j + 2])));
+            g = hn::Add(g, hn::Mul(hn::LoadU(df, rows[j + 3] + x + (j + 3) * stride),
+                                   hn::Set(df, k[j + 3])));
+            s = hn::Add(s, g);
+        }
+        for (; j < len; j++)
+            s = hn::Add(s, hn::Mul(hn::LoadU(df, rows[j] + x + j * stride), hn::Set(df, k[j])));
+        hn::StoreU(s, df, dst + x);
+    }
+    return x;
+}
 #endif
 
 }  // namespace HWY_NAMESPACE
@@ -200,6 +231,7 @@ HWY_EXPORT(GaussColS16);
 HWY_EXPORT(GaussColF32);
 HWY_EXPORT(GaussWidenU8);
 HWY_EXPORT(GaussWidenS16);
+HWY_EXPORT(ConvGroupedF32);
 
 int gaussRowToU8(const float* line, int n, int cn, const float* k, int taps, uint8_t* dst) {
     return HWY_DYNAMIC_DISPATCH(GaussRowToU8)(line, n, cn, k, taps, dst);
@@ -224,6 +256,10 @@ int gaussWidenU8(const uint8_t* src, int n, float* dst) {
 }
 int gaussWidenS16(const int16_t* src, int n, float* dst) {
     return HWY_DYNAMIC_DISPATCH(GaussWidenS16)(src, n, dst);
+}
+int convGroupedF32(const float* const* rows, ptrdiff_t stride, int len, const float* k, int n,
+                   float* dst) {
+    return HWY_DYNAMIC_DISPATCH(ConvGroupedF32)(rows, stride, len, k, n, dst);
 }
 }  // namespace detail
 }  // namespace tarvo
