@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "support/test_util.h"
+#include "tarvo/ip/gaussian.h"
 #include "tarvo/ip/photo.h"
 #include "tarvo/mat.h"
 
@@ -84,7 +85,7 @@ TEST_F(Tool, ListShowsEveryOperationWithItsHelp) {
     ToolRun r = tarvo("list");
     EXPECT_EQ(r.status, 0);
     for (const char* name :
-         {"copy", "crop", "colorize", "shift-rgb", "hsl", "color-temperature", "demo"})
+         {"copy", "crop", "colorize", "shift-rgb", "hsl", "color-temperature", "gaussian", "demo"})
         EXPECT_NE(r.out.find(name), std::string::npos) << name;
     ToolRun h = tarvo("crop --help");
     EXPECT_EQ(h.status, 0);
@@ -141,6 +142,17 @@ TEST_F(Tool, ColourOperationMatchesTheLibraryCall) {
     EXPECT_TRUE(tarvo::test::matEqual(got, want));
     expectError(tarvo("colorize --blend 2 a.png b.png"), "must lie in 0..1");
     expectError(tarvo("color-temperature --kelvin 500 a.png b.png"), "must lie in");
+}
+
+TEST_F(Tool, GaussianMatchesTheLibraryCall) {
+    ToolRun r = tarvo("gaussian --sigma 2.5 " + quote(kSample) + " g.png");
+    ASSERT_EQ(r.status, 0) << r.err;
+    tarvo::Mat src, got, want;
+    ASSERT_TRUE(src.fromImage(kSample.c_str()));
+    ASSERT_TRUE(got.fromImage((dir + "/g.png").c_str()));
+    tarvo::ip::gaussian(src, want, 2.5f);
+    EXPECT_TRUE(tarvo::test::matEqual(got, want));
+    expectError(tarvo("gaussian --sigma -1 a.png b.png"), "must lie in");
 }
 
 TEST_F(Tool, DemoWritesPicturesThatLoadBack) {

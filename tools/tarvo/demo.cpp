@@ -31,6 +31,7 @@ const DemoStep kDemoSteps[] = {
     {"hsl.png", "hsl", "--hue 120 --saturation 20 --lightness 5"},
     {"temperature-3500.png", "color-temperature", "--kelvin 3500"},
     {"temperature-11000.png", "color-temperature", "--kelvin 11000"},
+    {"gaussian-3.png", "gaussian", "--sigma 3"},
 };
 
 // Operations chained as pumps into pipeline.png, in this order.

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <new>
 
+#include "tarvo/ip/gaussian.h"
 #include "tarvo/ip/photo.h"
 
 namespace tarvotool {
@@ -67,6 +68,13 @@ tarvo::PumpABC* pumpTemperature(const Args& a) {
     return new (std::nothrow) tarvo::ipColorTemperature(a.i(0));
 }
 
+void runGaussian(const Mat& in, Mat& out, const Args& a) {
+    if (a.v[1] > 0)
+        tarvo::ip::gaussian(in, out, a.f(0), a.f(1));
+    else
+        tarvo::ip::gaussian(in, out, a.f(0));
+}
+
 // ---- the table
 
 const Operation kOperations[] = {
@@ -109,6 +117,12 @@ const Operation kOperations[] = {
      {{"kelvin", "colour temperature in kelvin, 6600 is neutral", 5000, 1000, 20000, true}},
      runTemperature,
      pumpTemperature},
+    {"gaussian",
+     "Gaussian smoothing (separable, mirrored edges, results truncated to the pixel type)",
+     {{"sigma", "standard deviation in pixels, 0 copies", 1.5, 0, 100, false},
+      {"support", "kernel half-width in pixels, 0 for 2 * sigma", 0, 0, 300, false}},
+     runGaussian,
+     nullptr},
 };
 
 std::string formatNumber(double v, bool integer) {
