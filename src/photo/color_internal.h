@@ -40,6 +40,18 @@ constexpr int kPhotoMaxVectorBytes = 256;
 int photoAddSatU8(const uint8_t* src, uint8_t* dst, int n, const uint8_t* plus,
                   const uint8_t* minus, int period);
 
+// light[x] = (max + min + 1) >> 1 of the packed triple x of src, which equals
+// the integer lightness (max + min + 1) * 255 / 510, for a prefix of the n
+// triples. Returns how many were done.
+int photoLightnessU8C3(const uint8_t* src, uint8_t* light, int n);
+
+// The hue of ipHSL's percent conversion for a prefix of n pixels given as
+// planes of bytes: hue[x] = the truncated single-precision hue (170 for a
+// grey), maxMin[x] = max * 256 + min of the three bytes. Returns how many
+// were done.
+int photoPercentHue(const uint8_t* r, const uint8_t* g, const uint8_t* b, int32_t* hue,
+                    int32_t* maxMin, int n);
+
 // dst row y byte i = clamp(src row y byte i + adds[i % period], 0, 255) for
 // rows [0, rows) and bytes [0, rowBytes), with period in 1..64. Rows may be the
 // same (in place). Vector code and parallel rows; exact integer arithmetic.

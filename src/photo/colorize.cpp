@@ -1,4 +1,5 @@
 // ipColorize: tint with a fixed hue and saturation, keeping lightness.
+#include <algorithm>
 #include <new>
 
 #include "photo/color_internal.h"
@@ -18,42 +19,64 @@ PumpABC* ipColorize::clone() const {
 
 namespace {
 
-// The fast path. The tint depends on the pixel's lightness byte only, and the
-// lightness on max + min only, so both become tables built once per call; the
-// blend is the same integer expression as the per-pixel path.
+// One row of packed triples, in chunks: the lightness bytes come from the
+// vector kernel (max and min without data-dependent branches), the tint from
+// the table, and the blend is the per-pixel expression. Everything the loop
+// needs is a parameter or a local, so byte stores cannot force reloads.
+// (max + min + 1) * 255 / 510 is exactly (max + min + 1) / 2.
+template <bool kFull>
+void colorizeRow(const unsigned char* s, unsigned char* d, int n, const unsigned char (*tint)[3],
+                 int weight, int inverse, bool vec) {
+    constexpr int kChunk = 512;
+    unsigned char light[kChunk];
+    for (int x0 = 0; x0 < n; x0 += kChunk) {
+        const int len = std::min(kChunk, n - x0);
+        int i = vec ? detail::photoLightnessU8C3(s, light, len) : 0;
+        for (; i < len; i++) {
+            const int r = s[3 * i], g = s[3 * i + 1], b = s[3 * i + 2];
+            const int mx = std::max(r, std::max(g, b));
+            const int mn = std::min(r, std::min(g, b));
+            light[i] = (unsigned char)((mx + mn + 1) >> 1);
+        }
+        for (i = 0; i < len; i++, s += 3, d += 3) {
+            const unsigned char* t = tint[light[i]];
+            if (kFull) {
+                d[0] = t[0];
+                d[1] = t[1];
+                d[2] = t[2];
+            } else {
+                // Read the whole pixel first: d may be s.
+                const int r = s[0], g = s[1], b = s[2];
+                d[0] = (unsigned char)((r * inverse + t[0] * weight) >> 8);
+                d[1] = (unsigned char)((g * inverse + t[1] * weight) >> 8);
+                d[2] = (unsigned char)((b * inverse + t[2] * weight) >> 8);
+            }
+        }
+    }
+}
+
+// The fast path. The tint depends on the pixel's lightness byte only, so it
+// becomes a 256-entry table built once per call; the blend is the same integer
+// expression as the per-pixel path.
 void colorizeFast(const Mat& src, Mat& dst, unsigned char hue, unsigned char saturation, int weight,
                   int inverse, bool full) {
     const int rows = src.rows();
     if (src.channels() > 1) {
-        unsigned char lightOfSum[511];
-        for (int sum = 0; sum < 511; sum++)
-            lightOfSum[sum] = (unsigned char)((sum + 1) * 255 / 510);
         unsigned char tint[256][3];
         for (int l = 0; l < 256; l++)
             ip::HSLtoRGB(hue, saturation, (unsigned char)l, tint[l][0], tint[l][1], tint[l][2]);
         int n = src.cols();
         const int triples = src.rowByteSize() / 3;
         if (n > triples) n = triples;
+        const bool vec = checkHardwareSupport(3);
         const auto body = [&](int y0, int y1) {
             for (int y = y0; y < y1; y++) {
-                const unsigned char* s = src.data.ptr[y];
+                unsigned char* s = src.data.ptr[y];
                 unsigned char* d = dst.data.ptr[y];
-                for (int x = 0; x < n; x++, s += 3, d += 3) {
-                    // Read the whole pixel first: d may be s.
-                    const int r = s[0], g = s[1], b = s[2];
-                    const int mx = r > g ? (r > b ? r : b) : (g > b ? g : b);
-                    const int mn = r < g ? (r < b ? r : b) : (g < b ? g : b);
-                    const unsigned char* t = tint[lightOfSum[mx + mn]];
-                    if (full) {
-                        d[0] = t[0];
-                        d[1] = t[1];
-                        d[2] = t[2];
-                    } else {
-                        d[0] = (unsigned char)((r * inverse + t[0] * weight) >> 8);
-                        d[1] = (unsigned char)((g * inverse + t[1] * weight) >> 8);
-                        d[2] = (unsigned char)((b * inverse + t[2] * weight) >> 8);
-                    }
-                }
+                if (full)
+                    colorizeRow<true>(s, d, n, tint, weight, inverse, vec);
+                else
+                    colorizeRow<false>(s, d, n, tint, weight, inverse, vec);
             }
         };
         detail::photoParallelRows(rows, double(rows) * n, body);

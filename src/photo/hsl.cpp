@@ -1,4 +1,5 @@
 // ipHSL: shift hue, saturation and lightness on the percent HSL scale.
+#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <new>
@@ -151,19 +152,97 @@ int rampIndex(float x) {
     return 61;
 }
 
+// What the fast path needs to know of a hue before the shift.
+struct HueInfo {
+    int shifted;         // hue after the shift
+    signed char idx[3];  // ramp row index per channel, -1: convert per pixel
+    bool grey;           // shifted hue is 170: a saturation of 0 converts
+};
+
+// Per-call tables of the fast path.
+struct HslShiftTables {
+    HueInfo hues[361];
+    unsigned char satMap[256], lightMap[256];
+    int hueShift, saturationShift, lightnessShift;
+};
+
+// The truncated percent hue of a non-grey pixel: the single-precision steps
+// of rgbToPercent.
+int percentHue(const HslTables& T, int r, int g, int b, int mx, int mn) {
+    const float d = T.unit[mx] - T.unit[mn];
+    float h;
+    if (r == mx)
+        h = 60.0f * ((T.unit[g] - T.unit[b]) / d);
+    else if (g == mx)
+        h = 60.0f * ((T.unit[b] - T.unit[r]) / d + 2.0f);
+    else
+        h = 60.0f * ((T.unit[r] - T.unit[g]) / d + 4.0f);
+    if (h < 0.0f) h += 360.0f;
+    return truncInt(h);
+}
+
+// One row of packed triples, in place, in chunks: the hue and the max and min
+// come from the vector kernel (no data-dependent branches), the rest from the
+// tables. Everything the loops read is reached through parameters or locals,
+// so byte stores cannot force reloads.
+void hslRow(unsigned char* p, int n, const HslTables& T, const HslShiftTables& C, bool vec) {
+    constexpr int kChunk = 256;
+    unsigned char pr[kChunk], pg[kChunk], pb[kChunk];
+    int32_t hue[kChunk], maxMin[kChunk];
+    for (int x0 = 0; x0 < n; x0 += kChunk, p += 3 * kChunk) {
+        const int len = std::min(kChunk, n - x0);
+        int i = 0;
+        if (vec) {
+            for (int k = 0; k < len; k++) {
+                pr[k] = p[3 * k];
+                pg[k] = p[3 * k + 1];
+                pb[k] = p[3 * k + 2];
+            }
+            i = detail::photoPercentHue(pr, pg, pb, hue, maxMin, len);
+        }
+        for (; i < len; i++) {
+            const int r = p[3 * i], g = p[3 * i + 1], b = p[3 * i + 2];
+            const int mx = std::max(r, std::max(g, b));
+            const int mn = std::min(r, std::min(g, b));
+            hue[i] = mx == mn ? 170 : percentHue(T, r, g, b, mx, mn);
+            maxMin[i] = mx * 256 + mn;
+        }
+        unsigned char* q = p;
+        for (i = 0; i < len; i++, q += 3) {
+            const int H = hue[i];
+            if (H < 0 || H > 360) {
+                adjustPixel(q, C.hueShift, C.saturationShift, C.lightnessShift);
+                continue;
+            }
+            const HueInfo& hi = C.hues[H];
+            const int mm = maxMin[i];
+            const int S = C.satMap[T.sat[mm >> 8][mm & 255]];
+            const int L = C.lightMap[T.light[mm >> 8][mm & 255]];
+            if (S == 0) {
+                if (hi.grey) q[0] = q[1] = q[2] = T.grey[L];
+            } else if ((hi.idx[0] | hi.idx[1] | hi.idx[2]) >= 0) {
+                const unsigned char* row = T.ramp[S][L];
+                q[0] = row[hi.idx[0]];
+                q[1] = row[hi.idx[1]];
+                q[2] = row[hi.idx[2]];
+            } else {
+                percentToRgb(hi.shifted, S, L, q[0], q[1], q[2]);
+            }
+        }
+    }
+}
+
 // The fast path: lightness and saturation come from [max][min] tables, the
 // hue from the same single-precision steps as the per-pixel path, and the way
 // back from ramp rows indexed through a per-call table of the shifted hue.
 void hslFast(Mat& m, int rows, int n, int hueShift, int saturationShift, int lightnessShift) {
     const HslTables& T = hslTables();
-    struct HueInfo {
-        int shifted;         // hue after the shift
-        signed char idx[3];  // ramp row index per channel, -1: convert per pixel
-        bool grey;           // shifted hue is 170: a saturation of 0 converts
-    };
-    HueInfo hues[361];
+    HslShiftTables C;
+    C.hueShift = hueShift;
+    C.saturationShift = saturationShift;
+    C.lightnessShift = lightnessShift;
     for (int H = 0; H <= 360; H++) {
-        HueInfo& hi = hues[H];
+        HueInfo& hi = C.hues[H];
         hi.shifted = shiftHue(H, hueShift);
         const float h = float(hi.shifted);
         hi.idx[0] = (signed char)rampIndex(h + 120.0f);
@@ -171,51 +250,13 @@ void hslFast(Mat& m, int rows, int n, int hueShift, int saturationShift, int lig
         hi.idx[2] = (signed char)rampIndex(h - 120.0f);
         hi.grey = hi.shifted == 170;
     }
-    unsigned char satMap[256], lightMap[256];
     for (int v = 0; v < 256; v++) {
-        satMap[v] = (unsigned char)clampPercent((long long)v + saturationShift);
-        lightMap[v] = (unsigned char)clampPercent((long long)v + lightnessShift);
+        C.satMap[v] = (unsigned char)clampPercent((long long)v + saturationShift);
+        C.lightMap[v] = (unsigned char)clampPercent((long long)v + lightnessShift);
     }
-
+    const bool vec = checkHardwareSupport(2);
     const auto body = [&](int y0, int y1) {
-        for (int y = y0; y < y1; y++) {
-            unsigned char* p = m.data.ptr[y];
-            for (int x = 0; x < n; x++, p += 3) {
-                const int r = p[0], g = p[1], b = p[2];
-                const int mx = r > g ? (r > b ? r : b) : (g > b ? g : b);
-                const int mn = r < g ? (r < b ? r : b) : (g < b ? g : b);
-                int H = 170;
-                if (mx != mn) {
-                    const float d = T.unit[mx] - T.unit[mn];
-                    float h;
-                    if (r == mx)
-                        h = 60.0f * ((T.unit[g] - T.unit[b]) / d);
-                    else if (g == mx)
-                        h = 60.0f * ((T.unit[b] - T.unit[r]) / d + 2.0f);
-                    else
-                        h = 60.0f * ((T.unit[r] - T.unit[g]) / d + 4.0f);
-                    if (h < 0.0f) h += 360.0f;
-                    H = truncInt(h);
-                    if (H < 0 || H > 360) {
-                        adjustPixel(p, hueShift, saturationShift, lightnessShift);
-                        continue;
-                    }
-                }
-                const HueInfo& hi = hues[H];
-                const int S = satMap[T.sat[mx][mn]];
-                const int L = lightMap[T.light[mx][mn]];
-                if (S == 0) {
-                    if (hi.grey) p[0] = p[1] = p[2] = T.grey[L];
-                } else if ((hi.idx[0] | hi.idx[1] | hi.idx[2]) >= 0) {
-                    const unsigned char* row = T.ramp[S][L];
-                    p[0] = row[hi.idx[0]];
-                    p[1] = row[hi.idx[1]];
-                    p[2] = row[hi.idx[2]];
-                } else {
-                    percentToRgb(hi.shifted, S, L, p[0], p[1], p[2]);
-                }
-            }
-        }
+        for (int y = y0; y < y1; y++) hslRow(m.data.ptr[y], n, T, C, vec);
     };
     detail::photoParallelRows(rows, double(rows) * n, body);
 }
