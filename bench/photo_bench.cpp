@@ -112,12 +112,14 @@ void BM_ColorTemperature(benchmark::State& state) {
         ->Args({3840, 2160, 3, 1})       \
         ->Args({1920, 1080, 1, 1})       \
         ->Args({1920, 1080, 3, 0})       \
+        ->UseRealTime()                  \
         ->Unit(benchmark::kMillisecond)
 
 BENCHMARK(BM_Copy)
     ->Args({640, 480})
     ->Args({1920, 1080})
     ->Args({3840, 2160})
+    ->UseRealTime()
     ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Colorize) PHOTO_SIZES;
 BENCHMARK(BM_ShiftRGB) PHOTO_SIZES;

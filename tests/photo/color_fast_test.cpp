@@ -88,7 +88,9 @@ TEST(ColorFastPaths, ColorizeMatchesPerPixelLoop) {
     uint32_t seed = 1;
     for (const Shape& s : kShapes) {
         const Mat src = randomImage(s, seed++);
+        const bool large = s.rows * s.cols > 10000;
         for (float blend : blends) {
+            if (large && blend != 0.5f && blend != 1.0f) continue;  // smaller shapes cover them
             for (const auto& t : tints) {
                 const unsigned char h = (unsigned char)t[0], sat = (unsigned char)t[1];
                 auto into = [&](const Mat& a, Mat& b) { ip::colorize(a, b, h, sat, blend); };
