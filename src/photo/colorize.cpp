@@ -1,6 +1,8 @@
 // ipColorize: tint with a fixed hue and saturation, keeping lightness.
+#include <algorithm>
 #include <new>
 
+#include "photo/color_internal.h"
 #include "tarvo/ip/photo.h"
 #include "tarvo/saturate.h"
 
@@ -14,6 +16,92 @@ PumpABC* ipColorize::clone() const {
     c->blend = blend;
     return c;
 }
+
+namespace {
+
+// One row of packed triples, in chunks: the lightness bytes come from the
+// vector kernel (max and min without data-dependent branches), the tint from
+// the table, and the blend is the per-pixel expression. Everything the loop
+// needs is a parameter or a local, so byte stores cannot force reloads.
+// (max + min + 1) * 255 / 510 is exactly (max + min + 1) / 2.
+template <bool kFull>
+void colorizeRow(const unsigned char* s, unsigned char* d, int n, const unsigned char (*tint)[3],
+                 int weight, int inverse, bool vec) {
+    constexpr int kChunk = 512;
+    unsigned char light[kChunk];
+    for (int x0 = 0; x0 < n; x0 += kChunk) {
+        const int len = std::min(kChunk, n - x0);
+        int i = vec ? detail::photoLightnessU8C3(s, light, len) : 0;
+        for (; i < len; i++) {
+            const int r = s[3 * i], g = s[3 * i + 1], b = s[3 * i + 2];
+            const int mx = std::max(r, std::max(g, b));
+            const int mn = std::min(r, std::min(g, b));
+            light[i] = (unsigned char)((mx + mn + 1) >> 1);
+        }
+        for (i = 0; i < len; i++, s += 3, d += 3) {
+            const unsigned char* t = tint[light[i]];
+            if (kFull) {
+                d[0] = t[0];
+                d[1] = t[1];
+                d[2] = t[2];
+            } else {
+                // Read the whole pixel first: d may be s.
+                const int r = s[0], g = s[1], b = s[2];
+                d[0] = (unsigned char)((r * inverse + t[0] * weight) >> 8);
+                d[1] = (unsigned char)((g * inverse + t[1] * weight) >> 8);
+                d[2] = (unsigned char)((b * inverse + t[2] * weight) >> 8);
+            }
+        }
+    }
+}
+
+// The fast path. The tint depends on the pixel's lightness byte only, so it
+// becomes a 256-entry table built once per call; the blend is the same integer
+// expression as the per-pixel path.
+void colorizeFast(const Mat& src, Mat& dst, unsigned char hue, unsigned char saturation, int weight,
+                  int inverse, bool full) {
+    const int rows = src.rows();
+    if (src.channels() > 1) {
+        unsigned char tint[256][3];
+        for (int l = 0; l < 256; l++)
+            ip::HSLtoRGB(hue, saturation, (unsigned char)l, tint[l][0], tint[l][1], tint[l][2]);
+        int n = src.cols();
+        const int triples = src.rowByteSize() / 3;
+        if (n > triples) n = triples;
+        const bool vec = checkHardwareSupport(3);
+        const auto body = [&](int y0, int y1) {
+            for (int y = y0; y < y1; y++) {
+                unsigned char* s = src.data.ptr[y];
+                unsigned char* d = dst.data.ptr[y];
+                if (full)
+                    colorizeRow<true>(s, d, n, tint, weight, inverse, vec);
+                else
+                    colorizeRow<false>(s, d, n, tint, weight, inverse, vec);
+            }
+        };
+        detail::photoParallelRows(rows, double(rows) * n, body);
+    } else {
+        // One channel: the result depends on the byte alone.
+        unsigned char lut[256];
+        for (int v = 0; v < 256; v++) {
+            unsigned char h, sat, l, nr, ng, nb;
+            ip::RGBtoHSL((unsigned char)v, (unsigned char)v, (unsigned char)v, h, sat, l);
+            ip::HSLtoRGB(hue, saturation, l, nr, ng, nb);
+            lut[v] = full ? nb : (unsigned char)((v * inverse + nr * weight) >> 8);
+        }
+        const int n = src.cols();
+        const auto body = [&](int y0, int y1) {
+            for (int y = y0; y < y1; y++) {
+                const unsigned char* s = src.data.ptr[y];
+                unsigned char* d = dst.data.ptr[y];
+                for (int x = 0; x < n; x++) d[x] = lut[s[x]];
+            }
+        };
+        detail::photoParallelRows(rows, double(rows) * n, body);
+    }
+}
+
+}  // namespace
 
 bool ipColorize::process(Mat* src, Mat* dst) {
     if (!src) return false;
@@ -34,7 +122,9 @@ bool ipColorize::process(Mat* src, Mat* dst) {
     if (src->empty() || dst->empty()) return true;
 
     const int rows = src->rows();
-    if (src->channels() > 1) {
+    if (detail::useOptimized()) {
+        colorizeFast(*src, *dst, hue, saturation, weight, inverse, full);
+    } else if (src->channels() > 1) {
         // Packed triples whatever the channel count; a two-channel row holds
         // fewer whole triples than pixels, so the count is bounded by the row.
         int n = src->cols();

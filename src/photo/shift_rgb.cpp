@@ -1,6 +1,7 @@
 // ipShiftRGB: add a constant to each colour channel.
 #include <new>
 
+#include "photo/color_internal.h"
 #include "tarvo/ip/photo.h"
 
 namespace tarvo {
@@ -22,14 +23,25 @@ bool ipShiftRGB::process(Mat* src, Mat* dst) {
 
     const int rows = src->rows(), cols = src->cols(), cn = src->channels();
     const int depth = src->type();
-    if (cn > 1 && depth == MAT_Tuchar) {
+    // A shift beyond +-255 saturates every byte like +-255 does; limiting it
+    // first keeps the integer sum from overflowing.
+    int bshift[3];
+    for (int k = 0; k < 3; k++)
+        bshift[k] = shift[k] < -255 ? -255 : shift[k] > 255 ? 255 : shift[k];
+    if (depth == MAT_Tuchar && detail::useOptimized()) {
+        // Saturating vector adds over whole rows, rows in parallel; channels
+        // past the third get 0 added.
+        int adds[64] = {0};
+        for (int k = 0; k < 3 && k < cn; k++) adds[k] = bshift[k];
+        detail::photoAddSaturatedRows(src->data.ptr, dst->data.ptr, rows, cols * cn, cn, adds);
+    } else if (cn > 1 && depth == MAT_Tuchar) {
         for (int y = 0; y < rows; y++) {
             const unsigned char* s = src->data.ptr[y];
             unsigned char* d = dst->data.ptr[y];
             for (int x = 0; x < cols; x++, s += cn, d += cn) {
                 for (int k = 0; k < cn; k++) {
                     // Channels past the third are copied unchanged.
-                    const int v = s[k] + (k < 3 ? shift[k] : 0);
+                    const int v = s[k] + (k < 3 ? bshift[k] : 0);
                     d[k] = (unsigned char)(v < 0 ? 0 : v > 255 ? 255 : v);
                 }
             }
@@ -50,7 +62,7 @@ bool ipShiftRGB::process(Mat* src, Mat* dst) {
             const unsigned char* s = src->data.ptr[y];
             unsigned char* d = dst->data.ptr[y];
             for (int x = 0; x < cols; x++) {
-                const int v = s[x] + shift[0];
+                const int v = s[x] + bshift[0];
                 d[x] = (unsigned char)(v < 0 ? 0 : v > 255 ? 255 : v);
             }
         }
