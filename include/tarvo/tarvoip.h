@@ -9,6 +9,8 @@
 
 #include "tarvo/ip/core.h"
 #include "tarvo/ip/edges.h"
+#include "tarvo/ip/filter.h"
+#include "tarvo/ip/gaussian.h"
 #include "tarvo/ip/integral.h"
 #include "tarvo/ip/matptrlist.h"
 #include "tarvo/ip/photo.h"

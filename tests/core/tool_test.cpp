@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "support/test_util.h"
+#include "tarvo/ip/edges.h"
 #include "tarvo/ip/gaussian.h"
 #include "tarvo/ip/photo.h"
 #include "tarvo/mat.h"
@@ -153,6 +154,50 @@ TEST_F(Tool, GaussianMatchesTheLibraryCall) {
     tarvo::ip::gaussian(src, want, 2.5f);
     EXPECT_TRUE(tarvo::test::matEqual(got, want));
     expectError(tarvo("gaussian --sigma -1 a.png b.png"), "must lie in");
+}
+
+TEST_F(Tool, CannyAfterGaussianOnTheSamplePicture) {
+    ToolRun r = tarvo("canny --low 40 --high 120 --sigma 1.5 " + quote(kSample) + " e.png");
+    ASSERT_EQ(r.status, 0) << r.err;
+    tarvo::Mat src, smooth, got, want;
+    ASSERT_TRUE(src.fromImage(kSample.c_str()));
+    ASSERT_TRUE(got.fromImage((dir + "/e.png").c_str(), tarvo::IMG_GRAY));
+    tarvo::ip::gaussian(src, smooth, 1.5f);
+    tarvo::ip::canny(smooth, want, 40, 120);
+    ASSERT_TRUE(tarvo::test::matEqual(got, want));
+    // A binary map with a clear frame; the cup, saucer and spoon outlines give
+    // a few percent of edge pixels, neither noise everywhere nor nothing.
+    long edges = 0;
+    for (int y = 0; y < got.rows(); y++)
+        for (int x = 0; x < got.cols(); x++) {
+            const int v = got.ptr<unsigned char>(y)[x];
+            ASSERT_TRUE(v == 0 || v == 255);
+            if (y == 0 || x == 0 || y == got.rows() - 1 || x == got.cols() - 1) {
+                ASSERT_EQ(v, 0);
+            }
+            edges += v != 0;
+        }
+    const double share = double(edges) / double(got.rows() * got.cols());
+    EXPECT_GT(share, 0.02);
+    EXPECT_LT(share, 0.12);
+}
+
+TEST_F(Tool, DerivativesAreSavedAsAbsoluteBytes) {
+    ASSERT_EQ(tarvo("sobel --dx 1 --dy 0 " + quote(kSample) + " s.png").status, 0);
+    tarvo::Mat src, got, d(1, 1, tarvo::MAT_Tshort);
+    ASSERT_TRUE(src.fromImage(kSample.c_str()));
+    ASSERT_TRUE(got.fromImage((dir + "/s.png").c_str()));
+    tarvo::ip::sobel(src, d, 1, 0, 3);
+    ASSERT_TRUE(got.isEqualSize(src));
+    ASSERT_EQ(got.channels(), src.channels());
+    for (int y = 0; y < got.rows(); y += 7)
+        for (int x = 0; x < got.cols() * got.channels(); x += 5) {
+            const int v = std::abs(int(d.ptr<short>(y)[x]));
+            ASSERT_EQ(int(got.ptr<unsigned char>(y)[x]), v > 255 ? 255 : v) << y << "," << x;
+        }
+    ASSERT_EQ(tarvo("laplace --selector 3 " + quote(kSample) + " l.png").status, 0);
+    expectError(tarvo("laplace --selector 2 " + quote(kSample) + " l2.png"), "refused");
+    expectError(tarvo("sobel --dx 0 --dy 0 " + quote(kSample) + " s0.png"), "refused");
 }
 
 TEST_F(Tool, DemoWritesPicturesThatLoadBack) {

@@ -32,6 +32,8 @@ const DemoStep kDemoSteps[] = {
     {"temperature-3500.png", "color-temperature", "--kelvin 3500"},
     {"temperature-11000.png", "color-temperature", "--kelvin 11000"},
     {"gaussian-3.png", "gaussian", "--sigma 3"},
+    {"canny.png", "canny", "--low 40 --high 120 --sigma 1.5"},
+    {"sobel-x.png", "sobel", "--dx 1 --dy 0"},
 };
 
 // Operations chained as pumps into pipeline.png, in this order.
