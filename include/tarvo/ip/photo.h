@@ -64,6 +64,64 @@ public:
     int temperature;  // kelvin; values far outside 1000..12000 saturate the channels
 };
 
+// ---------------------------------------------------------------- histogram operators
+//
+// Byte images. One-channel images are remapped directly; three-channel images
+// through their luminance: the pixels go to float Y, U, V, Y is remapped and
+// the result comes back to R, G, B rounded to bytes. Every operator re-creates
+// a destination of another size, depth or channel count (cleared), treats a
+// null destination as "in place", and refuses (false, nothing written) a null
+// or empty source, other depths and channel counts other than 1 and 3.
+
+// Histogram equalisation with an integer table:
+// lut[i] = (cum[i] - cum[0]) * 255 / (cum[255] - cum[0]), cum the running count
+// of (truncated) levels. Refuses an image with nothing above level 0.
+class TARVO_EXPORTS ipHistogramEqualize : public ipCorePump {
+public:
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+};
+
+// Logarithmic tone curve: v -> trunc(log(v + 1) * 255 / log(M + 1)), M the
+// largest level. One-channel images are remapped in their own rows (the source
+// changes; a separate destination is only shaped). For colour, M is the
+// truncated largest Y (at least 1) and only the low byte of the result is kept.
+class TARVO_EXPORTS ipHistogramLog : public ipCorePump {
+public:
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+};
+
+// Equalisation with the table computed in double and truncated, always through
+// luminance (a grey image is its own luminance). Refuses like ipHistogramEqualize.
+class TARVO_EXPORTS ipHistogramNormalize : public ipCorePump {
+public:
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+};
+
+// Square-root tone curve: v -> clamp(sqrt(v + 1) * 128 / log(M + 1), 0, 255)
+// with M the largest level (at least 1); truncated for grey, kept as float Y
+// for colour.
+class TARVO_EXPORTS ipHistogramRoot : public ipCorePump {
+public:
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+};
+
+// Contrast stretch of colour images to 0..255: mode 1 one range over all three
+// channels, mode 2 each channel on its own range (an image already spanning
+// 0..255 in every channel is left alone), any other mode the luminance range
+// (false for a flat luminance). Images without three channels: true, nothing written.
+class TARVO_EXPORTS ipHistogramStretch : public ipCorePump {
+public:
+    explicit ipHistogramStretch(int mode = 0) : mode(mode) {}
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+
+    int mode;  // 1 common range, 2 per channel, anything else luminance
+};
+
 namespace ip {
 
 // RGB to byte-scale HSL (all 0..255, a full hue turn is 255), integer arithmetic.
@@ -91,6 +149,28 @@ TARVO_EXPORTS void hsl(const Mat& src, Mat& dst, int hueShift, int saturationShi
 // dst = src with the colour balance of the temperature in kelvin (6600 is neutral,
 // lower is bluer, higher is redder).
 TARVO_EXPORTS void colorTemperature(const Mat& src, Mat& dst, int temperature);
+
+// Histogram equalisation. bins 256 with no mask runs ipHistogramEqualize;
+// anything else copies src to dst and runs the general form on dst: byte or
+// double one-channel data, each element (or each element whose mask byte is
+// non-zero) replaced by its interpolated cumulative share in 0..1 over `bins`
+// equal-width bins (bytes keep only the integer part, so nearly all become 0),
+// masked-out elements 0. Other depths, bins < 1 or a mask of another size:
+// dst stays the copy. All taking-part elements equal: they become 0.
+TARVO_EXPORTS void histogramEqualize(const Mat& src, Mat& dst, int bins = 256, Mat* mask = nullptr);
+// In-place form of the above.
+TARVO_EXPORTS void histogramEqualize(Mat& image, int bins = 256, Mat* mask = nullptr);
+// Logarithmic tone curve (see ipHistogramLog: a one-channel source is changed
+// in place and dst only shaped).
+TARVO_EXPORTS void histogramLog(const Mat& src, Mat& dst);
+// Equalisation through luminance with a double-precision table.
+TARVO_EXPORTS void histogramNormalize(const Mat& src, Mat& dst);
+// Square-root tone curve (see ipHistogramRoot).
+TARVO_EXPORTS void histogramRoot(const Mat& src, Mat& dst);
+// Contrast stretch of a colour image (mode: see ipHistogramStretch).
+TARVO_EXPORTS void histogramStretch(const Mat& src, Mat& dst, int mode);
+// In-place form.
+TARVO_EXPORTS void histogramStretch(Mat& image, int mode);
 
 }  // namespace ip
 }  // namespace tarvo

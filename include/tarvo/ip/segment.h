@@ -1,0 +1,71 @@
+// Binarisation: fixed thresholds with five classic modes, Otsu's automatic
+// threshold, percentile thresholds, a local-mean adaptive threshold and an
+// entropy-style grey threshold.
+//
+// Samples are compared with a strict "greater than": a sample equal to the
+// threshold counts as below it.
+#pragma once
+
+#include "tarvo/export.h"
+#include "tarvo/mat.h"
+
+namespace tarvo {
+namespace ip {
+
+// Threshold type codes of ip::Threshold. For sample x, threshold t, maximum m:
+enum ThresholdType {
+    ThreshBinary = 0,        // x > t ? m : 0
+    ThreshBinaryInv = 1,     // x > t ? 0 : m
+    ThreshTrunc = 2,         // x > t ? t : x
+    ThreshToZero = 3,        // x > t ? x : 0
+    ThreshToZeroInv = 4,     // x > t ? 0 : x
+    ThreshOtsuBit = 8,       // flag: t is Otsu's value of the image; the low 3 bits give the mode
+    ThreshPercentUp = 9,     // byte result: samples below the percentile level 0, the others m
+    ThreshPercentDown = 10,  // byte result: samples below the percentile level m, the others 0
+};
+
+// Local mean used by ip::adaptiveThreshold.
+enum AdaptiveMethod {
+    AdaptiveMean = 0,      // box mean over blockSize x blockSize
+    AdaptiveGaussian = 1,  // Gaussian-weighted mean (sigma from blockSize)
+};
+
+// Thresholds src into dst and returns the threshold used.
+// Byte and short sources: t = floor(thresh), m = round(maxval) kept to the low
+// 8 / 16 bits (mode ThreshTrunc uses t); thresholds outside the sample range
+// give a constant fill or a copy. Float sources compare with thresh as given.
+// dst is re-created single-channel at src's size and depth when its size or
+// depth differs; the first cols samples of each row are processed (all
+// rows * cols samples as one run when both images are continuous). With
+// ThreshOtsuBit the threshold is Otsu's value of src's bytes. ThreshPercentUp /
+// ThreshPercentDown take thresh as a percentage, make dst src converted to
+// byte and return the level k reached. Int and double sources: thresh is
+// returned and dst is only prepared. An empty src returns 0 and touches nothing.
+TARVO_EXPORTS double Threshold(const Mat& src, Mat& dst, double thresh, double maxval, int type);
+
+// Local threshold of a byte image: dst = maxValue (rounded, saturated to 0..255)
+// where src > mean - delta (ThreshBinary, delta rounded up) or 0 otherwise;
+// ThreshBinaryInv inverts (delta rounded down). The mean is over a
+// blockSize x blockSize box (AdaptiveMean; pixels nearer the edge than
+// blockSize / 2 use the part of the box inside the image) or the library's
+// Gaussian smoothing (AdaptiveGaussian). Channels are thresholded independently.
+// dst is created with src's size and type; a negative maxValue zeroes it; other
+// methods, other depths, blockSize < 1 or an empty src leave it as created
+// (new pixels cleared). Other type codes give an all-zero dst.
+TARVO_EXPORTS void adaptiveThreshold(const Mat& src, Mat& dst, double maxValue, int method,
+                                     int type, int blockSize, double delta);
+
+// Otsu's threshold (0..255, single-precision search) of the first cols bytes
+// of each row of src, counting only pixels whose mask byte is non-zero; an
+// empty mask counts all. A constant image, an empty selection, an empty src or
+// a mask of another size give 0.
+TARVO_EXPORTS unsigned char otsuThreshold(const Mat& src, const Mat& mask = Mat());
+
+// Grey level k (0..255) that maximises q2 log q2 + q1 log q1 - 0.5 log s, with
+// q1 / q2 the shares of samples at or below / above k and s the variance of the
+// samples about their own class mean. Reads rows * cols bytes (one run when
+// src is continuous, else cols bytes per row). Empty src gives 0.
+TARVO_EXPORTS int thresholdOfGray(const Mat& src);
+
+}  // namespace ip
+}  // namespace tarvo

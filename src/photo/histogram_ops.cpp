@@ -1,0 +1,361 @@
+// The histogram operators: equalise, normalise, logarithm, square root and
+// stretch, each with its free function.
+#include <algorithm>
+#include <cmath>
+#include <new>
+#include <vector>
+
+#include "photo/histogram_ops_internal.h"
+#include "tarvo/ip/photo.h"
+#include "tarvo/saturate.h"
+
+namespace tarvo {
+
+namespace detail {
+
+void histLumaStats(const Mat& src, bool wantHist, LumaStats& stats) {
+    const int rows = src.rows(), cols = src.cols();
+    stats = LumaStats();
+    if (src.empty() || rows <= 0 || cols <= 0) return;
+    const int stripeRows = cols >= 65536 ? 1 : 65536 / cols;
+    const int stripes = (rows + stripeRows - 1) / stripeRows;
+    std::vector<LumaStats> part((size_t)stripes);
+    const auto body = [&](int i0, int i1) {
+        for (int i = i0; i < i1; i++) {
+            LumaStats& st = part[(size_t)i];
+            const int y0 = i * stripeRows;
+            const int y1 = y0 + stripeRows < rows ? y0 + stripeRows : rows;
+            float lo = 0.0f, hi = 0.0f;
+            bool first = true;
+            for (int y = y0; y < y1; y++) {
+                const unsigned char* s = src.data.ptr[y];
+                for (int x = 0; x < cols; x++, s += 3) {
+                    float Y, U, V;
+                    histToYuv(s, Y, U, V);
+                    if (first || Y < lo) lo = Y;
+                    if (first || Y > hi) hi = Y;
+                    first = false;
+                    if (wantHist) {
+                        int k = truncInt(Y);
+                        k = k < 0 ? 0 : k > 255 ? 255 : k;
+                        st.hist[k]++;
+                    }
+                }
+            }
+            st.minY = lo;
+            st.maxY = hi;
+        }
+    };
+    photoParallelRows(stripes, double(rows) * cols, body);
+    stats.minY = part[0].minY;
+    stats.maxY = part[0].maxY;
+    for (const LumaStats& st : part) {
+        if (st.minY < stats.minY) stats.minY = st.minY;
+        if (st.maxY > stats.maxY) stats.maxY = st.maxY;
+        if (wantHist)
+            for (int k = 0; k < 256; k++) stats.hist[k] += st.hist[k];
+    }
+}
+
+}  // namespace detail
+
+namespace {
+
+// The start every process shares: a destination that does not fit src (size,
+// depth or channel count; the channel count matters because rows are written
+// by src's layout) is re-created and cleared. Returns the matrix to write, or
+// null when src is refused.
+Mat* prepare(Mat* src, Mat* dst) {
+    if (!src || src->empty() || src->rows() <= 0 || src->cols() <= 0) return nullptr;
+    if (dst && dst != src && (!isSameShape(src, dst) || dst->channels() != src->channels())) {
+        dst->release();
+        if (dst->create(*src, false) < 0) return nullptr;
+        dst->zero();
+    }
+    return dst ? dst : src;
+}
+
+bool byteImage(const Mat& m, bool allowColour) {
+    return m.type() == MAT_Tuchar && (m.channels() == 1 || (allowColour && m.channels() == 3));
+}
+
+// target = lut[src] over every byte of the rows, rows in parallel.
+void applyLut(const Mat& src, Mat& target, const unsigned char lut[256]) {
+    const int n = src.cols() * src.channels();
+    const auto body = [&](int y0, int y1) {
+        for (int y = y0; y < y1; y++) {
+            const unsigned char* s = src.data.ptr[y];
+            unsigned char* d = target.data.ptr[y];
+            for (int x = 0; x < n; x++) d[x] = lut[s[x]];
+        }
+    };
+    detail::photoParallelRows(src.rows(), double(src.rows()) * n, body);
+}
+
+// Running counts of the levels of a grey image, or of trunc(Y) of a colour one.
+void cumulative(const Mat& src, long long cum[256]) {
+    long long hist[256] = {};
+    if (src.channels() == 1) {
+        const int rows = src.rows(), cols = src.cols();
+        for (int y = 0; y < rows; y++) {
+            const unsigned char* s = src.data.ptr[y];
+            for (int x = 0; x < cols; x++) hist[s[x]]++;
+        }
+    } else {
+        detail::LumaStats st;
+        detail::histLumaStats(src, true, st);
+        for (int k = 0; k < 256; k++) hist[k] = st.hist[k];
+    }
+    long long run = 0;
+    for (int k = 0; k < 256; k++) cum[k] = run += hist[k];
+}
+
+// The largest level of a grey image, at least 1.
+int greyMax(const Mat& src) {
+    int m = 1;
+    for (int y = 0; y < src.rows(); y++) {
+        const unsigned char* s = src.data.ptr[y];
+        for (int x = 0; x < src.cols(); x++)
+            if (s[x] > m) m = s[x];
+    }
+    return m;
+}
+
+// The largest Y of a colour image, truncated, at least 1.
+int lumaMax(const Mat& src) {
+    detail::LumaStats st;
+    detail::histLumaStats(src, false, st);
+    return st.maxY > 1.0f ? truncInt(st.maxY) : 1;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------- equalise
+
+PumpABC* ipHistogramEqualize::clone() const {
+    return new (std::nothrow) ipHistogramEqualize();
+}
+
+bool ipHistogramEqualize::process(Mat* src, Mat* dst) {
+    Mat* target = prepare(src, dst);
+    if (!target || !byteImage(*src, true)) return false;
+    long long cum[256];
+    cumulative(*src, cum);
+    if (cum[255] == cum[0]) return false;  // nothing above level 0
+    // 64-bit products: counts times 255 overflow an int on large images.
+    const long long range = cum[255] - cum[0];
+    unsigned char lut[256];
+    for (int i = 0; i < 256; i++) lut[i] = (unsigned char)((cum[i] - cum[0]) * 255 / range);
+    if (src->channels() == 1) {
+        applyLut(*src, *target, lut);
+    } else {
+        detail::histRemapLuma(*src, *target, [&](float y) {
+            int k = truncInt(y);
+            k = k < 0 ? 0 : k > 255 ? 255 : k;
+            return float(lut[k]);
+        });
+    }
+    return true;
+}
+
+// ---------------------------------------------------------------- normalise
+
+PumpABC* ipHistogramNormalize::clone() const {
+    return new (std::nothrow) ipHistogramNormalize();
+}
+
+bool ipHistogramNormalize::process(Mat* src, Mat* dst) {
+    Mat* target = prepare(src, dst);
+    if (!target || !byteImage(*src, true)) return false;
+    long long cum[256];
+    cumulative(*src, cum);
+    if (cum[255] == cum[0]) return false;
+    const double range = double(cum[255] - cum[0]);
+    unsigned char lut[256];
+    for (int i = 0; i < 256; i++)
+        lut[i] = saturate_trunc<unsigned char>(double(cum[i] - cum[0]) * 255.0 / range);
+    // A grey pixel is its own luminance (Y = v exactly, U = V = 0), and its
+    // colour comes back as three equal bytes: the table applies directly.
+    if (src->channels() == 1) {
+        applyLut(*src, *target, lut);
+    } else {
+        detail::histRemapLuma(*src, *target, [&](float y) {
+            int k = truncInt(y);
+            k = k < 0 ? 0 : k > 255 ? 255 : k;
+            return float(lut[k]);
+        });
+    }
+    return true;
+}
+
+// ---------------------------------------------------------------- logarithm
+
+PumpABC* ipHistogramLog::clone() const {
+    return new (std::nothrow) ipHistogramLog();
+}
+
+bool ipHistogramLog::process(Mat* src, Mat* dst) {
+    Mat* target = prepare(src, dst);
+    if (!target || !byteImage(*src, true)) return false;
+    if (src->channels() == 1) {
+        // The grey form works on the source's own rows; a separate destination
+        // keeps only its shape. A black image has scale +inf and 0 * inf gives
+        // NaN, which truncates to 0.
+        const int M = truncInt(src->max(0));
+        const double scale = 255.0 / std::log(double(M + 1));
+        unsigned char lut[256];
+        for (int v = 0; v < 256; v++)
+            lut[v] = saturate_trunc<unsigned char>(std::log(double(v + 1)) * scale);
+        applyLut(*src, *src, lut);
+        return true;
+    }
+    const int M = lumaMax(*src);
+    const double scale = 255.0 / std::log(double(M + 1));
+    // Y just above M maps past 255; only the low byte is kept.
+    detail::histRemapLuma(*src, *target, [&](float y) {
+        return float(truncInt(std::log(double(y + 1.0f)) * scale) & 255);
+    });
+    return true;
+}
+
+// ---------------------------------------------------------------- square root
+
+PumpABC* ipHistogramRoot::clone() const {
+    return new (std::nothrow) ipHistogramRoot();
+}
+
+namespace {
+// clamp(sqrt(v) * scale, 0, 255) with the clamp in single precision.
+inline float rootCurve(double v, double scale) {
+    float f = float(std::sqrt(v) * scale);
+    if (f < 0.0f) f = 0.0f;
+    if (f > 255.0f) f = 255.0f;
+    return f;
+}
+}  // namespace
+
+bool ipHistogramRoot::process(Mat* src, Mat* dst) {
+    Mat* target = prepare(src, dst);
+    if (!target || !byteImage(*src, true)) return false;
+    if (src->channels() == 1) {
+        // The scale pairs a logarithm with the root on purpose: the curve
+        // reaches 255 only for bright images.
+        const double scale = 128.0 / std::log(double(greyMax(*src) + 1));
+        unsigned char lut[256];
+        for (int v = 0; v < 256; v++)
+            lut[v] = saturate_trunc<unsigned char>(rootCurve(double(v + 1), scale));
+        applyLut(*src, *target, lut);
+        return true;
+    }
+    const double scale = 128.0 / std::log(double(lumaMax(*src) + 1));
+    detail::histRemapLuma(*src, *target,
+                          [&](float y) { return rootCurve(double(y + 1.0f), scale); });
+    return true;
+}
+
+// ---------------------------------------------------------------- stretch
+
+PumpABC* ipHistogramStretch::clone() const {
+    return new (std::nothrow) ipHistogramStretch(mode);
+}
+
+namespace {
+// lut[v] = (v - lo) * 255 / (hi - lo) on lo..hi (lut[lo] = lo when flat); the
+// entries outside are never looked up and are set to 0.
+void stretchTable(int lo, int hi, unsigned char lut[256]) {
+    for (int v = 0; v < 256; v++) lut[v] = 0;
+    if (hi == lo) {
+        lut[lo] = (unsigned char)lo;
+        return;
+    }
+    for (int v = lo; v <= hi; v++) lut[v] = (unsigned char)((v - lo) * 255 / (hi - lo));
+}
+}  // namespace
+
+bool ipHistogramStretch::process(Mat* src, Mat* dst) {
+    Mat* target = prepare(src, dst);
+    if (!target || src->type() != MAT_Tuchar) return false;
+    if (src->channels() != 3) return true;  // not colour: nothing to stretch
+
+    const int rows = src->rows(), cols = src->cols();
+    if (mode == 1 || mode == 2) {
+        int lo[3] = {255, 255, 255}, hi[3] = {0, 0, 0};
+        for (int y = 0; y < rows; y++) {
+            const unsigned char* s = src->data.ptr[y];
+            for (int x = 0; x < cols; x++, s += 3)
+                for (int k = 0; k < 3; k++) {
+                    if (s[k] < lo[k]) lo[k] = s[k];
+                    if (s[k] > hi[k]) hi[k] = s[k];
+                }
+        }
+        unsigned char lut[3][256];
+        if (mode == 1) {
+            const int l = std::min(lo[0], std::min(lo[1], lo[2]));
+            const int h = std::max(hi[0], std::max(hi[1], hi[2]));
+            stretchTable(l, h, lut[0]);
+            for (int v = 0; v < 256; v++) lut[1][v] = lut[2][v] = lut[0][v];
+        } else {
+            if (lo[0] == 0 && hi[0] >= 255 && lo[1] == 0 && lo[2] == 0 && hi[1] == hi[0] &&
+                hi[2] == hi[0])
+                return true;  // already full range
+            for (int k = 0; k < 3; k++) stretchTable(lo[k], hi[k], lut[k]);
+        }
+        const auto body = [&](int y0, int y1) {
+            for (int y = y0; y < y1; y++) {
+                const unsigned char* s = src->data.ptr[y];
+                unsigned char* d = target->data.ptr[y];
+                for (int x = 0; x < cols; x++, s += 3, d += 3) {
+                    d[0] = lut[0][s[0]];
+                    d[1] = lut[1][s[1]];
+                    d[2] = lut[2][s[2]];
+                }
+            }
+        };
+        detail::photoParallelRows(rows, double(rows) * cols, body);
+        return true;
+    }
+
+    detail::LumaStats st;
+    detail::histLumaStats(*src, false, st);
+    const double lo = st.minY, hi = st.maxY;
+    if (hi == lo) return false;
+    const double scale = 255.0 / (hi - lo);
+    detail::histRemapLuma(*src, *target, [&](float y) {
+        double v = (double(y) - lo) * scale;
+        v = v < 0.0 ? 0.0 : v > 255.0 ? 255.0 : v;
+        return float(truncInt(v) & 255);
+    });
+    return true;
+}
+
+// ---------------------------------------------------------------- free functions
+
+namespace ip {
+
+void histogramLog(const Mat& src, Mat& dst) {
+    ipHistogramLog op;
+    op.ipHistogramLog::process(const_cast<Mat*>(&src), &dst);
+}
+
+void histogramNormalize(const Mat& src, Mat& dst) {
+    ipHistogramNormalize op;
+    op.ipHistogramNormalize::process(const_cast<Mat*>(&src), &dst);
+}
+
+void histogramRoot(const Mat& src, Mat& dst) {
+    ipHistogramRoot op;
+    op.ipHistogramRoot::process(const_cast<Mat*>(&src), &dst);
+}
+
+void histogramStretch(const Mat& src, Mat& dst, int mode) {
+    ipHistogramStretch op(mode);
+    op.ipHistogramStretch::process(const_cast<Mat*>(&src), &dst);
+}
+
+void histogramStretch(Mat& image, int mode) {
+    ipHistogramStretch op(mode);
+    op.ipHistogramStretch::process(&image, nullptr);
+}
+
+}  // namespace ip
+}  // namespace tarvo

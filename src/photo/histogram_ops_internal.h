@@ -1,0 +1,64 @@
+// Luminance machinery of the histogram operators: statistics of Y over a
+// colour image and the Y -> Y' remapping through float Y, U, V.
+#pragma once
+
+#include <vector>
+
+#include "photo/color_internal.h"
+#include "tarvo/mat.h"
+#include "tarvo/saturate.h"
+
+namespace tarvo {
+namespace detail {
+
+// Y, U, V of one byte pixel in float, exactly as ColorSpace::RGBtoYUV computes
+// them on a float image (U and V centred on 0).
+inline void histToYuv(const unsigned char* p, float& y, float& u, float& v) {
+    const float r = p[0], g = p[1], b = p[2];
+    y = g + 0.299f * (r - g) + 0.114f * (b - g);
+    u = (b - y) / 1.772f;
+    v = (r - y) / 1.402f;
+}
+
+// R, G, B bytes from float Y, U, V as ColorSpace::YUVtoRGB computes them in
+// float, rounded to nearest and saturated.
+inline void histFromYuv(float y, float u, float v, unsigned char* d) {
+    const float gu = float(0.114 * 1.772 / 0.587), gv = float(0.299 * 1.402 / 0.587);
+    const float r = y + 1.402f * v, b = y + 1.772f * u;
+    const float g = y - gu * u - gv * v;
+    d[0] = saturate_cast<unsigned char>(double(r));
+    d[1] = saturate_cast<unsigned char>(double(g));
+    d[2] = saturate_cast<unsigned char>(double(b));
+}
+
+// Statistics of Y over the cols pixels of each row of a 3-channel byte image.
+struct LumaStats {
+    float minY = 0.0f, maxY = 0.0f;
+    long long hist[256] = {};  // counts of trunc(Y), clamped to 0..255
+};
+
+// Fills stats (the histogram only when wantHist). Stripes of rows are
+// reduced separately and combined, so the result does not depend on threads.
+void histLumaStats(const Mat& src, bool wantHist, LumaStats& stats);
+
+// dst pixel = src pixel with its Y replaced by map(Y), for 3-channel byte
+// images of the same size; dst may be src. map must be a pure function.
+template <typename F>
+void histRemapLuma(const Mat& src, Mat& dst, const F& map) {
+    const int cols = src.cols();
+    const auto body = [&](int y0, int y1) {
+        for (int y = y0; y < y1; y++) {
+            const unsigned char* s = src.data.ptr[y];
+            unsigned char* d = dst.data.ptr[y];
+            for (int x = 0; x < cols; x++, s += 3, d += 3) {
+                float Y, U, V;
+                histToYuv(s, Y, U, V);
+                histFromYuv(map(Y), U, V, d);
+            }
+        }
+    };
+    photoParallelRows(src.rows(), double(src.rows()) * cols, body);
+}
+
+}  // namespace detail
+}  // namespace tarvo
