@@ -99,7 +99,14 @@ void adaptiveThreshold(const Mat& src, Mat& dst, double maxValue, int method, in
     buildTable(table, maxValue, type, delta);
     const int w = blockSize / 2;
     if (method == AdaptiveMean) {
-        boxMeanThreshold(src, dst, w, table);
+        // The box sums read rows around the one being written: in place, they
+        // must come from a copy.
+        if (&dst == &src) {
+            const Mat copy(src);
+            boxMeanThreshold(copy, dst, w, table);
+        } else {
+            boxMeanThreshold(src, dst, w, table);
+        }
         return;
     }
     // Gaussian-weighted mean: the library's smoothing with the kernel radius
