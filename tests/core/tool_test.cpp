@@ -13,7 +13,9 @@
 #include "support/test_util.h"
 #include "tarvo/ip/edges.h"
 #include "tarvo/ip/gaussian.h"
+#include "tarvo/colorspace.h"
 #include "tarvo/ip/photo.h"
+#include "tarvo/ip/segment.h"
 #include "tarvo/mat.h"
 
 #ifdef TARVO_TOOL_PATH
@@ -86,7 +88,8 @@ TEST_F(Tool, ListShowsEveryOperationWithItsHelp) {
     ToolRun r = tarvo("list");
     EXPECT_EQ(r.status, 0);
     for (const char* name :
-         {"copy", "crop", "colorize", "shift-rgb", "hsl", "color-temperature", "gaussian", "demo"})
+         {"copy", "crop", "colorize", "shift-rgb", "hsl", "color-temperature", "gaussian", "demo",
+          "threshold", "adaptive-threshold", "equalize", "stretch"})
         EXPECT_NE(r.out.find(name), std::string::npos) << name;
     ToolRun h = tarvo("crop --help");
     EXPECT_EQ(h.status, 0);
@@ -219,6 +222,43 @@ TEST_F(Tool, DemoWritesPicturesThatLoadBack) {
     ASSERT_TRUE(original.fromImage((dir + "/results/original.png").c_str()));
     EXPECT_EQ(original.cols(), 600);
     EXPECT_EQ(original.rows(), 400);
+}
+
+TEST_F(Tool, ThresholdsAndHistogramOperatorsMatchTheLibrary) {
+    tarvo::Mat src, g, got, want;
+    ASSERT_TRUE(src.fromImage(kSample.c_str()));
+    tarvo::ColorSpace::RGBtoGray(src, g);
+
+    ASSERT_EQ(tarvo("threshold --value 100 --max 200 --type 1 " + quote(kSample) + " t.png").status,
+              0);
+    ASSERT_TRUE(got.fromImage((dir + "/t.png").c_str(), tarvo::IMG_GRAY));
+    tarvo::ip::Threshold(g, want, 100, 200, tarvo::ip::ThreshBinaryInv);
+    EXPECT_TRUE(tarvo::test::matEqual(got, want));
+
+    // Otsu through the flag value of --type.
+    ASSERT_EQ(tarvo("threshold --type 8 " + quote(kSample) + " o.png").status, 0);
+    ASSERT_TRUE(got.fromImage((dir + "/o.png").c_str(), tarvo::IMG_GRAY));
+    tarvo::ip::Threshold(g, want, 0, 255, tarvo::ip::ThreshOtsuBit);
+    EXPECT_TRUE(tarvo::test::matEqual(got, want));
+
+    ASSERT_EQ(tarvo("adaptive-threshold --block 15 --delta 4 " + quote(kSample) + " a.png").status,
+              0);
+    ASSERT_TRUE(got.fromImage((dir + "/a.png").c_str()));
+    tarvo::ip::adaptiveThreshold(src, want, 255, 0, 0, 15, 4);
+    EXPECT_TRUE(tarvo::test::matEqual(got, want));
+
+    ASSERT_EQ(tarvo("equalize " + quote(kSample) + " e.png").status, 0);
+    ASSERT_TRUE(got.fromImage((dir + "/e.png").c_str()));
+    tarvo::ip::histogramEqualize(src, want);
+    EXPECT_TRUE(tarvo::test::matEqual(got, want));
+
+    ASSERT_EQ(tarvo("stretch --mode 1 " + quote(kSample) + " s.png").status, 0);
+    ASSERT_TRUE(got.fromImage((dir + "/s.png").c_str()));
+    tarvo::ip::histogramStretch(src, want, 1);
+    EXPECT_TRUE(tarvo::test::matEqual(got, want));
+
+    expectError(tarvo("threshold --type 13 a.png b.png"), "must lie in");
+    expectError(tarvo("adaptive-threshold --block 0 a.png b.png"), "must lie in");
 }
 
 #endif  // TARVO_TOOL_PATH

@@ -10,7 +10,9 @@
 
 #include "tarvo/ip/edges.h"
 #include "tarvo/ip/gaussian.h"
+#include "tarvo/colorspace.h"
 #include "tarvo/ip/photo.h"
+#include "tarvo/ip/segment.h"
 #include "tarvo/saturate.h"
 
 namespace tarvotool {
@@ -121,6 +123,37 @@ void runLaplace(const Mat& in, Mat& out, const Args& a) {
     if (d.isEqualSize(in)) absToBytes(d, out);
 }
 
+// Colour pictures are thresholded on their grey version: the threshold runs
+// over one channel.
+void runThreshold(const Mat& in, Mat& out, const Args& a) {
+    out.release();
+    Mat g;
+    tarvo::ColorSpace::RGBtoGray(in, g);
+    if (g.channels() != 1) return;
+    tarvo::ip::Threshold(g, out, a.v[0], a.v[1], a.i(2));
+}
+
+void runAdaptiveThreshold(const Mat& in, Mat& out, const Args& a) {
+    tarvo::ip::adaptiveThreshold(in, out, a.v[0], a.i(1), a.i(2), a.i(3), a.v[4]);
+}
+
+void runEqualize(const Mat& in, Mat& out, const Args&) {
+    tarvo::ip::histogramEqualize(in, out);
+}
+tarvo::PumpABC* pumpEqualize(const Args&) {
+    return new (std::nothrow) tarvo::ipHistogramEqualize();
+}
+
+// Only colour pictures are stretched; a grey one is reported as refused.
+void runStretch(const Mat& in, Mat& out, const Args& a) {
+    out.release();
+    if (in.channels() != 3) return;
+    tarvo::ip::histogramStretch(in, out, a.i(0));
+}
+tarvo::PumpABC* pumpStretch(const Args& a) {
+    return new (std::nothrow) tarvo::ipHistogramStretch(a.i(0));
+}
+
 // ---- the table
 
 const Operation kOperations[] = {
@@ -189,6 +222,37 @@ const Operation kOperations[] = {
      {{"selector", "kernel: 1 for the 4-neighbour, 3 for the diagonal form", 1, 1, 3, true}},
      runLaplace,
      nullptr},
+    {"threshold",
+     "Fixed, Otsu or percentile threshold of the grey version of a picture",
+     {{"value", "threshold level (floored), or a percentage for types 9 and 10", 128, -1e6, 1e6,
+       false},
+      {"max", "value given to samples on the 'on' side", 255, 0, 255, false},
+      {"type",
+       "0 binary, 1 inverted, 2 truncate, 3 to zero, 4 to zero inverted; +8 takes Otsu's level "
+       "(8, 11, 12); 9 / 10 percentile up / down",
+       0, 0, 12, true}},
+     runThreshold,
+     nullptr},
+    {"adaptive-threshold",
+     "Threshold each sample against the mean of its neighbourhood (each channel on its own)",
+     {{"max", "value given to samples on the 'on' side", 255, 0, 255, false},
+      {"method", "0 box mean, 1 Gaussian-weighted mean", 0, 0, 1, true},
+      {"type", "0 on above mean - delta, 1 the reverse", 0, 0, 1, true},
+      {"block", "neighbourhood size in pixels", 11, 1, 1001, true},
+      {"delta", "offset subtracted from the mean", 5, -255, 255, false}},
+     runAdaptiveThreshold,
+     nullptr},
+    {"equalize",
+     "Histogram equalisation (colour pictures through their luminance)",
+     {},
+     runEqualize,
+     pumpEqualize},
+    {"stretch",
+     "Stretch a colour picture's range to 0..255",
+     {{"mode", "0 luminance range, 1 one range for all channels, 2 each channel its own", 0, 0, 2,
+       true}},
+     runStretch,
+     pumpStretch},
 };
 
 std::string formatNumber(double v, bool integer) {
