@@ -41,19 +41,44 @@ struct LumaStats {
 // reduced separately and combined, so the result does not depend on threads.
 void histLumaStats(const Mat& src, bool wantHist, LumaStats& stats);
 
+// Rounds a float colour sample to a byte: floor(v + 0.5) saturated to 0..255,
+// as saturate_cast does for finite values. Clamping before the conversion
+// makes truncation equal floor and keeps the cast in range, which lets the
+// compiler vectorise the loop (NaN cannot reach here: the curves are finite).
+inline unsigned char histRoundByte(float v) {
+    double t = double(v) + 0.5;
+    t = t < 0.0 ? 0.0 : t;
+    t = t > 255.0 ? 255.0 : t;
+    return static_cast<unsigned char>(static_cast<int>(t));
+}
+
 // dst pixel = src pixel with its Y replaced by map(Y), for 3-channel byte
-// images of the same size; dst may be src. map must be a pure function.
+// images of the same size; dst may be src. map must be a pure function. Rows
+// are done in chunks: the conversions run as plain loops over arrays, the
+// curve in between.
 template <typename F>
 void histRemapLuma(const Mat& src, Mat& dst, const F& map) {
     const int cols = src.cols();
+    constexpr int kChunk = 256;
     const auto body = [&](int y0, int y1) {
+        float Y[kChunk], U[kChunk], V[kChunk];
         for (int y = y0; y < y1; y++) {
             const unsigned char* s = src.data.ptr[y];
             unsigned char* d = dst.data.ptr[y];
-            for (int x = 0; x < cols; x++, s += 3, d += 3) {
-                float Y, U, V;
-                histToYuv(s, Y, U, V);
-                histFromYuv(map(Y), U, V, d);
+            for (int x0 = 0; x0 < cols; x0 += kChunk) {
+                const int n = cols - x0 < kChunk ? cols - x0 : kChunk;
+                const unsigned char* sp = s + 3 * x0;
+                unsigned char* dp = d + 3 * x0;
+                for (int i = 0; i < n; i++) histToYuv(sp + 3 * i, Y[i], U[i], V[i]);
+                for (int i = 0; i < n; i++) Y[i] = map(Y[i]);
+                const float gu = float(0.114 * 1.772 / 0.587), gv = float(0.299 * 1.402 / 0.587);
+                for (int i = 0; i < n; i++) {
+                    const float r = Y[i] + 1.402f * V[i], b = Y[i] + 1.772f * U[i];
+                    const float g = Y[i] - gu * U[i] - gv * V[i];
+                    dp[3 * i] = histRoundByte(r);
+                    dp[3 * i + 1] = histRoundByte(g);
+                    dp[3 * i + 2] = histRoundByte(b);
+                }
             }
         }
     };
