@@ -225,7 +225,7 @@ double thresholdPercentile(const Mat& src, Mat& dst, double thresh, double maxva
     src.convertTo(dst, MAT_Tuchar, CT_Cast);
     if (dst.empty() || dst.type() != MAT_Tuchar) return 0.0;
     long long hist[256];
-    const long long n = detail::byteHistogram(dst, hist);
+    detail::byteHistogram(dst, hist);
     const float limit = float(double((long long)src.rows() * src.cols()) * thresh / 100.0);
     long long sum = 0;
     int k = 0;
@@ -233,7 +233,6 @@ double thresholdPercentile(const Mat& src, Mat& dst, double thresh, double maxva
         sum += hist[k];
         if (float(sum) > limit) break;
     }
-    (void)n;
     // The maximum as a byte: truncated, low eight bits kept.
     const unsigned char m = (unsigned char)(truncInt(maxval) & 255);
     unsigned char lut[256];
