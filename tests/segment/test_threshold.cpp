@@ -11,7 +11,6 @@
 #include "support/test_util.h"
 #include "tarvo/ip/gaussian.h"
 #include "tarvo/ip/segment.h"
-#include "tarvo/parallel.h"
 
 using namespace tarvo;
 
@@ -94,17 +93,12 @@ TEST(ThresholdModes, BytesAtBelowAndAboveTheThreshold) {
         EXPECT_EQ(dst.type1(), MAT_Tuchar);
         EXPECT_EQ(values<unsigned char>(dst), expected[mode]) << "mode " << mode;
     }
-}
-
-TEST(ThresholdModes, ByteMaximumIsRoundedAndKeptToEightBits) {
-    const Mat src = row<unsigned char>(MAT_Tuchar, {10, 200});
+    // The maximum is rounded and keeps its low eight bits.
     Mat dst;
-    ip::Threshold(src, dst, 100, 300, ip::ThreshBinary);  // 300 & 255 = 44
-    EXPECT_EQ(values<unsigned char>(dst), (V{0, 44}));
-    ip::Threshold(src, dst, 100, 254.5, ip::ThreshBinary);  // rounds up to 255
-    EXPECT_EQ(values<unsigned char>(dst), (V{0, 255}));
+    ip::Threshold(src, dst, 100, 300, ip::ThreshBinary);
+    EXPECT_EQ(values<unsigned char>(dst), (V{0, 0, 44, 0, 44}));
     ip::Threshold(src, dst, 100, 255.5, ip::ThreshBinary);  // 256 wraps to 0
-    EXPECT_EQ(values<unsigned char>(dst), (V{0, 0}));
+    EXPECT_EQ(values<unsigned char>(dst), V(5, 0));
 }
 
 TEST(ThresholdModes, ByteThresholdsOutsideTheRangeFillOrCopy) {
@@ -143,16 +137,12 @@ TEST(ThresholdModes, ShortSamplesUseSixteenBitLimits) {
     EXPECT_EQ(values<short>(dst), (V{0, 0, 0, 1000, 1000}));
     EXPECT_EQ(ip::Threshold(src, dst, -2.5, 0, ip::ThreshTrunc), -3.0);
     EXPECT_EQ(values<short>(dst), (V{-32768, -3, -3, -3, -3}));
-    ip::Threshold(src, dst, -1, 0, ip::ThreshToZeroInv);
-    EXPECT_EQ(values<short>(dst), (V{-32768, -1, 0, 0, 0}));
     // The maximum keeps its low 16 bits: 70000 - 65536.
     ip::Threshold(src, dst, 0, 70000, ip::ThreshBinaryInv);
     EXPECT_EQ(values<short>(dst), (V{4464, 4464, 4464, 0, 0}));
     // Outside the sample range: fills and copies.
     ip::Threshold(src, dst, -40000, 5, ip::ThreshBinary);
     EXPECT_EQ(values<short>(dst), (V{5, 5, 5, 5, 5}));
-    ip::Threshold(src, dst, 32767, 5, ip::ThreshToZero);
-    EXPECT_EQ(values<short>(dst), (V{0, 0, 0, 0, 0}));
     ip::Threshold(src, dst, 40000, 5, ip::ThreshTrunc);
     EXPECT_EQ(values<short>(dst), values<short>(src));
 }
@@ -166,10 +156,6 @@ TEST(ThresholdModes, FloatThresholdIsNotFloored) {
     EXPECT_EQ(values<float>(dst), (V{0.25, 0.5, 0.5, -3}));
     ip::Threshold(src, dst, 0.4, 0, ip::ThreshToZero);
     EXPECT_EQ(values<float>(dst), (V{0, 0.5, 0.75, 0}));
-    ip::Threshold(src, dst, 0.4, 0, ip::ThreshToZeroInv);
-    EXPECT_EQ(values<float>(dst), (V{0.25, 0, 0, -3}));
-    ip::Threshold(src, dst, 0.4, 7, ip::ThreshBinaryInv);
-    EXPECT_EQ(values<float>(dst), (V{7, 0, 0, 7}));
 }
 
 TEST(ThresholdModes, DestinationIsPreparedSingleChannelAndRunsJoinContinuousRows) {
@@ -220,28 +206,20 @@ TEST(ThresholdModes, BadInputs) {
     EXPECT_EQ(values<float>(out), (V{0, 0}));
 }
 
-TEST(ThresholdModes, LargeImagesMatchRowByRowAndAnyThreadCount) {
-    Mat src = test::randomMat(517, 389, MAT_Tuchar, 11);
+TEST(ThresholdModes, LargeImagesRunInStripes) {
+    // Continuous (one joined run in many stripes) and a view with row gaps.
+    const Mat src = test::randomMat(517, 389, MAT_Tuchar, 11);
     Mat view;
-    src.subRefMat(Rect_<int>(3, 0, 380, 517), view);  // not continuous
-    Mat all, one, byRows;
-    ip::Threshold(src, all, 127, 255, ip::ThreshToZero);
-    setNumThreads(1);
-    ip::Threshold(src, one, 127, 255, ip::ThreshToZero);
-    setNumThreads(0);
-    EXPECT_TRUE(test::matEqual(all, one));
-    ip::Threshold(view, byRows, 127, 255, ip::ThreshToZero);
-    for (int y = 0; y < 517; y += 13)
-        for (int x = 0; x < 380; x += 7) {
-            const int v = view.ptr<unsigned char>(y)[x];
-            ASSERT_EQ(byRows.ptr<unsigned char>(y)[x], v > 127 ? v : 0);
-        }
-    Mat fs = test::randomMat(400, 300, MAT_Tfloat, 12), fa, fo;
-    ip::Threshold(fs, fa, 1.5, 9, ip::ThreshBinaryInv);
-    setNumThreads(1);
-    ip::Threshold(fs, fo, 1.5, 9, ip::ThreshBinaryInv);
-    setNumThreads(0);
-    EXPECT_TRUE(test::matEqual(fa, fo));
+    src.subRefMat(Rect_<int>(3, 0, 380, 517), view);
+    for (const Mat* m : {&src, static_cast<const Mat*>(&view)}) {
+        Mat out;
+        ip::Threshold(*m, out, 127, 255, ip::ThreshToZero);
+        for (int y = 0; y < m->rows(); y++)
+            for (int x = 0; x < m->cols(); x++) {
+                const int v = m->ptr<unsigned char>(y)[x];
+                ASSERT_EQ(out.ptr<unsigned char>(y)[x], v > 127 ? v : 0);
+            }
+    }
 }
 
 // ---------------------------------------------------------------- Otsu
@@ -265,27 +243,20 @@ TEST(Otsu, BimodalImageSplitsBetweenTheModes) {
     EXPECT_LT(ft, 176);
 }
 
-TEST(Otsu, EmptyBinRangeTakesTheFirstLevelOfThePlateau) {
+TEST(Otsu, PlateauConstantImageAndTheFlag) {
     // Half 50, half 200: every level 50..199 splits alike; the strict
     // comparison keeps the first.
     Mat src = bytes(1, 4, {50, 200, 50, 200});
-    Mat dst;
-    EXPECT_EQ(ip::Threshold(src, dst, 0, 1, ip::ThreshOtsuBit), 50.0);
-    EXPECT_EQ(values<unsigned char>(dst), (V{0, 1, 0, 1}));
+    Mat out;
+    EXPECT_EQ(ip::Threshold(src, out, 0, 1, ip::ThreshOtsuBit), 50.0);
+    EXPECT_EQ(values<unsigned char>(out), (V{0, 1, 0, 1}));
     EXPECT_EQ(ip::otsuThreshold(src), 50);
-}
-
-TEST(Otsu, ConstantImageGivesZeroAndFlagUsesTheImage) {
     Mat flat(4, 4, MAT_Tuchar, Point4_<double>(100.0));
     EXPECT_EQ(ip::otsuThreshold(flat), 0);
     Mat dst;
     // Otsu's 0 replaces the given 150: every sample of 100 is above it.
     EXPECT_EQ(ip::Threshold(flat, dst, 150, 9, ip::ThreshOtsuBit | ip::ThreshBinary), 0.0);
     EXPECT_EQ(values<unsigned char>(dst), V(16, 9));
-    // The flag with to-zero-inverted (type 12).
-    Mat two = bytes(1, 4, {10, 10, 90, 90});
-    EXPECT_EQ(ip::Threshold(two, dst, 0, 0, ip::ThreshOtsuBit | ip::ThreshToZeroInv), 10.0);
-    EXPECT_EQ(values<unsigned char>(dst), (V{10, 10, 0, 0}));
 }
 
 TEST(Otsu, MaskSelectsThePixels) {
@@ -298,8 +269,7 @@ TEST(Otsu, MaskSelectsThePixels) {
     EXPECT_EQ(ip::otsuThreshold(src), 20);  // the gap between 20 and 200
     Mat none(2, 4, MAT_Tuchar, Point4_<double>(0.0));
     EXPECT_EQ(ip::otsuThreshold(src, none), 0);
-    Mat wrong(3, 4, MAT_Tuchar, Point4_<double>(1.0));
-    EXPECT_EQ(ip::otsuThreshold(src, wrong), 0);
+    EXPECT_EQ(ip::otsuThreshold(src, Mat(3, 4, MAT_Tuchar, Point4_<double>(1.0))), 0);
     EXPECT_EQ(ip::otsuThreshold(Mat()), 0);
 }
 
@@ -316,17 +286,12 @@ TEST(Percentile, LevelWhereTheRunningCountPassesThePercentage) {
     // 100 percent is never passed: k reaches 256 and every sample is below.
     EXPECT_EQ(ip::Threshold(src, dst, 100, 200, ip::ThreshPercentUp), 256.0);
     EXPECT_EQ(values<unsigned char>(dst), V(10, 0));
-    EXPECT_EQ(ip::Threshold(src, dst, 100, 200, ip::ThreshPercentDown), 256.0);
-    EXPECT_EQ(values<unsigned char>(dst), V(10, 200));
     // Type 9 is a percentile, not Otsu with the inverted mode.
     EXPECT_EQ(ip::Threshold(src, dst, 0, 1, ip::ThreshPercentUp), 0.0);
-}
 
-TEST(Percentile, FloatSourcesBecomeBytesAndTheMaximumIsTruncated) {
-    const Mat src = row<float>(MAT_Tfloat, {3.7f, 1.2f, 300.0f, -4.0f});
-    Mat dst;
-    // Bytes 3, 1, 255, 0; limit 1: passed at level 1 (two samples).
-    EXPECT_EQ(ip::Threshold(src, dst, 25, 300.9, ip::ThreshPercentUp), 1.0);
+    // Floats become bytes 3, 1, 255, 0; limit 1 is passed at level 1.
+    const Mat f = row<float>(MAT_Tfloat, {3.7f, 1.2f, 300.0f, -4.0f});
+    EXPECT_EQ(ip::Threshold(f, dst, 25, 300.9, ip::ThreshPercentUp), 1.0);
     ASSERT_EQ(dst.type1(), MAT_Tuchar);
     EXPECT_EQ(values<unsigned char>(dst), (V{44, 44, 44, 0}));  // 300 & 255
 }
@@ -334,10 +299,11 @@ TEST(Percentile, FloatSourcesBecomeBytesAndTheMaximumIsTruncated) {
 // ---------------------------------------------------------------- adaptive
 
 TEST(Adaptive, MeanMatchesTheBoxReferenceWithItsBorderRule) {
-    const Mat src = test::randomMat(37, 53, MAT_Tuchar, 5);
+    // Colour channels are each thresholded against their own mean.
     for (int type : {ip::ThreshBinary, ip::ThreshBinaryInv})
-        for (int block : {1, 3, 4, 7, 101})
-            for (double delta : {3.2, -2.7, 0.0}) {
+        for (int block : {1, 4, 7, 101})
+            for (double delta : {3.2, -2.7}) {
+                const Mat src = test::randomMat(37, 53, block == 7 ? MAT_Tuchar3 : MAT_Tuchar, 5);
                 Mat dst;
                 ip::adaptiveThreshold(src, dst, 200.4, ip::AdaptiveMean, type, block, delta);
                 ASSERT_TRUE(test::matEqual(dst, adaptiveReference(src, 200.4, type, block, delta)))
@@ -345,27 +311,12 @@ TEST(Adaptive, MeanMatchesTheBoxReferenceWithItsBorderRule) {
             }
 }
 
-TEST(Adaptive, ColourChannelsAreThresholdedEachOnItsOwn) {
-    const Mat src = test::randomMat(19, 23, MAT_Tuchar3, 6);
-    Mat dst;
-    ip::adaptiveThreshold(src, dst, 255, ip::AdaptiveMean, ip::ThreshBinary, 5, 1);
-    EXPECT_TRUE(test::matEqual(dst, adaptiveReference(src, 255, ip::ThreshBinary, 5, 1)));
-}
-
 TEST(Adaptive, LargeImageStripesAgreeWithTheReference) {
-    // Tall enough for several stripes with a window spanning stripe edges.
-    Mat src = test::randomMat(300, 240, MAT_Tuchar, 7);
-    Mat dst, one;
+    // Several stripes, with windows spanning stripe edges.
+    const Mat src = test::randomMat(300, 240, MAT_Tuchar, 7);
+    Mat dst;
     ip::adaptiveThreshold(src, dst, 255, ip::AdaptiveMean, ip::ThreshBinary, 9, 2);
-    setNumThreads(1);
-    ip::adaptiveThreshold(src, one, 255, ip::AdaptiveMean, ip::ThreshBinary, 9, 2);
-    setNumThreads(0);
-    ASSERT_TRUE(test::matEqual(dst, one));
-    for (int y = 0; y < 300; y += 3)
-        for (int x = 0; x < 240; x += 11) {
-            const int diff = src.ptr<unsigned char>(y)[x] - boxMean(src, y, x, 0, 4);
-            ASSERT_EQ(dst.ptr<unsigned char>(y)[x], diff > -2 ? 255 : 0) << y << "," << x;
-        }
+    EXPECT_TRUE(test::matEqual(dst, adaptiveReference(src, 255, ip::ThreshBinary, 9, 2)));
 }
 
 TEST(Adaptive, GaussianMethodComparesWithTheSmoothedImage) {
@@ -395,18 +346,12 @@ TEST(Adaptive, RefusalsAndDegenerateArguments) {
     // Unknown method, bad block, other depths: dst created and left alone.
     Mat kept(6, 7, MAT_Tuchar, Point4_<double>(5.0));
     ip::adaptiveThreshold(src, kept, 255, 2, ip::ThreshBinary, 3, 0);
-    ip::adaptiveThreshold(src, kept, 255, ip::AdaptiveMean, ip::ThreshBinary, 0, 0);
     EXPECT_EQ(values<unsigned char>(kept), V(42, 5));
     Mat fsrc = test::randomMat(4, 4, MAT_Tfloat, 1), fdst;
     ip::adaptiveThreshold(fsrc, fdst, 255, ip::AdaptiveMean, ip::ThreshBinary, 3, 0);
     EXPECT_EQ(fdst.type1(), MAT_Tfloat);
     EXPECT_EQ(fdst.countNonZero(), 0);
-    Mat empty, untouched(2, 2, MAT_Tuchar, Point4_<double>(3.0));
-    ip::adaptiveThreshold(empty, untouched, 255, 0, 0, 3, 0);
-    EXPECT_EQ(values<unsigned char>(untouched), V(4, 3));
     // Huge deltas do not overflow the table arithmetic.
-    ip::adaptiveThreshold(src, dst, 255, ip::AdaptiveMean, ip::ThreshBinary, 3, -1e300);
-    EXPECT_EQ(dst.countNonZero(), 0);
     ip::adaptiveThreshold(src, dst, 255, ip::AdaptiveMean, ip::ThreshBinary, 3, 1e300);
     EXPECT_EQ(dst.countNonZero(), 42);
     // In place.
@@ -417,13 +362,10 @@ TEST(Adaptive, RefusalsAndDegenerateArguments) {
 
 // ---------------------------------------------------------------- grey criterion
 
-TEST(ThresholdOfGray, TwoLevelsSplitAtTheLowerLevel) {
+TEST(ThresholdOfGray, TwoLevelsThreeClustersAndFlat) {
     // At k = 30 both classes have no spread: log s = -inf makes J = +inf.
     Mat src = bytes(2, 2, {30, 200, 200, 30});
     EXPECT_EQ(ip::thresholdOfGray(src), 30);
-}
-
-TEST(ThresholdOfGray, ThreeClusters) {
     EXPECT_EQ(ip::thresholdOfGray(bytes(1, 8, {10, 10, 20, 40, 40, 40, 90, 90})), 40);
     EXPECT_EQ(ip::thresholdOfGray(bytes(1, 8, {10, 11, 12, 200, 201, 202, 203, 100})), 100);
     Mat flat(3, 3, MAT_Tuchar, Point4_<double>(77.0));
