@@ -45,4 +45,16 @@ void BM_SobelGradientX(benchmark::State& state) {
 }
 BENCHMARK(BM_SobelGradientX)->Args({1920, 1080})->Unit(benchmark::kMillisecond);
 
+// ip::sobel 3x3, first derivative in x, byte source into a signed short image.
+void BM_SobelShort(benchmark::State& state) {
+    int w = (int)state.range(0), h = (int)state.range(1);
+    Mat src = scene(w, h), dst(h, w, MAT_Tshort);
+    for (auto _ : state) {
+        ip::sobel(src, dst, 1, 0, 3);
+        benchmark::DoNotOptimize(dst.data.ptr);
+    }
+    bench::setPixelCounters(state, (int64_t)w * h, (int64_t)w * h);
+}
+BENCHMARK(BM_SobelShort)->Args({1920, 1080})->Args({3840, 2160})->Unit(benchmark::kMillisecond);
+
 }  // namespace

@@ -218,6 +218,7 @@ TEST_F(Tool, DemoWritesPicturesThatLoadBack) {
     }
     EXPECT_GE(pictures, 8);  // original, six single steps and the pump pipeline
     EXPECT_TRUE(std::filesystem::exists(dir + "/results/pipeline.png"));
+    EXPECT_TRUE(std::filesystem::exists(dir + "/results/colour-panel.png"));
     tarvo::Mat original;
     ASSERT_TRUE(original.fromImage((dir + "/results/original.png").c_str()));
     EXPECT_EQ(original.cols(), 600);

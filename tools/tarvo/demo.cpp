@@ -4,6 +4,7 @@
 // row names an output file, an operation of the table and its options. The
 // last part chains the operations that have a pump form through a Pipe.
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <sstream>
@@ -11,6 +12,7 @@
 #include <vector>
 
 #include "operations.h"
+#include "tarvo/ip/integral.h"
 #include "tarvo/pump.h"
 #include "tool.h"
 
@@ -35,6 +37,11 @@ const DemoStep kDemoSteps[] = {
     {"canny.png", "canny", "--low 40 --high 120 --sigma 1.5"},
     {"sobel-x.png", "sobel", "--dx 1 --dy 0"},
 };
+
+// Pictures of the colour panel (colour-panel.png), beside the original, in
+// reading order: the file names of the single steps above.
+const char* const kColourPanel[] = {"colorize.png", "shift-rgb.png", "hsl.png",
+                                    "temperature-3500.png", "temperature-11000.png"};
 
 // Operations chained as pumps into pipeline.png, in this order.
 const DemoStep kPipelineSteps[] = {
@@ -108,6 +115,34 @@ bool runPipeline(const tarvo::Mat& sample, tarvo::Mat& result, std::string& desc
     return true;
 }
 
+// Tiles the pictures, each halved by pyrDown, three to a row on a black
+// ground. Pictures whose size or type differ from the first are skipped.
+bool makePanel(const std::vector<const tarvo::Mat*>& pictures, tarvo::Mat& panel) {
+    if (pictures.empty() || pictures[0]->empty()) return false;
+    std::vector<tarvo::Mat> tiles;
+    for (const tarvo::Mat* p : pictures) {
+        if (!p->isEqualSize(*pictures[0]) || p->type1() != pictures[0]->type1()) continue;
+        tiles.emplace_back();
+        tarvo::ip::pyrDown(*p, tiles.back());
+        if (tiles.back().empty()) tiles.pop_back();
+    }
+    if (tiles.empty()) return false;
+    const int perRow = 3, gap = 4, tw = tiles[0].cols(), th = tiles[0].rows();
+    const int nrows = (int(tiles.size()) + perRow - 1) / perRow;
+    const int ncols = int(tiles.size()) < perRow ? int(tiles.size()) : perRow;
+    panel = tarvo::Mat(nrows * th + (nrows + 1) * gap, ncols * tw + (ncols + 1) * gap,
+                       tiles[0].type1(), tarvo::Point4_<double>(0, 0, 0, 0));
+    if (panel.empty()) return false;
+    const size_t esz = size_t(tiles[0].channels()) * tarvo::depthSize(tiles[0].type());
+    for (size_t i = 0; i < tiles.size(); i++) {
+        const int x0 = gap + int(i % perRow) * (tw + gap), y0 = gap + int(i / perRow) * (th + gap);
+        for (int y = 0; y < th; y++)
+            std::memcpy(panel.ptr<unsigned char>(y0 + y) + size_t(x0) * esz,
+                        tiles[i].ptr<unsigned char>(y), size_t(tw) * esz);
+    }
+    return true;
+}
+
 }  // namespace
 
 int runDemo(int argc, const char* const* argv) {
@@ -157,6 +192,9 @@ int runDemo(int argc, const char* const* argv) {
     std::snprintf(size, sizeof(size), "the bundled sample, %dx%d", sample.cols(), sample.rows());
     if (!save("original.png", sample, size)) return fail(error);
 
+    std::vector<tarvo::Mat> results;
+    results.reserve(sizeof(kDemoSteps) / sizeof(kDemoSteps[0]));
+    std::vector<const tarvo::Mat*> panelPictures{&sample};
     for (const DemoStep& step : kDemoSteps) {
         const Operation* op;
         Args args;
@@ -167,7 +205,15 @@ int runDemo(int argc, const char* const* argv) {
             return fail(std::string("operation '") + op->name + "' refused the sample picture");
         if (!save(step.file, result, std::string(op->name) + " " + step.options))
             return fail(error);
+        results.push_back(std::move(result));
     }
+    for (const char* file : kColourPanel)
+        for (size_t i = 0; i < results.size(); i++)
+            if (std::string(kDemoSteps[i].file) == file) panelPictures.push_back(&results[i]);
+    tarvo::Mat panel;
+    if (makePanel(panelPictures, panel) &&
+        !save("colour-panel.png", panel, "original and the colour operators, half size"))
+        return fail(error);
 
     tarvo::Mat chained;
     std::string chain;
