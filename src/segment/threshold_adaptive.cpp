@@ -35,19 +35,18 @@ inline void applyRow(const unsigned char* s, const unsigned char* mean, unsigned
 
 // Box mean over (2w + 1)^2 samples, per channel, written row by row straight
 // into the comparison. Near the edges the box is cut to the image and the mean
-// is over the samples inside. Sums are 64-bit; the quotient of two integers
-// below 2^53 truncates exactly in double.
-void boxMeanThreshold(const Mat& src, Mat& dst, int w, const unsigned char* table) {
+// is over the samples inside. Sums are in Acc, chosen so that no prefix sum
+// can overflow; the quotient of two integers below 2^53 truncates exactly in
+// double.
+template <typename Acc>
+void boxMeanRows(const Mat& src, Mat& dst, int w, const unsigned char* table, double stripes) {
     const int rows = src.rows(), cols = src.cols(), cn = src.channels();
     const int n = cols * cn;
-    const int win = (int)std::min<long long>(2LL * w + 1, rows);
-    // Each stripe rebuilds its column sums from scratch: stripes are at least a
-    // window tall so that set-up stays a fraction of the work.
-    const double byWork = double(rows) * n / detail::kThreshStripe;
-    const double byWindow = double(rows) / std::max(win, 16);
-    const double stripes = std::min(byWork, byWindow);
+    // Columns whose box lies wholly inside the row: [xa, xb).
+    const int xa = std::min(w, cols);
+    const int xb = (int)std::max<long long>(xa, (long long)cols - w);
     const auto body = [&](int r0, int r1) {
-        std::vector<long long> col((size_t)n, 0), prefix((size_t)(cols + 1) * cn, 0);
+        std::vector<Acc> col((size_t)n, 0), prefix((size_t)(cols + 1) * cn, 0);
         std::vector<unsigned char> mean((size_t)n);
         // Column sums over rows [lo, hi) of the current window.
         int lo = std::max(0, r0 - w), hi = lo;
@@ -64,19 +63,49 @@ void boxMeanThreshold(const Mat& src, Mat& dst, int w, const unsigned char* tabl
             }
             for (int j = 0; j < n; j++) prefix[j + cn] = prefix[j] + col[j];
             const long long height = yhi - ylo;
-            for (int x = 0; x < cols; x++) {
+            const auto edge = [&](int x) {
                 const int x0 = std::max(0, x - w);
                 const int x1 = (int)std::min<long long>(cols, (long long)x + w + 1);
                 const double area = double(height * (x1 - x0));
                 for (int k = 0; k < cn; k++) {
-                    const long long sum = prefix[(size_t)x1 * cn + k] - prefix[(size_t)x0 * cn + k];
+                    const Acc sum = prefix[(size_t)x1 * cn + k] - prefix[(size_t)x0 * cn + k];
                     mean[(size_t)x * cn + k] = (unsigned char)truncInt(double(sum) / area);
                 }
+            };
+            for (int x = 0; x < xa; x++) edge(x);
+            for (int x = xb; x < cols; x++) edge(x);
+            if (xb > xa) {
+                // Full boxes: one area, and a plain loop the compiler can
+                // vectorise. A mean of bytes lies in 0..255, so the conversion
+                // needs no range checks.
+                const double area = double(height * (2LL * w + 1));
+                const Acc* up = &prefix[(size_t)(xa + w + 1) * cn];
+                const Acc* down = &prefix[(size_t)(xa - w) * cn];
+                unsigned char* m = &mean[(size_t)xa * cn];
+                const int len = (xb - xa) * cn;
+                for (int j = 0; j < len; j++)
+                    m[j] = static_cast<unsigned char>(
+                        static_cast<int>(double(up[j] - down[j]) / area));
             }
             applyRow(src.data.ptr[y], mean.data(), dst.data.ptr[y], n, table);
         }
     };
     parallel_for_(Range(0, rows), detail::ThreshStripeBody<decltype(body)>(body), stripes);
+}
+
+void boxMeanThreshold(const Mat& src, Mat& dst, int w, const unsigned char* table) {
+    const int rows = src.rows(), cols = src.cols(), cn = src.channels();
+    const int win = (int)std::min<long long>(2LL * w + 1, rows);
+    // Each stripe rebuilds its column sums from scratch: stripes are at least a
+    // window tall so that set-up stays a fraction of the work.
+    const double byWork = double(rows) * cols * cn / detail::kThreshStripe;
+    const double byWindow = double(rows) / std::max(win, 16);
+    const double stripes = std::min(byWork, byWindow);
+    // The largest prefix sum is 255 * window height * cols.
+    if (255.0 * win * cols < 2147483647.0)
+        boxMeanRows<int>(src, dst, w, table, stripes);
+    else
+        boxMeanRows<long long>(src, dst, w, table, stripes);
 }
 
 }  // namespace
