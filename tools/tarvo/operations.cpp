@@ -10,6 +10,7 @@
 
 #include "tarvo/ip/edges.h"
 #include "tarvo/ip/gaussian.h"
+#include "tarvo/ip/geometry.h"
 #include "tarvo/ip/photo.h"
 #include "tarvo/saturate.h"
 
@@ -121,6 +122,11 @@ void runLaplace(const Mat& in, Mat& out, const Args& a) {
     if (d.isEqualSize(in)) absToBytes(d, out);
 }
 
+void runResize(const Mat& in, Mat& out, const Args& a) {
+    out.release();
+    tarvo::ip::resize(in, out, a.i(0), a.i(1), a.i(2));
+}
+
 // ---- the table
 
 const Operation kOperations[] = {
@@ -188,6 +194,15 @@ const Operation kOperations[] = {
      "3x3 Laplacian, saved as its absolute value in bytes",
      {{"selector", "kernel: 1 for the 4-neighbour, 3 for the diagonal form", 1, 1, 3, true}},
      runLaplace,
+     nullptr},
+    {"resize",
+     "Scale a picture to a new width and height",
+     {{"width", "new width in pixels", 640, 1, 32768, true},
+      {"height", "new height in pixels", 480, 1, 32768, true},
+      {"interpolation",
+       "0 simple averaging, 1 bilinear, 2 bicubic, 3 pixel area, 4 Lanczos (8 taps)", 1, 0, 4,
+       true}},
+     runResize,
      nullptr},
 };
 
