@@ -53,11 +53,6 @@ public:
         m_sx = sx;
         m_sy = sy;
         const int cn = src.channels();
-        for (int y = 0; y < sy; y++)
-            for (int x = 0; x < sx; x++) {
-                m_rowOfs.push_back(y);
-                m_colOfs.push_back(x * cn);
-            }
         m_xofs.resize((size_t)dst.cols() * cn);
         for (int dx = 0; dx < dst.cols(); dx++)
             for (int k = 0; k < cn; k++) m_xofs[(size_t)dx * cn + k] = sx * dx * cn + k;
@@ -65,8 +60,8 @@ public:
 
     void operator()(const Range& range) const override {
         const int cn = m_src.channels(), swidth = m_src.cols() * cn, srows = m_src.rows();
-        const int dwidth = m_dst.cols() * cn, area = m_sx * m_sy;
-        const float scale = 1.f / float(area);
+        const int dwidth = m_dst.cols() * cn;
+        const float scale = 1.f / float((long long)m_sx * m_sy);
         int full = (m_src.cols() / m_sx) * cn;
         if (full > dwidth) full = dwidth;
         const bool vec2 = m_sx == 2 && m_sy == 2 && (cn == 1 || cn == 3 || cn == 4);
@@ -85,11 +80,15 @@ public:
             if (w > 0) {
                 for (int y = 0; y < m_sy; y++) rows[y] = m_src.ptr<T>(int(sy0) + y);
                 if (vec2) dx = areaFastVec<T>(rows[0], rows[1], D, w, cn);
+                // Block elements are summed row by row, left to right.
+                const int bw = m_sx * cn;
                 for (; dx < w; dx++) {
                     const int x0 = m_xofs[dx];
                     WT sum = WT(0);
-                    for (int k = 0; k < area; k++)
-                        sum = rAdd(sum, WT(rows[m_rowOfs[k]][x0 + m_colOfs[k]]));
+                    for (int y = 0; y < m_sy; y++) {
+                        const T* S = rows[y] + x0;
+                        for (int x = 0; x < bw; x += cn) sum = rAdd(sum, WT(S[x]));
+                    }
                     D[dx] = castTo<T>(double(sum * scale));
                 }
             }
@@ -114,7 +113,7 @@ private:
     const Mat& m_src;
     Mat& m_dst;
     int m_sx, m_sy;
-    std::vector<int> m_rowOfs, m_colOfs, m_xofs;
+    std::vector<int> m_xofs;
 };
 
 template <typename T, typename WT>

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "hwy/targets.h"
 #include "support/test_util.h"
 #include "tarvo/ip/geometry.h"
 #include "tarvo/parallel.h"
@@ -394,6 +395,49 @@ TEST(Resize, VectorAndParallelRunsEqualTheScalarSerialRun) {
                         << "depth " << depth << " cn " << cn << " code " << code << " " << c.sw
                         << "x" << c.sh << " -> " << c.dw << "x" << c.dh;
                 }
+}
+
+TEST(Resize, EveryCompiledVectorTargetMatchesScalar) {
+    // The processor picks one target; mock the others it can run so that each
+    // compiled kernel (AVX-512, AVX2, SSE4, ...) is checked against the scalar loops.
+    SwitchGuard guard;
+    struct Case {
+        int type, w, h, code;
+    };
+    const Case cases[] = {
+        {MAT_Tuchar3, 67, 29, ip::ResizeLinear},
+        {MAT_Tuchar, 103, 41, ip::ResizeCubic},
+        {MAT_Tuchar4, 39, 17, ip::ResizeLanczos4},
+        {MAT_Tshort3, 71, 33, ip::ResizeCubic},
+        {MAT_Tfloat, 97, 45, ip::ResizeLinear},
+        {MAT_Tfloat3, 30, 13, ip::ResizeLanczos4},
+        {MAT_Tuchar, 26, 12, ip::ResizeArea},
+        {MAT_Tuchar3, 26, 12, ip::ResizeLinear},
+        {MAT_Tuchar4, 26, 12, ip::ResizeArea},
+        {MAT_Tshort, 26, 12, ip::ResizeArea},
+        {MAT_Tshort3, 26, 12, ip::ResizeLinear},
+        {MAKETYPE(MAT_Tshort, 4), 26, 12, ip::ResizeArea},
+    };
+    std::vector<Mat> srcs, refs;
+    detail::setUseOptimized(false);
+    for (const Case& c : cases) {
+        srcs.push_back(randomMat(24, 52, c.type, 400 + c.type, -500.0, 500.0));
+        refs.push_back(resized(srcs.back(), c.w, c.h, c.code));
+    }
+    detail::setUseOptimized(true);
+    const uint64_t targets = (uint64_t)(hwy::SupportedTargets() & HWY_TARGETS);
+    int tried = 0;
+    for (uint64_t bit = 1; bit != 0; bit <<= 1) {
+        if (!(targets & bit) || bit == (uint64_t)HWY_SCALAR || bit == (uint64_t)HWY_EMU128)
+            continue;
+        hwy::SetSupportedTargetsForTest((int64_t)bit);
+        for (size_t i = 0; i < srcs.size(); i++)
+            EXPECT_TRUE(matEqual(resized(srcs[i], cases[i].w, cases[i].h, cases[i].code), refs[i]))
+                << hwy::TargetName((int64_t)bit) << " case " << i;
+        tried++;
+    }
+    hwy::SetSupportedTargetsForTest(0);
+    EXPECT_GT(tried, 0);
 }
 
 // ------------------------------------------------------------ refused input
