@@ -196,7 +196,7 @@ struct HPass {
         const AT* alpha = t.alpha.data();
         if (ksize == 2) {
             const WT one = std::is_same<T, unsigned char>::value ? WT(2048) : WT(1);
-            int dx = vec(S, D, t, swidth, cn);
+            int dx = 0;
             for (; dx < t.xmax; dx++) {
                 const int sx = xofs[dx];
                 const AT* a = alpha + dx * 2;
@@ -223,31 +223,29 @@ struct HPass {
                 D[dx] = v;
             }
             if (limit == dwidth) break;
-            for (; dx < t.xmax; dx++) {
-                const AT* a = alpha + (size_t)dx * ksize;
-                const T* s = S + xofs[dx] - before;
-                WT v = rMul(WT(s[0]), WT(a[0]));
-                for (int j = 1; j < ksize; j++) v = rAdd(v, rMul(WT(s[j * cn]), WT(a[j])));
-                D[dx] = v;
-            }
+            if (ksize == 4)
+                dx = interior<4>(S, D, xofs, alpha, dx, t.xmax, cn);
+            else
+                dx = interior<8>(S, D, xofs, alpha, dx, t.xmax, cn);
             limit = dwidth;
         }
     }
-    static int vec(const T*, WT*, const GenericTables<AT>&, int, int) { return 0; }
-};
 
-template <>
-int HPass<unsigned char, int, short>::vec(const unsigned char* S, int* D,
-                                          const GenericTables<short>& t, int swidth, int cn) {
-    if (t.xmax <= 0 || !resizeUseIntVector()) return 0;
-    return hresizeLinear8u(S, D, t.xofs.data(), t.alpha.data(), t.xmax, cn, swidth);
-}
-template <>
-int HPass<float, float, float>::vec(const float* S, float* D, const GenericTables<float>& t,
-                                    int swidth, int cn) {
-    if (t.xmax <= 0 || !resizeUseFloatVector()) return 0;
-    return hresizeLinear32f(S, D, t.xofs.data(), t.alpha.data(), t.xmax, cn, swidth);
-}
+    // Interior elements [dx, xmax) of a K-tap kernel; returns the end.
+    template <int K>
+    static int interior(const T* S, WT* D, const int* xofs, const AT* alpha, int dx, int xmax,
+                        int cn) {
+        const int before = (K / 2 - 1) * cn;
+        for (; dx < xmax; dx++) {
+            const AT* a = alpha + (size_t)dx * K;
+            const T* s = S + xofs[dx] - before;
+            WT v = rMul(WT(s[0]), WT(a[0]));
+            for (int j = 1; j < K; j++) v = rAdd(v, rMul(WT(s[j * cn]), WT(a[j])));
+            D[dx] = v;
+        }
+        return dx;
+    }
+};
 
 // ---------------------------------------------------------------- vertical pass
 

@@ -165,11 +165,14 @@ public:
             const int dy = m_ytab[j].di, sy = m_ytab[j].si;
             const T* S = m_src.ptr<T>(sy);
             for (int dx = 0; dx < width; dx++) buf[dx] = WT(0);
-            for (int k = 0; k < m_xtabSize; k++) {
-                const int dxn = m_xtab[k].di, sxn = m_xtab[k].si;
-                const WT alpha = WT(m_xtab[k].alpha);
-                for (int c = 0; c < cn; c++) buf[dxn + c] += WT(S[sxn + c]) * alpha;
-            }
+            if (cn == 1)
+                accumulateRow<1>(S, buf, cn);
+            else if (cn == 3)
+                accumulateRow<3>(S, buf, cn);
+            else if (cn == 4)
+                accumulateRow<4>(S, buf, cn);
+            else
+                accumulateRow<0>(S, buf, cn);
             if (dy != prevDy) {
                 T* D = m_dst.ptr<T>(prevDy);
                 for (int dx = 0; dx < width; dx++) {
@@ -186,6 +189,18 @@ public:
     }
 
 private:
+    // buf[di + c] += S[si + c] * alpha over the x table; CN > 0 fixes the
+    // channel count at compile time, 0 takes cn.
+    template <int CN>
+    void accumulateRow(const T* S, WT* buf, int cn) const {
+        const int n = CN > 0 ? CN : cn;
+        for (int k = 0; k < m_xtabSize; k++) {
+            const int dxn = m_xtab[k].di, sxn = m_xtab[k].si;
+            const WT alpha = WT(m_xtab[k].alpha);
+            for (int c = 0; c < n; c++) buf[dxn + c] += WT(S[sxn + c]) * alpha;
+        }
+    }
+
     const Mat& m_src;
     Mat& m_dst;
     const DecimateAlpha* m_xtab;

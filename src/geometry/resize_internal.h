@@ -79,15 +79,6 @@ int vresize32f(const float* const* rows, const float* beta, int ksize, float* ds
 // The float sum above, then rounded half up and saturated to int16 (NaN gives 0).
 int vresize32f16s(const float* const* rows, const float* beta, int ksize, int16_t* dst, int n);
 
-// Horizontal two-tap pass of byte rows, interior elements [0, n):
-// dst[x] = S[xofs[x]] * alpha[2x] + S[xofs[x] + cn] * alpha[2x + 1]. Only
-// elements whose reads stay below swidth (the row's element count) are done.
-int hresizeLinear8u(const uint8_t* S, int32_t* dst, const int32_t* xofs, const int16_t* alpha,
-                    int n, int cn, int swidth);
-// The float twin of hresizeLinear8u.
-int hresizeLinear32f(const float* S, float* dst, const int32_t* xofs, const float* alpha, int n,
-                     int cn, int swidth);
-
 // 2 x 2 block averages of byte / int16 rows r0, r1 (cn of 1, 3 or 4), output
 // elements [0, n) of a row of outputs: (a + b + c + d + 2) >> 2 per element.
 int areaFast2x8u(const uint8_t* r0, const uint8_t* r1, uint8_t* dst, int n, int cn);

@@ -25,12 +25,6 @@ int Vresize32f(const float* const*, const float*, int, float*, int) {
 int Vresize32f16s(const float* const*, const float*, int, int16_t*, int) {
     return 0;
 }
-int HresizeLinear8u(const uint8_t*, int32_t*, const int32_t*, const int16_t*, int, int, int) {
-    return 0;
-}
-int HresizeLinear32f(const float*, float*, const int32_t*, const float*, int, int, int) {
-    return 0;
-}
 int AreaFast2x8u(const uint8_t*, const uint8_t*, uint8_t*, int, int) {
     return 0;
 }
@@ -89,46 +83,6 @@ int Vresize32f16s(const float* const* rows, const float* beta, int ksize, int16_
         s = hn::IfThenElseZero(hn::Eq(s, s), s);
         s = hn::Floor(hn::Add(hn::Min(hn::Max(s, lo), hi), h));
         hn::StoreU(hn::DemoteTo(d16, hn::ConvertTo(di, s)), d16, dst + x);
-    }
-    return x;
-}
-
-int HresizeLinear8u(const uint8_t* S, int32_t* D, const int32_t* xofs, const int16_t* alpha, int n,
-                    int cn, int swidth) {
-    const hn::ScalableTag<int32_t> di;
-    const int N = (int)hn::Lanes(di);
-    const auto mask = hn::Set(di, 0xFF), vcn = hn::Set(di, cn);
-    const int32_t* base = reinterpret_cast<const int32_t*>(S);
-    int x = 0;
-    // Each gather reads 4 bytes from a tap, so stop while the widest read of
-    // the block (pixel of its last element, next pixel, 3 bytes more) fits.
-    for (; x + N <= n && xofs[x + N - 1] + 2 * cn + 2 < swidth; x += N) {
-        const auto idx = hn::LoadU(di, xofs + x);
-        const auto s0 = hn::And(hn::GatherOffset(di, base, idx), mask);
-        const auto s1 = hn::And(hn::GatherOffset(di, base, hn::Add(idx, vcn)), mask);
-        // alpha holds (a0, a1) int16 pairs: one int32 lane per element.
-        const auto w = hn::LoadU(di, reinterpret_cast<const int32_t*>(alpha + 2 * x));
-        const auto a0 = hn::ShiftRight<16>(hn::ShiftLeft<16>(w));
-        const auto a1 = hn::ShiftRight<16>(w);
-        hn::StoreU(hn::Add(hn::Mul(s0, a0), hn::Mul(s1, a1)), di, D + x);
-    }
-    return x;
-}
-
-int HresizeLinear32f(const float* S, float* D, const int32_t* xofs, const float* alpha, int n,
-                     int cn, int /*swidth*/) {
-    const hn::ScalableTag<float> df;
-    const hn::RebindToSigned<decltype(df)> di;
-    const int N = (int)hn::Lanes(df);
-    const auto vcn = hn::Set(di, cn);
-    int x = 0;
-    for (; x + N <= n; x += N) {
-        const auto idx = hn::LoadU(di, xofs + x);
-        const auto s0 = hn::GatherIndex(df, S, idx);
-        const auto s1 = hn::GatherIndex(df, S, hn::Add(idx, vcn));
-        hn::Vec<decltype(df)> a0, a1;
-        hn::LoadInterleaved2(df, alpha + 2 * x, a0, a1);
-        hn::StoreU(hn::Add(hn::Mul(s0, a0), hn::Mul(s1, a1)), df, D + x);
     }
     return x;
 }
@@ -224,8 +178,6 @@ namespace detail {
 HWY_EXPORT(VresizeFixed8u);
 HWY_EXPORT(Vresize32f);
 HWY_EXPORT(Vresize32f16s);
-HWY_EXPORT(HresizeLinear8u);
-HWY_EXPORT(HresizeLinear32f);
 HWY_EXPORT(AreaFast2x8u);
 HWY_EXPORT(AreaFast2x16s);
 
@@ -238,14 +190,6 @@ int vresize32f(const float* const* rows, const float* beta, int ksize, float* ds
 }
 int vresize32f16s(const float* const* rows, const float* beta, int ksize, int16_t* dst, int n) {
     return HWY_DYNAMIC_DISPATCH(Vresize32f16s)(rows, beta, ksize, dst, n);
-}
-int hresizeLinear8u(const uint8_t* S, int32_t* dst, const int32_t* xofs, const int16_t* alpha,
-                    int n, int cn, int swidth) {
-    return HWY_DYNAMIC_DISPATCH(HresizeLinear8u)(S, dst, xofs, alpha, n, cn, swidth);
-}
-int hresizeLinear32f(const float* S, float* dst, const int32_t* xofs, const float* alpha, int n,
-                     int cn, int swidth) {
-    return HWY_DYNAMIC_DISPATCH(HresizeLinear32f)(S, dst, xofs, alpha, n, cn, swidth);
 }
 int areaFast2x8u(const uint8_t* r0, const uint8_t* r1, uint8_t* dst, int n, int cn) {
     return HWY_DYNAMIC_DISPATCH(AreaFast2x8u)(r0, r1, dst, n, cn);
