@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "geometry/scale_xy.h"
+#include "tarvo/ip/geometry.h"
 #include "tarvo/saturate.h"
 
 namespace tarvo {
@@ -31,8 +31,9 @@ bool makePyramidLevel(const Mat& level0, Mat& out, Size_<int> size) {
     if (!level0.isValid() || level0.type() != MAT_Tfloat) return false;
     if (size.width <= 0 || size.height <= 0) return false;
     if (&out == &level0) return false;
-    if (out.create(size, level0.type1()) < 0) return false;
-    return scaleXYBilinear(level0, out);
+    // Code 0 of resize is the corner-to-corner scaler for float images.
+    ip::resize(level0, out, size.width, size.height, ip::ResizeScaleXY);
+    return out.isValid() && out.isEqualSize(size) && out.type1() == level0.type1();
 }
 
 }  // namespace detail

@@ -1,6 +1,6 @@
 // Planning and building of the scale pyramid of the interest-region
 // extractors: level 0 is the source in float, every further level is made
-// from level 0 by the corner-to-corner bilinear scaler.
+// from level 0 by resize code 0 (the corner-to-corner bilinear scaler).
 #pragma once
 
 #include <vector>

@@ -1,4 +1,4 @@
-// Corner-to-corner bilinear scaling (the non-byte routine of the simple scaler).
+// The simple scaler: byte averaging and corner-to-corner bilinear scaling.
 #include "geometry/scale_xy.h"
 
 #include <type_traits>
@@ -62,6 +62,41 @@ void scaleImpl(const Mat& src, Mat& dst) {
 }
 
 }  // namespace
+
+bool scaleXYByte(const Mat& src, Mat& dst) {
+    if (!src.isValid() || !dst.isValid() || src.rows() <= 0 || src.cols() <= 0) return false;
+    if (dst.rows() <= 0 || dst.cols() <= 0 || src.type1() != dst.type1()) return false;
+    if (src.type() != MAT_Tuchar) return false;
+    if (&src == &dst || src.data.ptr[0] == dst.data.ptr[0]) return false;
+    const int cn = src.channels();
+    const long long rows = src.rows(), cols = src.cols(), dr = dst.rows(), dc = dst.cols();
+    const int step = int(cols / dc), rem = int(cols % dc);
+    for (long long y = 0; y < dr; y++) {
+        const int sy = int(rows * y / dr);
+        const int count = int(rows * (y + 1) / dr) - sy;
+        const unsigned char* r0 = src.ptr<unsigned char>(sy);
+        const unsigned char* r1 = count >= 2 ? src.ptr<unsigned char>(sy + 1) : r0;
+        unsigned char* d = dst.ptr<unsigned char>(int(y));
+        long long acc = 0;
+        int sx = 0;
+        for (int x = 0; x < dc; x++, d += cn) {
+            acc += rem;
+            const int o = sx * cn;
+            if (acc < dc || x == dc - 1 || sx + 1 >= cols) {
+                for (int k = 0; k < cn; k++) d[k] = (unsigned char)((r0[o + k] + r1[o + k]) >> 1);
+            } else {
+                for (int k = 0; k < cn; k++)
+                    d[k] =
+                        (unsigned char)((r0[o + k] + r1[o + k] + r0[o + cn + k] + r1[o + cn + k]) >>
+                                        2);
+                acc -= dc;
+                sx++;
+            }
+            sx += step;
+        }
+    }
+    return true;
+}
 
 bool scaleXYBilinear(const Mat& src, Mat& dst) {
     if (!src.isValid() || !dst.isValid() || src.rows() <= 0 || src.cols() <= 0) return false;

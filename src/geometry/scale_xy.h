@@ -1,5 +1,5 @@
-// The corner-to-corner bilinear scaler shared by the pyramid builder and the
-// resize front end (code 0) for short, int, float and double images.
+// The routines of the simple scaler (resize code 0): the byte averaging
+// scaler and the corner-to-corner bilinear scaler for the other depths.
 #pragma once
 
 #include "tarvo/export.h"
@@ -17,6 +17,18 @@ namespace detail {
 // untouched, for empty images, a type mismatch or a byte image (bytes have
 // their own averaging scaler).
 TARVO_EXPORTS bool scaleXYBilinear(const Mat& src, Mat& dst);
+
+// The byte scaler (any channel count) into dst, created by the caller with
+// the wanted size and src's type. Output row y averages source row
+// sy = rows * y / dstRows with row sy + 1 when the row span
+// rows * (y + 1) / dstRows - sy is at least 2. Along the row the source column
+// advances by cols / dstCols, the remainder cols % dstCols being carried in an
+// accumulator: when the accumulator reaches dstCols (and the pixel is not the
+// last of the row) columns sx and sx + 1 are averaged, the accumulator drops
+// by dstCols and sx moves one further. Sums are shifted right (truncated).
+// False, dst untouched, for empty images, a type mismatch, shared storage or
+// a non-byte image.
+TARVO_EXPORTS bool scaleXYByte(const Mat& src, Mat& dst);
 
 }  // namespace detail
 }  // namespace tarvo

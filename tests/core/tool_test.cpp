@@ -14,6 +14,7 @@
 #include "tarvo/ip/edges.h"
 #include "tarvo/ip/gaussian.h"
 #include "tarvo/colorspace.h"
+#include "tarvo/ip/geometry.h"
 #include "tarvo/ip/photo.h"
 #include "tarvo/ip/segment.h"
 #include "tarvo/mat.h"
@@ -157,6 +158,24 @@ TEST_F(Tool, GaussianMatchesTheLibraryCall) {
     tarvo::ip::gaussian(src, want, 2.5f);
     EXPECT_TRUE(tarvo::test::matEqual(got, want));
     expectError(tarvo("gaussian --sigma -1 a.png b.png"), "must lie in");
+}
+
+TEST_F(Tool, ResizeMatchesTheLibraryCall) {
+    tarvo::Mat src;
+    ASSERT_TRUE(src.fromImage(kSample.c_str()));
+    for (int code = 0; code <= 4; code++) {
+        const std::string name = "r" + std::to_string(code) + ".png";
+        ToolRun r = tarvo("resize --width 123 --height 77 --interpolation " + std::to_string(code) +
+                          " " + quote(kSample) + " " + name);
+        ASSERT_EQ(r.status, 0) << r.err;
+        tarvo::Mat got, want;
+        ASSERT_TRUE(got.fromImage((dir + "/" + name).c_str()));
+        tarvo::ip::resize(src, want, 123, 77, code);
+        EXPECT_EQ(got.cols(), 123);
+        EXPECT_TRUE(tarvo::test::matEqual(got, want)) << code;
+    }
+    expectError(tarvo("resize --width 0 a.png b.png"), "must lie in");
+    expectError(tarvo("resize --interpolation 5 a.png b.png"), "must lie in");
 }
 
 TEST_F(Tool, CannyAfterGaussianOnTheSamplePicture) {

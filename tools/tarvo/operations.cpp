@@ -11,6 +11,7 @@
 #include "tarvo/ip/edges.h"
 #include "tarvo/ip/gaussian.h"
 #include "tarvo/colorspace.h"
+#include "tarvo/ip/geometry.h"
 #include "tarvo/ip/photo.h"
 #include "tarvo/ip/segment.h"
 #include "tarvo/saturate.h"
@@ -154,6 +155,11 @@ tarvo::PumpABC* pumpStretch(const Args& a) {
     return new (std::nothrow) tarvo::ipHistogramStretch(a.i(0));
 }
 
+void runResize(const Mat& in, Mat& out, const Args& a) {
+    out.release();
+    tarvo::ip::resize(in, out, a.i(0), a.i(1), a.i(2));
+}
+
 // ---- the table
 
 const Operation kOperations[] = {
@@ -253,6 +259,15 @@ const Operation kOperations[] = {
        true}},
      runStretch,
      pumpStretch},
+    {"resize",
+     "Scale a picture to a new width and height",
+     {{"width", "new width in pixels", 640, 1, 32768, true},
+      {"height", "new height in pixels", 480, 1, 32768, true},
+      {"interpolation",
+       "0 simple averaging, 1 bilinear, 2 bicubic, 3 pixel area, 4 Lanczos (8 taps)", 1, 0, 4,
+       true}},
+     runResize,
+     nullptr},
 };
 
 std::string formatNumber(double v, bool integer) {

@@ -1,0 +1,202 @@
+// Vector kernels of ip::resize. Each computes exactly what its scalar loop
+// computes (same products and sums in the same order, int arithmetic
+// wrapping, the same rounding), so vector and scalar results are identical.
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "geometry/resize_simd.cpp"
+#include "hwy/foreach_target.h"  // IWYU pragma: keep
+#include "hwy/highway.h"
+
+#include "geometry/resize_internal.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace tarvo {
+namespace detail {
+namespace HWY_NAMESPACE {
+namespace hn = hwy::HWY_NAMESPACE;
+
+#if HWY_TARGET == HWY_SCALAR
+// One-lane target: the scalar loops of the callers do all the work.
+int VresizeFixed8u(const int32_t* const*, const int16_t*, int, uint8_t*, int) {
+    return 0;
+}
+int Vresize32f(const float* const*, const float*, int, float*, int) {
+    return 0;
+}
+int Vresize32f16s(const float* const*, const float*, int, int16_t*, int) {
+    return 0;
+}
+int AreaFast2x8u(const uint8_t*, const uint8_t*, uint8_t*, int, int) {
+    return 0;
+}
+int AreaFast2x16s(const int16_t*, const int16_t*, int16_t*, int, int) {
+    return 0;
+}
+#else
+
+// s = R0*b0 + R1*b1 + ... over ksize rows at element x.
+template <class D, typename T>
+HWY_INLINE hn::Vec<D> FoldRows(D d, const T* const* rows, const hn::Vec<D>* b, int ksize, int x) {
+    auto s = hn::Mul(hn::LoadU(d, rows[0] + x), b[0]);
+    for (int k = 1; k < ksize; k++) s = hn::Add(s, hn::Mul(hn::LoadU(d, rows[k] + x), b[k]));
+    return s;
+}
+
+int VresizeFixed8u(const int32_t* const* rows, const int16_t* beta, int ksize, uint8_t* dst,
+                   int n) {
+    const hn::ScalableTag<int32_t> di;
+    const hn::Rebind<uint8_t, decltype(di)> d8;
+    const int N = (int)hn::Lanes(di);
+    hn::Vec<decltype(di)> b[8];
+    for (int k = 0; k < ksize; k++) b[k] = hn::Set(di, beta[k]);
+    const auto half = hn::Set(di, 1 << 21);
+    int x = 0;
+    for (; x + N <= n; x += N) {
+        auto s = FoldRows(di, rows, b, ksize, x);
+        s = hn::ShiftRight<22>(hn::Add(s, half));
+        hn::StoreU(hn::DemoteTo(d8, s), d8, dst + x);
+    }
+    return x;
+}
+
+int Vresize32f(const float* const* rows, const float* beta, int ksize, float* dst, int n) {
+    const hn::ScalableTag<float> df;
+    const int N = (int)hn::Lanes(df);
+    hn::Vec<decltype(df)> b[8];
+    for (int k = 0; k < ksize; k++) b[k] = hn::Set(df, beta[k]);
+    int x = 0;
+    for (; x + N <= n; x += N) hn::StoreU(FoldRows(df, rows, b, ksize, x), df, dst + x);
+    return x;
+}
+
+int Vresize32f16s(const float* const* rows, const float* beta, int ksize, int16_t* dst, int n) {
+    const hn::ScalableTag<float> df;
+    const hn::RebindToSigned<decltype(df)> di;
+    const hn::Rebind<int16_t, decltype(df)> d16;
+    const int N = (int)hn::Lanes(df);
+    hn::Vec<decltype(df)> b[8];
+    for (int k = 0; k < ksize; k++) b[k] = hn::Set(df, beta[k]);
+    const auto lo = hn::Set(df, -32769.0f), hi = hn::Set(df, 32768.0f), h = hn::Set(df, 0.5f);
+    int x = 0;
+    for (; x + N <= n; x += N) {
+        auto s = FoldRows(df, rows, b, ksize, x);
+        // NaN gives 0; clamping first keeps s + 0.5 exact and changes no result.
+        s = hn::IfThenElseZero(hn::Eq(s, s), s);
+        s = hn::Floor(hn::Add(hn::Min(hn::Max(s, lo), hi), h));
+        hn::StoreU(hn::DemoteTo(d16, hn::ConvertTo(di, s)), d16, dst + x);
+    }
+    return x;
+}
+
+// Sums of neighbouring pixel pairs of one channel plane (unsigned bytes in
+// 16-bit lanes, shorts in 32-bit lanes).
+template <class DW, class V>
+HWY_INLINE hn::Vec<DW> PairSumsU8(DW dw, V v) {
+    const auto w = hn::BitCast(dw, v);
+    return hn::Add(hn::And(w, hn::Set(dw, 0xFF)), hn::ShiftRight<8>(w));
+}
+template <class DW, class V>
+HWY_INLINE hn::Vec<DW> PairSums16(DW dw, V v) {
+    const auto w = hn::BitCast(dw, v);
+    return hn::Add(hn::ShiftRight<16>(hn::ShiftLeft<16>(w)), hn::ShiftRight<16>(w));
+}
+
+int AreaFast2x8u(const uint8_t* r0, const uint8_t* r1, uint8_t* dst, int n, int cn) {
+    const hn::ScalableTag<uint8_t> d8;
+    const hn::Repartition<uint16_t, decltype(d8)> d16;
+    const hn::Rebind<uint8_t, decltype(d16)> dh;  // half the bytes of d8
+    const hn::Rebind<int16_t, decltype(d16)> ds;
+    const int N = (int)hn::Lanes(d8), H = N / 2;  // N source pixels give H outputs
+    const auto two = hn::Set(d16, 2);
+    auto avg = [&](hn::Vec<decltype(d8)> a, hn::Vec<decltype(d8)> b) {
+        const auto s = hn::Add(hn::Add(PairSumsU8(d16, a), PairSumsU8(d16, b)), two);
+        return hn::DemoteTo(dh, hn::BitCast(ds, hn::ShiftRight<2>(s)));
+    };
+    int x = 0;
+    if (cn == 1) {
+        for (; x + H <= n; x += H)
+            hn::StoreU(avg(hn::LoadU(d8, r0 + 2 * x), hn::LoadU(d8, r1 + 2 * x)), dh, dst + x);
+    } else if (cn == 3) {
+        for (; x + 3 * H <= n; x += 3 * H) {
+            hn::Vec<decltype(d8)> a0, a1, a2, b0, b1, b2;
+            hn::LoadInterleaved3(d8, r0 + 2 * x, a0, a1, a2);
+            hn::LoadInterleaved3(d8, r1 + 2 * x, b0, b1, b2);
+            hn::StoreInterleaved3(avg(a0, b0), avg(a1, b1), avg(a2, b2), dh, dst + x);
+        }
+    } else if (cn == 4) {
+        for (; x + 4 * H <= n; x += 4 * H) {
+            hn::Vec<decltype(d8)> a0, a1, a2, a3, b0, b1, b2, b3;
+            hn::LoadInterleaved4(d8, r0 + 2 * x, a0, a1, a2, a3);
+            hn::LoadInterleaved4(d8, r1 + 2 * x, b0, b1, b2, b3);
+            hn::StoreInterleaved4(avg(a0, b0), avg(a1, b1), avg(a2, b2), avg(a3, b3), dh, dst + x);
+        }
+    }
+    return x;
+}
+
+int AreaFast2x16s(const int16_t* r0, const int16_t* r1, int16_t* dst, int n, int cn) {
+    const hn::ScalableTag<int16_t> d16;
+    const hn::Repartition<int32_t, decltype(d16)> d32;
+    const hn::Rebind<int16_t, decltype(d32)> dh;
+    const int N = (int)hn::Lanes(d16), H = N / 2;
+    const auto two = hn::Set(d32, 2);
+    auto avg = [&](hn::Vec<decltype(d16)> a, hn::Vec<decltype(d16)> b) {
+        const auto s = hn::Add(hn::Add(PairSums16(d32, a), PairSums16(d32, b)), two);
+        return hn::DemoteTo(dh, hn::ShiftRight<2>(s));
+    };
+    int x = 0;
+    if (cn == 1) {
+        for (; x + H <= n; x += H)
+            hn::StoreU(avg(hn::LoadU(d16, r0 + 2 * x), hn::LoadU(d16, r1 + 2 * x)), dh, dst + x);
+    } else if (cn == 3) {
+        for (; x + 3 * H <= n; x += 3 * H) {
+            hn::Vec<decltype(d16)> a0, a1, a2, b0, b1, b2;
+            hn::LoadInterleaved3(d16, r0 + 2 * x, a0, a1, a2);
+            hn::LoadInterleaved3(d16, r1 + 2 * x, b0, b1, b2);
+            hn::StoreInterleaved3(avg(a0, b0), avg(a1, b1), avg(a2, b2), dh, dst + x);
+        }
+    } else if (cn == 4) {
+        for (; x + 4 * H <= n; x += 4 * H) {
+            hn::Vec<decltype(d16)> a0, a1, a2, a3, b0, b1, b2, b3;
+            hn::LoadInterleaved4(d16, r0 + 2 * x, a0, a1, a2, a3);
+            hn::LoadInterleaved4(d16, r1 + 2 * x, b0, b1, b2, b3);
+            hn::StoreInterleaved4(avg(a0, b0), avg(a1, b1), avg(a2, b2), avg(a3, b3), dh, dst + x);
+        }
+    }
+    return x;
+}
+
+#endif  // HWY_TARGET == HWY_SCALAR
+
+}  // namespace HWY_NAMESPACE
+}  // namespace detail
+}  // namespace tarvo
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace tarvo {
+namespace detail {
+HWY_EXPORT(VresizeFixed8u);
+HWY_EXPORT(Vresize32f);
+HWY_EXPORT(Vresize32f16s);
+HWY_EXPORT(AreaFast2x8u);
+HWY_EXPORT(AreaFast2x16s);
+
+int vresizeFixed8u(const int32_t* const* rows, const int16_t* beta, int ksize, uint8_t* dst,
+                   int n) {
+    return HWY_DYNAMIC_DISPATCH(VresizeFixed8u)(rows, beta, ksize, dst, n);
+}
+int vresize32f(const float* const* rows, const float* beta, int ksize, float* dst, int n) {
+    return HWY_DYNAMIC_DISPATCH(Vresize32f)(rows, beta, ksize, dst, n);
+}
+int vresize32f16s(const float* const* rows, const float* beta, int ksize, int16_t* dst, int n) {
+    return HWY_DYNAMIC_DISPATCH(Vresize32f16s)(rows, beta, ksize, dst, n);
+}
+int areaFast2x8u(const uint8_t* r0, const uint8_t* r1, uint8_t* dst, int n, int cn) {
+    return HWY_DYNAMIC_DISPATCH(AreaFast2x8u)(r0, r1, dst, n, cn);
+}
+int areaFast2x16s(const int16_t* r0, const int16_t* r1, int16_t* dst, int n, int cn) {
+    return HWY_DYNAMIC_DISPATCH(AreaFast2x16s)(r0, r1, dst, n, cn);
+}
+}  // namespace detail
+}  // namespace tarvo
+#endif
