@@ -11,6 +11,8 @@
 #include "tarvo/ip/edges.h"
 #include "tarvo/ip/filter.h"
 #include "tarvo/ip/gaussian.h"
+#include "tarvo/ip/geometry.h"
 #include "tarvo/ip/integral.h"
 #include "tarvo/ip/matptrlist.h"
 #include "tarvo/ip/photo.h"
+#include "tarvo/ip/segment.h"
