@@ -40,6 +40,7 @@ void BM_MatCreateRelease(benchmark::State& state) {
 void BM_ConvertByteToFloat(benchmark::State& state) {
     const int w = int(state.range(0)), h = int(state.range(1));
     Mat src = randomImage(w, h, MAT_Tuchar3), dst;
+    src.convertTo(dst, MAT_Tfloat);  // allocate outside the timed loop
     for (auto _ : state) {
         src.convertTo(dst, MAT_Tfloat);
         benchmark::DoNotOptimize(dst.data.ptr[0]);
