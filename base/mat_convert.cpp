@@ -1,4 +1,5 @@
 // Depth conversions and fills of Mat.
+#include <cstdint>
 #include <cstring>
 #include <type_traits>
 
@@ -68,6 +69,42 @@ bool validDepth(int depth) {
     return depth >= MAT_Tuchar && depth <= MAT_Tdouble;
 }
 
+// True when the pixel bytes of a and b may overlap (row tables in any order).
+bool spansOverlap(const Mat& a, const Mat& b) {
+    auto span = [](const Mat& m, uintptr_t& lo, uintptr_t& hi) {
+        lo = UINTPTR_MAX;
+        hi = 0;
+        for (int r = 0; r<m.rows(); r += m.rows()> 1 ? m.rows() - 1 : 1) {
+            const uintptr_t p = reinterpret_cast<uintptr_t>(m.data.ptr[r]);
+            if (p < lo) lo = p;
+            if (p + size_t(m.rowByteSize()) > hi) hi = p + size_t(m.rowByteSize());
+        }
+    };
+    uintptr_t alo, ahi, blo, bhi;
+    span(a, alo, ahi);
+    span(b, blo, bhi);
+    return alo < bhi && blo < ahi;
+}
+
+// Runs a row conversion from src into dst with the given depth. A dst that
+// does not touch src's pixels is (re)created in place, keeping its storage
+// when the shape already fits; otherwise the rows go to a fresh matrix that
+// replaces dst afterwards, so src is never overwritten while it is read.
+template <typename Run>
+void convertInto(const Mat& src, Mat& dst, int depth, Run run) {
+    const int type = MAKETYPE(depth, src.channels());
+    const bool shares = &dst == &src || (dst.isValid() && src.isValid() && spansOverlap(src, dst));
+    if (!shares) {
+        if (dst.create(src.rows(), src.cols(), type) < 0) return;
+        run(dst);
+        return;
+    }
+    Mat out(src.rows(), src.cols(), type);
+    if (out.empty()) return;
+    run(out);
+    dst = std::move(out);
+}
+
 }  // namespace
 
 void Mat::convertTo(Mat& dst, int depth, CASTTYPE cast) const {
@@ -81,13 +118,13 @@ void Mat::convertTo(Mat& dst, int depth, CASTTYPE cast) const {
         if (&dst != this) dst = *this;
         return;
     }
-    Mat out(m_rows, m_cols, MAKETYPE(depth, channels()));
-    if (out.empty()) return;
-    withDepth(type(), [&](auto s) {
-        using S = decltype(s);
-        withDepth(depth, [&](auto d) { convertRows<decltype(d), S>(*this, out, cast); });
-    });
-    dst = std::move(out);
+    auto run = [&](Mat& out) {
+        withDepth(type(), [&](auto s) {
+            using S = decltype(s);
+            withDepth(depth, [&](auto d) { convertRows<decltype(d), S>(*this, out, cast); });
+        });
+    };
+    convertInto(*this, dst, depth, run);
 }
 
 void Mat::convertTo(Mat& dst, int depth, double scale, double shift) const {
@@ -97,13 +134,13 @@ void Mat::convertTo(Mat& dst, int depth, double scale, double shift) const {
         if (&dst != this) dst.release();
         return;
     }
-    Mat out(m_rows, m_cols, MAKETYPE(depth, channels()));
-    if (out.empty()) return;
-    withDepth(type(), [&](auto s) {
-        using S = decltype(s);
-        withDepth(depth, [&](auto d) { scaleRows<decltype(d), S>(*this, out, scale, shift); });
-    });
-    dst = std::move(out);
+    auto run = [&](Mat& out) {
+        withDepth(type(), [&](auto s) {
+            using S = decltype(s);
+            withDepth(depth, [&](auto d) { scaleRows<decltype(d), S>(*this, out, scale, shift); });
+        });
+    };
+    convertInto(*this, dst, depth, run);
 }
 
 void Mat::convert(int depth, CASTTYPE cast) {

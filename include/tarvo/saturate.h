@@ -25,7 +25,13 @@ inline int truncInt(float v) {
 // Round to nearest, ties upwards: floor(v + 0.5), clamped like truncInt.
 inline int roundInt(double v) {
     if (!(v == v)) return 0;
-    return truncInt(std::floor(v + 0.5));
+    // floor without a library call: truncate, then step down for negative
+    // non-integers. Equal to truncInt(std::floor(v + 0.5)) everywhere.
+    const double t = v + 0.5;
+    if (t >= 2147483647.0) return INT_MAX;
+    if (t <= -2147483648.0) return INT_MIN;
+    const int i = static_cast<int>(t);
+    return i - (static_cast<double>(i) > t ? 1 : 0);
 }
 
 // saturate_cast<T>(v): rounds floating values to nearest (ties upwards) and
