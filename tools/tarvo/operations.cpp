@@ -10,6 +10,7 @@
 
 #include "tarvo/ip/edges.h"
 #include "tarvo/ip/gaussian.h"
+#include "tarvo/ip/morphology.h"
 #include "tarvo/ip/photo.h"
 #include "tarvo/saturate.h"
 
@@ -121,6 +122,24 @@ void runLaplace(const Mat& in, Mat& out, const Args& a) {
     if (d.isEqualSize(in)) absToBytes(d, out);
 }
 
+// Erosion or dilation with a square element of the given shape; edges take
+// the neutral fill, so they neither darken nor brighten the picture.
+void runMorph(bool erode, const Mat& in, Mat& out, const Args& a) {
+    out.release();
+    const Mat e = tarvo::ip::getStructuringElement(a.i(1), tarvo::Size_<int>(a.i(0), a.i(0)));
+    if (e.empty()) return;
+    if (erode)
+        tarvo::ip::erode(in, out, e, tarvo::Point2_<int>(-1, -1), a.i(2));
+    else
+        tarvo::ip::dilate(in, out, e, tarvo::Point2_<int>(-1, -1), a.i(2));
+}
+void runErode(const Mat& in, Mat& out, const Args& a) {
+    runMorph(true, in, out, a);
+}
+void runDilate(const Mat& in, Mat& out, const Args& a) {
+    runMorph(false, in, out, a);
+}
+
 // ---- the table
 
 const Operation kOperations[] = {
@@ -188,6 +207,20 @@ const Operation kOperations[] = {
      "3x3 Laplacian, saved as its absolute value in bytes",
      {{"selector", "kernel: 1 for the 4-neighbour, 3 for the diagonal form", 1, 1, 3, true}},
      runLaplace,
+     nullptr},
+    {"erode",
+     "Morphological erosion: each pixel becomes the minimum under the element (darkens)",
+     {{"size", "element width and height in pixels", 3, 1, 255, true},
+      {"shape", "element shape: 0 rectangle, 1 cross, 2 ellipse", 0, 0, 2, true},
+      {"iterations", "times the erosion is applied, 0 copies", 1, 0, 1000, true}},
+     runErode,
+     nullptr},
+    {"dilate",
+     "Morphological dilation: each pixel becomes the maximum under the element (brightens)",
+     {{"size", "element width and height in pixels", 3, 1, 255, true},
+      {"shape", "element shape: 0 rectangle, 1 cross, 2 ellipse", 0, 0, 2, true},
+      {"iterations", "times the dilation is applied, 0 copies", 1, 0, 1000, true}},
+     runDilate,
      nullptr},
 };
 
