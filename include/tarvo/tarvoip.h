@@ -14,5 +14,6 @@
 #include "tarvo/ip/geometry.h"
 #include "tarvo/ip/integral.h"
 #include "tarvo/ip/matptrlist.h"
+#include "tarvo/ip/morphology.h"
 #include "tarvo/ip/photo.h"
 #include "tarvo/ip/segment.h"

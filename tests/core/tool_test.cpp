@@ -15,6 +15,7 @@
 #include "tarvo/ip/gaussian.h"
 #include "tarvo/colorspace.h"
 #include "tarvo/ip/geometry.h"
+#include "tarvo/ip/morphology.h"
 #include "tarvo/ip/photo.h"
 #include "tarvo/ip/segment.h"
 #include "tarvo/mat.h"
@@ -220,6 +221,27 @@ TEST_F(Tool, DerivativesAreSavedAsAbsoluteBytes) {
     ASSERT_EQ(tarvo("laplace --selector 3 " + quote(kSample) + " l.png").status, 0);
     expectError(tarvo("laplace --selector 2 " + quote(kSample) + " l2.png"), "refused");
     expectError(tarvo("sobel --dx 0 --dy 0 " + quote(kSample) + " s0.png"), "refused");
+}
+
+TEST_F(Tool, ErodeAndDilateMatchTheLibraryCalls) {
+    tarvo::Mat src;
+    ASSERT_TRUE(src.fromImage(kSample.c_str()));
+    ToolRun r = tarvo("erode --size 5 --shape 2 --iterations 2 " + quote(kSample) + " e.png");
+    ASSERT_EQ(r.status, 0) << r.err;
+    tarvo::Mat got, want;
+    ASSERT_TRUE(got.fromImage((dir + "/e.png").c_str()));
+    tarvo::ip::erode(
+        src, want,
+        tarvo::ip::getStructuringElement(tarvo::ip::MorphEllipse, tarvo::Size_<int>(5, 5)),
+        tarvo::Point2_<int>(-1, -1), 2);
+    EXPECT_TRUE(tarvo::test::matEqual(got, want));
+
+    ASSERT_EQ(tarvo("dilate " + quote(kSample) + " d.png").status, 0);
+    ASSERT_TRUE(got.fromImage((dir + "/d.png").c_str()));
+    tarvo::ip::dilate(src, want, tarvo::Mat());
+    EXPECT_TRUE(tarvo::test::matEqual(got, want));
+    expectError(tarvo("erode --shape 3 a.png b.png"), "must lie in");
+    expectError(tarvo("dilate --size 0 a.png b.png"), "must lie in");
 }
 
 TEST_F(Tool, DemoWritesPicturesThatLoadBack) {

@@ -12,6 +12,7 @@
 #include "tarvo/ip/gaussian.h"
 #include "tarvo/colorspace.h"
 #include "tarvo/ip/geometry.h"
+#include "tarvo/ip/morphology.h"
 #include "tarvo/ip/photo.h"
 #include "tarvo/ip/segment.h"
 #include "tarvo/saturate.h"
@@ -160,6 +161,24 @@ void runResize(const Mat& in, Mat& out, const Args& a) {
     tarvo::ip::resize(in, out, a.i(0), a.i(1), a.i(2));
 }
 
+// Erosion or dilation with a square element of the given shape; edges take
+// the neutral fill, so they neither darken nor brighten the picture.
+void runMorph(bool erode, const Mat& in, Mat& out, const Args& a) {
+    out.release();
+    const Mat e = tarvo::ip::getStructuringElement(a.i(1), tarvo::Size_<int>(a.i(0), a.i(0)));
+    if (e.empty()) return;
+    if (erode)
+        tarvo::ip::erode(in, out, e, tarvo::Point2_<int>(-1, -1), a.i(2));
+    else
+        tarvo::ip::dilate(in, out, e, tarvo::Point2_<int>(-1, -1), a.i(2));
+}
+void runErode(const Mat& in, Mat& out, const Args& a) {
+    runMorph(true, in, out, a);
+}
+void runDilate(const Mat& in, Mat& out, const Args& a) {
+    runMorph(false, in, out, a);
+}
+
 // ---- the table
 
 const Operation kOperations[] = {
@@ -267,6 +286,20 @@ const Operation kOperations[] = {
        "0 simple averaging, 1 bilinear, 2 bicubic, 3 pixel area, 4 Lanczos (8 taps)", 1, 0, 4,
        true}},
      runResize,
+     nullptr},
+    {"erode",
+     "Morphological erosion: each pixel becomes the minimum under the element (darkens)",
+     {{"size", "element width and height in pixels", 3, 1, 255, true},
+      {"shape", "element shape: 0 rectangle, 1 cross, 2 ellipse", 0, 0, 2, true},
+      {"iterations", "times the erosion is applied, 0 copies", 1, 0, 1000, true}},
+     runErode,
+     nullptr},
+    {"dilate",
+     "Morphological dilation: each pixel becomes the maximum under the element (brightens)",
+     {{"size", "element width and height in pixels", 3, 1, 255, true},
+      {"shape", "element shape: 0 rectangle, 1 cross, 2 ellipse", 0, 0, 2, true},
+      {"iterations", "times the dilation is applied, 0 copies", 1, 0, 1000, true}},
+     runDilate,
      nullptr},
 };
 
