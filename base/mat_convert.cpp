@@ -3,36 +3,16 @@
 #include <cstring>
 #include <type_traits>
 
+#include "mat_internal.h"
 #include "tarvo/mat.h"
 #include "tarvo/saturate.h"
 
 namespace tarvo {
 
-namespace {
+using detail::validDepth;
+using detail::withDepth;
 
-// Calls f(T{}) with T the element type of `depth`; false for an unknown depth.
-template <typename F>
-bool withDepth(int depth, F&& f) {
-    switch (depth) {
-        case MAT_Tuchar:
-            f((unsigned char)0);
-            return true;
-        case MAT_Tshort:
-            f((short)0);
-            return true;
-        case MAT_Tint:
-            f((int)0);
-            return true;
-        case MAT_Tfloat:
-            f((float)0);
-            return true;
-        case MAT_Tdouble:
-            f((double)0);
-            return true;
-        default:
-            return false;
-    }
-}
+namespace {
 
 template <typename D, typename S>
 inline D castElement(S v, CASTTYPE cast) {
@@ -65,20 +45,14 @@ void scaleRows(const Mat& src, Mat& dst, double scale, double shift) {
     }
 }
 
-bool validDepth(int depth) {
-    return depth >= MAT_Tuchar && depth <= MAT_Tdouble;
-}
-
-// True when the pixel bytes of a and b may overlap (row tables in any order).
+// True when the pixel bytes of a and b may overlap. Row tables may run in
+// either direction, so each span is taken between its first and last rows.
 bool spansOverlap(const Mat& a, const Mat& b) {
     auto span = [](const Mat& m, uintptr_t& lo, uintptr_t& hi) {
-        lo = UINTPTR_MAX;
-        hi = 0;
-        for (int r = 0; r<m.rows(); r += m.rows()> 1 ? m.rows() - 1 : 1) {
-            const uintptr_t p = reinterpret_cast<uintptr_t>(m.data.ptr[r]);
-            if (p < lo) lo = p;
-            if (p + size_t(m.rowByteSize()) > hi) hi = p + size_t(m.rowByteSize());
-        }
+        const uintptr_t first = reinterpret_cast<uintptr_t>(m.data.ptr[0]);
+        const uintptr_t last = reinterpret_cast<uintptr_t>(m.data.ptr[m.rows() - 1]);
+        lo = first < last ? first : last;
+        hi = (first < last ? last : first) + size_t(m.rowByteSize());
     };
     uintptr_t alo, ahi, blo, bhi;
     span(a, alo, ahi);

@@ -5,9 +5,6 @@
 namespace tarvo {
 namespace test {
 
-namespace {
-
-// Border rule written as periodic extensions, independent of the library.
 int sampleIndex(int p, int len, int mode) {
     if (p >= 0 && p < len) return p;
     auto mod = [](long long a, long long m) { return int(((a % m) + m) % m); };
@@ -29,8 +26,6 @@ int sampleIndex(int p, int len, int mode) {
             return -1;
     }
 }
-
-}  // namespace
 
 Mat naiveCorrelate(const Mat& src, const std::vector<double>& k, int kw, int kh, int ax, int ay,
                    double delta, int mode, bool unsigned16) {

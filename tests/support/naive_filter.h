@@ -8,6 +8,11 @@
 namespace tarvo {
 namespace test {
 
+// Source index of p on a line of len samples under border mode (1 clamp, 2
+// mirror, 3 wrap, 4 mirror without the edge), written as periodic extensions
+// independent of the library; -1 for fill (0) and unknown modes.
+int sampleIndex(int p, int len, int mode);
+
 // out(y, x, c) = delta + sum over (j, i) of k[j * kw + i] * P(y + j - ay, x + i - ax, c)
 // in double, where P reads src through the border rule of `mode` (0 fill with
 // zeros, 1 clamp, 2 mirror, 3 wrap, 4 mirror without the edge). 16-bit

@@ -1,34 +1,12 @@
 #include "support/naive_morph.h"
 
+#include "support/naive_filter.h"
 #include "support/test_util.h"
 
 namespace tarvo {
 namespace test {
 
 namespace {
-
-// Border rule written as periodic extensions, independent of the library.
-int sampleIndex(int p, int len, int mode) {
-    if (p >= 0 && p < len) return p;
-    auto mod = [](long long a, long long m) { return int(((a % m) + m) % m); };
-    switch (mode) {
-        case 1:
-            return p < 0 ? 0 : len - 1;
-        case 2: {
-            const int q = mod(p, 2LL * len);
-            return q < len ? q : 2 * len - 1 - q;
-        }
-        case 3:
-            return mod(p, len);
-        case 4: {
-            if (len == 1) return 0;
-            const int q = mod(p, 2LL * len - 2);
-            return q < len ? q : 2 * len - 2 - q;
-        }
-        default:
-            return -1;
-    }
-}
 
 void store(Mat& m, int y, int i, double v) {
     unsigned char* row = m.data.ptr[y];
