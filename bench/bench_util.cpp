@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <map>
@@ -61,6 +62,19 @@ void setPixelCounters(benchmark::State& state, int64_t pixels, int64_t bytes) {
     state.counters["xCopy"] = benchmark::Counter(
         iters * copySeconds(bytes), benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
     state.SetBytesProcessed(int64_t(iters) * bytes);
+}
+
+bool sameBytes(const Mat& a, const Mat& b) {
+    if (a.rows() != b.rows() || a.cols() != b.cols() || a.type1() != b.type1()) return false;
+    for (int y = 0; y < a.rows(); y++)
+        if (std::memcmp(a.data.ptr[y], b.data.ptr[y], size_t(a.rowByteSize())) != 0) return false;
+    return true;
+}
+
+void requireSame(const Mat& a, const Mat& b, const char* what) {
+    if (sameBytes(a, b)) return;
+    std::fprintf(stderr, "%s: vector path differs from scalar\n", what);
+    std::abort();
 }
 
 }  // namespace bench

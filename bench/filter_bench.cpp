@@ -54,26 +54,6 @@ std::vector<float> smoothTaps(int n) {
     return t;
 }
 
-void requireSame(const Mat& a, const Mat& b, const char* what) {
-    bool same = a.rows() == b.rows() && a.cols() == b.cols() && a.type1() == b.type1();
-    for (int y = 0; same && y < a.rows(); y++)
-        same = std::memcmp(a.data.ptr[y], b.data.ptr[y], size_t(a.rowByteSize())) == 0;
-    if (!same) {
-        std::fprintf(stderr, "%s: vector path differs from scalar\n", what);
-        std::abort();
-    }
-}
-
-template <typename F>
-void checkPaths(F run, const char* what) {
-    Mat a, b;
-    run(a);
-    detail::setUseOptimized(false);
-    run(b);
-    detail::setUseOptimized(true);
-    requireSame(a, b, what);
-}
-
 void setPixels(benchmark::State& state, const Mat& src) {
     bench::setPixelCounters(state, int64_t(kW) * kH, int64_t(src.rowByteSize()) * kH);
 }
@@ -84,7 +64,7 @@ void BM_Filter2D(benchmark::State& state, int type, int ksize) {
     for (size_t i = 0; i < taps.size(); i++) taps[i] = float(int(i % 5) - 1) / float(ksize * 2);
     const Mat k = kernel(taps, ksize, ksize);
     auto run = [&](Mat& dst) { ip::filter2D(src, dst, -1, k, Point2_<int>(-1, -1), 0.5); };
-    checkPaths(run, "filter2D");
+    bench::checkPaths(run, "filter2D");
     Mat dst;
     for (auto _ : state) {
         run(dst);
@@ -99,7 +79,7 @@ void BM_SepFilter2D(benchmark::State& state, int type, int ksize, bool box = fal
         box ? std::vector<float>(size_t(ksize), 1.0f / float(ksize)) : smoothTaps(ksize);
     const Mat rk = kernel(t, 1, ksize), ck = kernel(t, ksize, 1);
     auto run = [&](Mat& dst) { ip::sepFilter2D(src, dst, -1, rk, ck); };
-    checkPaths(run, "sepFilter2D");
+    bench::checkPaths(run, "sepFilter2D");
     Mat dst;
     for (auto _ : state) {
         run(dst);
@@ -113,7 +93,7 @@ void BM_SepSobelShort(benchmark::State& state) {
     const Mat src = makeImage(MAT_Tuchar);
     const Mat rk = kernel({-1, 0, 1}, 1, 3), ck = kernel({1, 2, 1}, 3, 1);
     auto run = [&](Mat& dst) { ip::sepFilter2D(src, dst, MAT_Tshort, rk, ck); };
-    checkPaths(run, "sobel-like sepFilter2D");
+    bench::checkPaths(run, "sobel-like sepFilter2D");
     Mat dst;
     for (auto _ : state) {
         run(dst);

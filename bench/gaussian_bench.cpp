@@ -28,13 +28,6 @@ Mat randomImage(int w, int h, int type) {
     return m;
 }
 
-bool sameBytes(const Mat& a, const Mat& b) {
-    if (a.rows() != b.rows() || a.cols() != b.cols() || a.type1() != b.type1()) return false;
-    for (int y = 0; y < a.rows(); y++)
-        if (std::memcmp(a.data.ptr[y], b.data.ptr[y], (size_t)a.rowByteSize()) != 0) return false;
-    return true;
-}
-
 void BM_Gaussian(benchmark::State& state, int type) {
     const int w = 1920, h = 1080;
     const float sigma = (float)state.range(0);
@@ -43,7 +36,7 @@ void BM_Gaussian(benchmark::State& state, int type) {
     ip::gaussian(src, scalar, sigma);
     detail::setUseOptimized(true);
     ip::gaussian(src, dst, sigma);
-    if (!sameBytes(scalar, dst)) {
+    if (!bench::sameBytes(scalar, dst)) {
         state.SkipWithError("vector result differs from the scalar result");
         return;
     }

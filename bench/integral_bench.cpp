@@ -32,26 +32,6 @@ Mat makeImage(int w, int h, int type) {
     return m;
 }
 
-void requireSame(const Mat& a, const Mat& b, const char* what) {
-    bool same = a.rows() == b.rows() && a.cols() == b.cols() && a.type1() == b.type1();
-    for (int y = 0; same && y < a.rows(); y++)
-        same = std::memcmp(a.data.ptr[y], b.data.ptr[y], size_t(a.rowByteSize())) == 0;
-    if (!same) {
-        std::fprintf(stderr, "%s: vector path differs from scalar\n", what);
-        std::abort();
-    }
-}
-
-template <typename F>
-void checkPaths(F run, const char* what) {
-    Mat a, b;
-    run(a);
-    detail::setUseOptimized(false);
-    run(b);
-    detail::setUseOptimized(true);
-    requireSame(a, b, what);
-}
-
 void setPixels(benchmark::State& state, int w, int h, int type = MAT_Tuchar) {
     const Mat probe(1, w, type);
     bench::setPixelCounters(state, int64_t(w) * h, int64_t(probe.rowByteSize()) * h);
@@ -71,7 +51,7 @@ void BM_Copy(benchmark::State& state, int type) {
 void BM_Integral(benchmark::State& state, int type) {
     const int w = int(state.range(0)), h = int(state.range(1));
     Mat src = makeImage(w, h, type), sum;
-    checkPaths([&](Mat& out) { ip::integralImage(src, out); }, "integralImage");
+    bench::checkPaths([&](Mat& out) { ip::integralImage(src, out); }, "integralImage");
     ip::integralImage(src, sum);  // allocate outside the timed loop
     for (auto _ : state) {
         ip::integralImage(src, sum);
@@ -83,7 +63,7 @@ void BM_Integral(benchmark::State& state, int type) {
 void BM_PyrDown(benchmark::State& state, int type) {
     const int w = int(state.range(0)), h = int(state.range(1));
     Mat src = makeImage(w, h, type), dst;
-    checkPaths([&](Mat& out) { ip::pyrDown(src, out); }, "pyrDown");
+    bench::checkPaths([&](Mat& out) { ip::pyrDown(src, out); }, "pyrDown");
     ip::pyrDown(src, dst);  // allocate outside the timed loop
     for (auto _ : state) {
         ip::pyrDown(src, dst);
@@ -95,7 +75,7 @@ void BM_PyrDown(benchmark::State& state, int type) {
 void BM_PyrUp(benchmark::State& state, int type) {
     const int w = int(state.range(0)), h = int(state.range(1));
     Mat src = makeImage(w, h, type), dst;
-    checkPaths([&](Mat& out) { ip::pyrUp(src, out); }, "pyrUp");
+    bench::checkPaths([&](Mat& out) { ip::pyrUp(src, out); }, "pyrUp");
     ip::pyrUp(src, dst);  // allocate outside the timed loop
     for (auto _ : state) {
         ip::pyrUp(src, dst);

@@ -28,16 +28,6 @@ Mat makeImage() {
     return m;
 }
 
-void requireSame(const Mat& a, const Mat& b, const char* what) {
-    bool same = a.rows() == b.rows() && a.cols() == b.cols() && a.type1() == b.type1();
-    for (int y = 0; same && y < a.rows(); y++)
-        same = std::memcmp(a.data.ptr[y], b.data.ptr[y], size_t(a.rowByteSize())) == 0;
-    if (!same) {
-        std::fprintf(stderr, "%s: vector path differs from scalar\n", what);
-        std::abort();
-    }
-}
-
 void BM_Morph(benchmark::State& state, bool erode, int shape, int size) {
     const Mat src = makeImage();
     const Mat e = ip::getStructuringElement(shape, Size_<int>(size, size));
@@ -52,7 +42,7 @@ void BM_Morph(benchmark::State& state, bool erode, int shape, int size) {
     detail::setUseOptimized(false);
     run(b);
     detail::setUseOptimized(true);
-    requireSame(a, b, "morphology");
+    bench::requireSame(a, b, "morphology");
     Mat dst;
     for (auto _ : state) {
         run(dst);

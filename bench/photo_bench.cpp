@@ -60,13 +60,6 @@ void runColorTemperature(const Mat& src, Mat& dst) {
     tarvo::ip::colorTemperature(src, dst, 4500);
 }
 
-bool sameBytes(const Mat& a, const Mat& b) {
-    if (a.rows() != b.rows() || a.cols() != b.cols() || a.type1() != b.type1()) return false;
-    for (int r = 0; r < a.rows(); r++)
-        if (std::memcmp(a.data.ptr[r], b.data.ptr[r], size_t(a.rowByteSize())) != 0) return false;
-    return true;
-}
-
 // Arguments: width, height, channels, fast (1) or per-pixel loops (0). The
 // fast result is compared with the per-pixel one before anything is timed.
 void runOperator(benchmark::State& state, RunFn run) {
@@ -78,7 +71,7 @@ void runOperator(benchmark::State& state, RunFn run) {
     run(src, ref);
     tarvo::detail::setUseOptimized(true);
     run(src, got);
-    if (!sameBytes(ref, got)) {
+    if (!tarvo::bench::sameBytes(ref, got)) {
         state.SkipWithError("fast path differs from the per-pixel loop");
         return;
     }

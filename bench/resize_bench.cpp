@@ -30,13 +30,6 @@ Mat randomImage(int w, int h, int type) {
     return m;
 }
 
-bool sameBytes(const Mat& a, const Mat& b) {
-    if (a.rows() != b.rows() || a.cols() != b.cols() || a.type1() != b.type1()) return false;
-    for (int y = 0; y < a.rows(); y++)
-        if (std::memcmp(a.data.ptr[y], b.data.ptr[y], (size_t)a.rowByteSize()) != 0) return false;
-    return true;
-}
-
 void BM_Resize(benchmark::State& state, int type, int dw, int dh, int code, bool vector) {
     const int w = 1920, h = 1080;
     Mat src = randomImage(w, h, type), dst, scalar;
@@ -44,7 +37,7 @@ void BM_Resize(benchmark::State& state, int type, int dw, int dh, int code, bool
     ip::resize(src, scalar, dw, dh, code);
     detail::setUseOptimized(true);
     ip::resize(src, dst, dw, dh, code);
-    if (!sameBytes(scalar, dst)) {
+    if (!bench::sameBytes(scalar, dst)) {
         state.SkipWithError("vector result differs from the scalar result");
         return;
     }

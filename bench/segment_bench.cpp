@@ -30,13 +30,6 @@ Mat segImage(int w, int h, int cn) {
     return m;
 }
 
-bool sameBytes(const Mat& a, const Mat& b) {
-    if (a.rows() != b.rows() || a.cols() != b.cols() || a.type1() != b.type1()) return false;
-    for (int r = 0; r < a.rows(); r++)
-        if (std::memcmp(a.data.ptr[r], b.data.ptr[r], size_t(a.rowByteSize())) != 0) return false;
-    return true;
-}
-
 using RunFn = void (*)(const Mat&, Mat&);
 
 void runBinary(const Mat& s, Mat& d) {
@@ -62,7 +55,7 @@ void runSeg(benchmark::State& state, RunFn run) {
     run(src, one);
     tarvo::setNumThreads(threads);
     run(src, all);
-    if (!sameBytes(one, all)) {
+    if (!tarvo::bench::sameBytes(one, all)) {
         state.SkipWithError("result depends on the thread count");
         return;
     }
