@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "filter/overlap.h"
 #include "tarvo/ip/filter.h"
 #include "tarvo/parallel.h"
 #include "tarvo/saturate.h"
@@ -463,19 +464,6 @@ int FilterEngine::remainingOutputRows() const {
 
 namespace {
 
-// Bounding byte range of a matrix's rows, to detect a destination that
-// shares memory with the source.
-void byteSpan(const Mat& m, uintptr_t& lo, uintptr_t& hi) {
-    lo = UINTPTR_MAX;
-    hi = 0;
-    const size_t rb = size_t(m.rowByteSize());
-    for (int y = 0; y < m.rows(); y++) {
-        const uintptr_t p = reinterpret_cast<uintptr_t>(m.data.ptr[y]);
-        lo = std::min(lo, p);
-        hi = std::max(hi, p + rb);
-    }
-}
-
 // Below this many pixels an image is filtered on the calling thread.
 constexpr long long kParallelPixels = 1LL << 17;
 // A stripe re-reads ksize.height - 1 rows of its neighbour: keep stripes
@@ -503,13 +491,8 @@ void FilterEngine::apply(const Mat& src, Mat& dst, const Rect_<int>& srcRoi, Poi
     int stripes = int(
         std::min<long long>(area / kParallelPixels,
                             r.height / std::max(kMinStripeRows, kMinStripeKernels * ksize.height)));
-    if (stripes >= 2) {
-        uintptr_t slo, shi, dlo, dhi;
-        byteSpan(src, slo, shi);
-        byteSpan(dst, dlo, dhi);
-        // In place or overlapping: a stripe would read rows its neighbour has written.
-        if (slo < dhi && dlo < shi) stripes = 1;
-    }
+    // In place or overlapping: a stripe would read rows its neighbour has written.
+    if (stripes >= 2 && detail::sharesMemory(src, dst)) stripes = 1;
     if (stripes < 2) {
         applyRows(src, dst, r, dstOfs);
         return;

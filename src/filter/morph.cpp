@@ -8,6 +8,7 @@
 #include <new>
 
 #include "filter/morph_filter.h"
+#include "filter/overlap.h"
 #include "tarvo/tarvoutil.h"
 
 namespace tarvo {
@@ -269,27 +270,6 @@ Mat getStructuringElement(int shape, Size_<int> ksize, Point2_<int> anchor) {
 
 namespace {
 
-// Bounding byte range of a matrix's rows.
-void byteSpan(const Mat& m, uintptr_t& lo, uintptr_t& hi) {
-    lo = UINTPTR_MAX;
-    hi = 0;
-    const size_t rb = size_t(m.rowByteSize());
-    for (int y = 0; y < m.rows(); y++) {
-        const uintptr_t p = reinterpret_cast<uintptr_t>(m.data.ptr[y]);
-        lo = std::min(lo, p);
-        hi = std::max(hi, p + rb);
-    }
-}
-
-bool sharesMemory(const Mat& a, const Mat& b) {
-    if (&a == &b) return true;
-    if (a.empty() || b.empty()) return false;
-    uintptr_t alo, ahi, blo, bhi;
-    byteSpan(a, alo, ahi);
-    byteSpan(b, blo, bhi);
-    return alo < bhi && blo < ahi;
-}
-
 // Reach of a folded full element on one side, capped at twice the line
 // length: beyond that every border mode already puts every sample of the
 // line (and, for BorderFill, the fill) into each window, so a longer reach
@@ -352,7 +332,7 @@ void morphOp(int op, const Mat& src, Mat& dst, const Mat& elementIn, Point2_<int
     // engine can run its stripes in parallel and dst can be re-created.
     Mat keep;
     const Mat* in = &src;
-    if (sharesMemory(src, dst)) {
+    if (tarvo::detail::sharesMemory(src, dst)) {
         keep = src;
         if (keep.empty()) return;
         in = &keep;
