@@ -187,6 +187,19 @@ bool sameShapeAndType(const Mat& a, const Mat& b) {
     return a.rows() == b.rows() && a.cols() == b.cols() && a.type1() == b.type1();
 }
 
+// Shapes dst like src, keeping its storage when it already fits. Returns -1
+// for an empty source or destination or a failed allocation, 1 when sigma is
+// too small to smooth and dst has become a copy of src, else 0.
+int startOutput(const Mat& src, Mat& dst, float sigma) {
+    if (src.empty() || dst.empty()) return -1;
+    if (dst.create(src.rows(), src.cols(), src.type1()) < 0) return -1;
+    if (!(std::fabs(sigma) > 1e-5)) {
+        copyInto(src, dst);
+        return 1;
+    }
+    return 0;
+}
+
 // One pass from src into dst (same shape and type). A pass the line cannot
 // hold (2h over the column count) or without a kernel copies its input, so the
 // target never keeps stale pixels. A column pass in place goes through a copy.
@@ -322,13 +335,8 @@ void GaussianFilter::setup(float s, float sup) {
 }
 
 int GaussianFilter::apply(const Mat& src, Mat& dst) {
-    if (src.empty() || dst.empty()) return -1;
-    if (!sameShapeAndType(src, dst) && dst.create(src.rows(), src.cols(), src.type1()) < 0)
-        return -1;
-    if (!(std::fabs(sigma) > 1e-5)) {
-        copyInto(src, dst);
-        return 0;
-    }
+    const int start = startOutput(src, dst, sigma);
+    if (start != 0) return start < 0 ? -1 : 0;
     if (!sameShapeAndType(tmp, src) && tmp.create(src.rows(), src.cols(), src.type1()) < 0)
         return -1;
     runPass(true, src, tmp, kernel, kernelRadius);
@@ -337,25 +345,15 @@ int GaussianFilter::apply(const Mat& src, Mat& dst) {
 }
 
 int GaussianFilter::applyX(const Mat& src, Mat& dst) {
-    if (src.empty() || dst.empty()) return -1;
-    if (!sameShapeAndType(src, dst) && dst.create(src.rows(), src.cols(), src.type1()) < 0)
-        return -1;
-    if (!(std::fabs(sigma) > 1e-5)) {
-        copyInto(src, dst);
-        return 0;
-    }
+    const int start = startOutput(src, dst, sigma);
+    if (start != 0) return start < 0 ? -1 : 0;
     runPass(true, src, dst, kernel, kernelRadius);
     return 0;
 }
 
 int GaussianFilter::applyY(const Mat& src, Mat& dst) {
-    if (src.empty() || dst.empty()) return -1;
-    if (!sameShapeAndType(src, dst) && dst.create(src.rows(), src.cols(), src.type1()) < 0)
-        return -1;
-    if (!(std::fabs(sigma) > 1e-5)) {
-        copyInto(src, dst);
-        return 0;
-    }
+    const int start = startOutput(src, dst, sigma);
+    if (start != 0) return start < 0 ? -1 : 0;
     runPass(false, src, dst, kernel, kernelRadius);
     return 0;
 }
