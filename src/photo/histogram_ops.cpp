@@ -92,6 +92,20 @@ void applyLut(const Mat& src, Mat& target, const unsigned char lut[256]) {
     detail::photoParallelRows(src.rows(), double(src.rows()) * n, body);
 }
 
+// A tone table over the grey levels: applied to the bytes of a grey image,
+// and to the truncated, clamped luminance of a colour one.
+void applyTone(const Mat& src, Mat& target, const unsigned char lut[256]) {
+    if (src.channels() == 1) {
+        applyLut(src, target, lut);
+        return;
+    }
+    detail::histRemapLuma(src, target, [&](float y) {
+        int k = truncInt(y);
+        k = k < 0 ? 0 : k > 255 ? 255 : k;
+        return float(lut[k]);
+    });
+}
+
 // Running counts of the levels of a grey image, or of trunc(Y) of a colour one.
 void cumulative(const Mat& src, long long cum[256]) {
     long long hist[256] = {};
@@ -146,15 +160,7 @@ bool ipHistogramEqualize::process(Mat* src, Mat* dst) {
     const long long range = cum[255] - cum[0];
     unsigned char lut[256];
     for (int i = 0; i < 256; i++) lut[i] = (unsigned char)((cum[i] - cum[0]) * 255 / range);
-    if (src->channels() == 1) {
-        applyLut(*src, *target, lut);
-    } else {
-        detail::histRemapLuma(*src, *target, [&](float y) {
-            int k = truncInt(y);
-            k = k < 0 ? 0 : k > 255 ? 255 : k;
-            return float(lut[k]);
-        });
-    }
+    applyTone(*src, *target, lut);
     return true;
 }
 
@@ -176,15 +182,7 @@ bool ipHistogramNormalize::process(Mat* src, Mat* dst) {
         lut[i] = saturate_trunc<unsigned char>(double(cum[i] - cum[0]) * 255.0 / range);
     // A grey pixel is its own luminance (Y = v exactly, U = V = 0), and its
     // colour comes back as three equal bytes: the table applies directly.
-    if (src->channels() == 1) {
-        applyLut(*src, *target, lut);
-    } else {
-        detail::histRemapLuma(*src, *target, [&](float y) {
-            int k = truncInt(y);
-            k = k < 0 ? 0 : k > 255 ? 255 : k;
-            return float(lut[k]);
-        });
-    }
+    applyTone(*src, *target, lut);
     return true;
 }
 
