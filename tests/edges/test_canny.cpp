@@ -7,25 +7,10 @@
 #include "tarvo/parallel.h"
 
 using namespace tarvo;
+using tarvo::test::horizontalStep;
+using tarvo::test::verticalStep;
 
 namespace {
-
-Mat verticalStep(int rows, int cols, int split, int left, int right, int channels = 1) {
-    Mat m(rows, cols, MAKETYPE(MAT_Tuchar, channels));
-    for (int y = 0; y < rows; y++)
-        for (int x = 0; x < cols; x++)
-            for (int k = 0; k < channels; k++)
-                m.data.ptr[y][x * channels + k] = (unsigned char)(x >= split ? right : left);
-    return m;
-}
-
-Mat horizontalStep(int rows, int cols, int split, int top, int bottom) {
-    Mat m(rows, cols, MAT_Tuchar);
-    for (int y = 0; y < rows; y++)
-        for (int x = 0; x < cols; x++)
-            m.data.ptr[y][x] = (unsigned char)(y >= split ? bottom : top);
-    return m;
-}
 
 int countEdges(const Mat& e) {
     int n = 0;

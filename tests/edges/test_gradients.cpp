@@ -8,26 +8,10 @@
 #include "tarvo/ip/edges.h"
 
 using namespace tarvo;
+using tarvo::test::horizontalStep;
+using tarvo::test::verticalStep;
 
 namespace {
-
-// A byte image whose columns x >= split hold `right` and the rest `left`.
-Mat verticalStep(int rows, int cols, int split, int left, int right) {
-    Mat m(rows, cols, MAT_Tuchar);
-    for (int y = 0; y < rows; y++)
-        for (int x = 0; x < cols; x++)
-            m.data.ptr[y][x] = (unsigned char)(x >= split ? right : left);
-    return m;
-}
-
-// A byte image whose rows y >= split hold `bottom` and the rest `top`.
-Mat horizontalStep(int rows, int cols, int split, int top, int bottom) {
-    Mat m(rows, cols, MAT_Tuchar);
-    for (int y = 0; y < rows; y++)
-        for (int x = 0; x < cols; x++)
-            m.data.ptr[y][x] = (unsigned char)(y >= split ? bottom : top);
-    return m;
-}
 
 std::vector<double> column(const Mat& k) {
     std::vector<double> v;

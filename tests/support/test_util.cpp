@@ -124,5 +124,22 @@ std::string tempDir() {
     return templ;
 }
 
+Mat verticalStep(int rows, int cols, int split, int left, int right, int channels) {
+    Mat m(rows, cols, MAKETYPE(MAT_Tuchar, channels));
+    for (int y = 0; y < rows; y++)
+        for (int x = 0; x < cols; x++)
+            for (int k = 0; k < channels; k++)
+                m.data.ptr[y][x * channels + k] = (unsigned char)(x >= split ? right : left);
+    return m;
+}
+
+Mat horizontalStep(int rows, int cols, int split, int top, int bottom) {
+    Mat m(rows, cols, MAT_Tuchar);
+    for (int y = 0; y < rows; y++)
+        for (int x = 0; x < cols; x++)
+            m.data.ptr[y][x] = (unsigned char)(y >= split ? bottom : top);
+    return m;
+}
+
 }  // namespace test
 }  // namespace tarvo

@@ -29,6 +29,13 @@ double at(const Mat& m, int r, int c, int k = 0);
 // Success when shape and type agree and every element differs by at most tol.
 ::testing::AssertionResult matNear(const Mat& a, const Mat& b, double tol);
 
+// A byte image whose columns x >= split hold `right` and the others `left`,
+// in every channel.
+Mat verticalStep(int rows, int cols, int split, int left, int right, int channels = 1);
+
+// A one-channel byte image whose rows y >= split hold `bottom` and the others `top`.
+Mat horizontalStep(int rows, int cols, int split, int top, int bottom);
+
 // A unique scratch directory for the calling test, removed by the caller.
 std::string tempDir();
 
