@@ -9,6 +9,7 @@
 
 #include "tarvo/ip/core.h"
 #include "tarvo/ip/edges.h"
+#include "tarvo/ip/features.h"
 #include "tarvo/ip/filter.h"
 #include "tarvo/ip/gaussian.h"
 #include "tarvo/ip/geometry.h"
@@ -17,3 +18,5 @@
 #include "tarvo/ip/morphology.h"
 #include "tarvo/ip/photo.h"
 #include "tarvo/ip/segment.h"
+#include "tarvo/ip/shapes.h"
+#include "tarvo/ip/transforms.h"

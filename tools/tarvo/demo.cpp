@@ -20,24 +20,6 @@ namespace tarvotool {
 
 namespace {
 
-struct DemoStep {
-    const char* file;
-    const char* operation;
-    const char* options;  // as typed on the command line
-};
-
-const DemoStep kDemoSteps[] = {
-    {"crop.png", "crop", "--x 150 --y 80 --width 300 --height 240"},
-    {"colorize.png", "colorize", "--hue 20 --saturation 200 --blend 0.7"},
-    {"shift-rgb.png", "shift-rgb", "--red 40 --green -10 --blue -30"},
-    {"hsl.png", "hsl", "--hue 120 --saturation 20 --lightness 5"},
-    {"temperature-3500.png", "color-temperature", "--kelvin 3500"},
-    {"temperature-11000.png", "color-temperature", "--kelvin 11000"},
-    {"gaussian-3.png", "gaussian", "--sigma 3"},
-    {"canny.png", "canny", "--low 40 --high 120 --sigma 1.5"},
-    {"sobel-x.png", "sobel", "--dx 1 --dy 0"},
-};
-
 // Pictures of the colour panel (colour-panel.png), beside the original, in
 // reading order: the file names of the single steps above.
 const char* const kColourPanel[] = {"colorize.png", "shift-rgb.png", "hsl.png",
@@ -45,9 +27,9 @@ const char* const kColourPanel[] = {"colorize.png", "shift-rgb.png", "hsl.png",
 
 // Operations chained as pumps into pipeline.png, in this order.
 const DemoStep kPipelineSteps[] = {
-    {"", "colorize", "--hue 20 --saturation 160 --blend 0.5"},
-    {"", "shift-rgb", "--red 10 --blue 25"},
-    {"", "color-temperature", "--kelvin 8000"},
+    {"", "", "", "colorize", "--hue 20 --saturation 160 --blend 0.5", 0},
+    {"", "", "", "shift-rgb", "--red 10 --blue 25", 0},
+    {"", "", "", "color-temperature", "--kelvin 8000", 0},
 };
 
 std::vector<std::string> splitWords(const char* s) {
@@ -192,24 +174,34 @@ int runDemo(int argc, const char* const* argv) {
     std::snprintf(size, sizeof(size), "the bundled sample, %dx%d", sample.cols(), sample.rows());
     if (!save("original.png", sample, size)) return fail(error);
 
-    std::vector<tarvo::Mat> results;
-    results.reserve(sizeof(kDemoSteps) / sizeof(kDemoSteps[0]));
+    std::size_t nsteps = 0;
+    const DemoStep* steps = demoSteps(&nsteps);
+    std::vector<tarvo::Mat> results(nsteps);
     std::vector<const tarvo::Mat*> panelPictures{&sample};
-    for (const DemoStep& step : kDemoSteps) {
+    for (std::size_t s = 0; s < nsteps; s++) {
+        const DemoStep& step = steps[s];
         const Operation* op;
         Args args;
         if (!parseStep(step, op, args, error)) return fail(error);
-        tarvo::Mat result;
-        op->run(sample, result, args);
+        const tarvo::Mat* input = &sample;
+        if (step.input && *step.input) {
+            input = nullptr;
+            for (std::size_t i = 0; i < s; i++)
+                if (std::strcmp(steps[i].file, step.input) == 0) input = &results[i];
+            if (!input)
+                return fail(std::string("demo step '") + step.file + "' reads '" + step.input +
+                            "', which no earlier step writes");
+        }
+        tarvo::Mat& result = results[s];
+        op->run(*input, result, args);
         if (result.empty())
             return fail(std::string("operation '") + op->name + "' refused the sample picture");
         if (!save(step.file, result, std::string(op->name) + " " + step.options))
             return fail(error);
-        results.push_back(std::move(result));
     }
     for (const char* file : kColourPanel)
-        for (size_t i = 0; i < results.size(); i++)
-            if (std::string(kDemoSteps[i].file) == file) panelPictures.push_back(&results[i]);
+        for (std::size_t i = 0; i < nsteps; i++)
+            if (std::string(steps[i].file) == file) panelPictures.push_back(&results[i]);
     tarvo::Mat panel;
     if (makePanel(panelPictures, panel) &&
         !save("colour-panel.png", panel, "original and the colour operators, half size"))

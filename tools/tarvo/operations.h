@@ -1,7 +1,9 @@
-// The operations of the tarvo tool. Every operation is one row of the table in
-// operations.cpp: its name, a one-line summary, its parameters with defaults
-// and ranges, and the function that runs it. The command line, the per-operation
-// help and the demo all read this table, so adding an operation is adding a row.
+// The operations of the tarvo tool. Every operation is one row of a table: its
+// name, a one-line summary, its parameters with defaults and ranges, and the
+// function that runs it. Each family keeps its rows in its own ops_<family>.cpp
+// and registers them with TARVO_TOOL_OPERATIONS; demo pictures are registered
+// the same way with TARVO_DEMO_STEPS. The command line, the per-operation help
+// and the demo all read these tables, so adding an operation is adding a row.
 #pragma once
 
 #include <cstddef>
@@ -12,16 +14,26 @@
 
 namespace tarvotool {
 
-// One numeric parameter, given on the command line as --name VALUE.
-struct ParamSpec {
-    const char* name;  // option name without the dashes; null ends the list
-    const char* help;  // what it means, with its unit
-    double def;        // value when the option is not given
-    double lo, hi;     // accepted range, inclusive
-    bool integer;      // true when only whole numbers are accepted
+// One named value of a parameter with a closed set of codes. A list of choices
+// ends with a null name.
+struct Choice {
+    const char* name;  // e.g. "binary-inv"
+    int code;          // the library's code for it
 };
 
-constexpr int kMaxParams = 6;
+// One numeric parameter, given on the command line as --name VALUE. A
+// parameter with choices takes one of their names or its code; any other value
+// is refused, whatever the library would do with it.
+struct ParamSpec {
+    const char* name;                 // option name without the dashes; null ends the list
+    const char* help;                 // what it means, with its unit
+    double def;                       // value when the option is not given
+    double lo, hi;                    // accepted range, inclusive
+    bool integer;                     // true when only whole numbers are accepted
+    const Choice* choices = nullptr;  // closed set of codes, or null
+};
+
+constexpr int kMaxParams = 16;
 
 // Parameter values in the order of Operation::params.
 struct Args {
@@ -40,9 +52,44 @@ struct Operation {
     // The same operation as a pump with these parameters, for pump pipelines;
     // null when the operation has no pump form.
     tarvo::PumpABC* (*makePump)(const Args& args);
+    // One example invocation without the leading "tarvo", ending the help.
+    const char* example = nullptr;
 };
 
-// The table and its length.
+// Adds rows to the operation table; used through TARVO_TOOL_OPERATIONS at
+// namespace scope of an ops_<family>.cpp file.
+struct OperationRegistrar {
+    OperationRegistrar(const Operation* rows, std::size_t count);
+};
+#define TARVO_TOOL_CONCAT2(a, b) a##b
+#define TARVO_TOOL_CONCAT(a, b) TARVO_TOOL_CONCAT2(a, b)
+#define TARVO_TOOL_OPERATIONS(rows)                                                               \
+    static const ::tarvotool::OperationRegistrar TARVO_TOOL_CONCAT(tarvoOpsRegistrar_, __LINE__)( \
+        rows, sizeof(rows) / sizeof((rows)[0]))
+
+// One picture of `tarvo demo`: the operation and options that make it, as they
+// would be typed on the command line, applied to an input picture.
+struct DemoStep {
+    const char* file;       // output file name in the demo folder, e.g. "canny.png"
+    const char* label;      // what the picture shows, one short line
+    const char* input;      // "" for the bundled sample, else an earlier step's file
+    const char* operation;  // a row of the operation table
+    const char* options;    // as typed on the command line
+    int order;              // place on the demo page, ascending; ties by file name
+};
+
+// Adds demo steps; used through TARVO_DEMO_STEPS like TARVO_TOOL_OPERATIONS.
+struct DemoRegistrar {
+    DemoRegistrar(const DemoStep* steps, std::size_t count);
+};
+#define TARVO_DEMO_STEPS(steps)                                                               \
+    static const ::tarvotool::DemoRegistrar TARVO_TOOL_CONCAT(tarvoDemoRegistrar_, __LINE__)( \
+        steps, sizeof(steps) / sizeof((steps)[0]))
+
+// Every registered demo step, sorted by order, then file name.
+const DemoStep* demoSteps(std::size_t* count);
+
+// The table (sorted by name) and its length.
 const Operation* operationTable(std::size_t* count);
 // The operation called name, or null.
 const Operation* findOperation(const char* name);
