@@ -436,6 +436,9 @@ TEST_F(Tool, ThresholdsAndHistogramOperatorsMatchTheLibrary) {
     ASSERT_TRUE(got.fromImage((dir + "/s.png").c_str()));
     tarvo::ip::histogramStretch(src, want, 1);
     EXPECT_TRUE(tarvo::test::matEqual(got, want));
+    // The sample already spans 0..255 in each channel: per-channel stretching keeps it.
+    ASSERT_EQ(tarvo("stretch --mode per-channel " + quote(kSample) + " p.png").status, 0);
+    EXPECT_TRUE(tarvo::test::matEqual(load("p.png"), src));
 
     expectError(tarvo("adaptive-threshold --block 0 a.png b.png"), "must lie in");
 }

@@ -57,8 +57,12 @@ tarvo::PumpABC* pumpEqualize(const Args&) {
     return new (std::nothrow) tarvo::ipHistogramEqualize();
 }
 
+// In place on a copy: a picture that already spans 0..255 in every channel is
+// left alone by the per-channel mode, which must then give the picture back,
+// not the blank destination the two-matrix form would leave.
 void runStretch(const Mat& in, Mat& out, const Args& a) {
-    tarvo::ip::histogramStretch(in, out, a.i(0));
+    out = in.clone();
+    tarvo::ip::histogramStretch(out, a.i(0));
 }
 
 const Choice kStretchModes[] = {{"luminance", 0}, {"common", 1}, {"per-channel", 2}, {nullptr, 0}};
@@ -134,7 +138,8 @@ const DemoStep kDemo[] = {
     {"equalize.png", "histogram equalisation through the luminance", "", "equalize", "", 205},
     {"equalize-grey.png", "histogram equalisation of the grey picture", "grey.png", "equalize", "",
      206},
-    {"stretch.png", "each channel stretched to 0..255", "", "stretch", "--mode per-channel", 207},
+    {"stretch.png", "the 3500 K picture, each channel stretched to 0..255", "temperature-3500.png",
+     "stretch", "--mode per-channel", 207},
 };
 
 }  // namespace
