@@ -3,6 +3,7 @@
 // thinning, image moments.
 #pragma once
 
+#include "tarvo/array.h"
 #include "tarvo/export.h"
 #include "tarvo/mat.h"
 
@@ -13,6 +14,100 @@ namespace tarvo {
 // ---- polygon and point-set geometry
 
 // ---- connected components, flood fill and selection
+
+namespace ip {
+
+// One region found by ConnectedComponent::apply: its bounding box, the byte
+// value of its first pixel in the scan, its pixel count and the linear index
+// (y * cols + x) of the first pixel of its chain in the work image.
+struct TARVO_EXPORTS ConnectInfo {
+    int x, y, width, height;
+    unsigned char value;
+    int count;
+    int head;
+    // All zero.
+    ConnectInfo();
+};
+
+// The record the labelling fills while it scans: inclusive box edges.
+struct _tagConnectInfo {
+    int left, top, right, bottom;
+    unsigned char value;
+    int count;
+    int head;
+};
+
+// Eight-connected regions of the pixels of a one-channel byte image that
+// differ from a background value. Each region is kept as a chain of linear
+// pixel indices in an int work image (entry = index of the next pixel, -1 at
+// the end), from which points, masks and boundaries are produced later. The
+// object refers to the image last given to apply without owning it.
+class TARVO_EXPORTS ConnectedComponent {
+public:
+    // Minimum box width, box height and pixel count of an accepted region.
+    struct TARVO_EXPORTS FilterParams {
+        int minWidth, minHeight, minCount;
+        FilterParams(int minWidth = 1, int minHeight = 1, int minCount = 1);
+    };
+
+    ConnectedComponent(const FilterParams& params = FilterParams(1, 1, 1));
+
+    // Labels image: every non-background pixel belongs to the foreground,
+    // whatever its value. Regions are found scanning columns left to right,
+    // rows top to bottom; the accepted ones are returned in that order, or by
+    // descending count (ties in scan order) with sortByCount. eraseRejected
+    // writes the background over rejected regions in image. Other image
+    // types give an empty array and keep no image.
+    Array<ConnectInfo, const ConnectInfo&> apply(Mat& image, unsigned char background,
+                                                 bool eraseRejected, bool sortByCount);
+    // Byte image of the region's box size: 255 with 0 at the region's pixels.
+    void createImageFromConnect(const ConnectInfo& info, Mat& image);
+    // Every pixel of the region as (x, y), in chain order from the head.
+    void createPointArrayFromConnect(const ConnectInfo& info,
+                                     Array<Point2_<int>, const Point2_<int>&>& points);
+    // Outer boundary walk of the region on the image, starting and ending at
+    // the head pixel (a lone pixel gives itself). Empty without an image.
+    void createBoundaryPointsFromConnect(const ConnectInfo& info,
+                                         Array<Point2_<int>, const Point2_<int>&>& points);
+    // Writes value into the image at every pixel of the region.
+    void eraseConnect(const ConnectInfo& info, unsigned char value);
+    // The work image of the last apply.
+    Mat& getWorkImage();
+
+private:
+    // Walks the chain of info, at most info.count pixels, inside the image.
+    template <typename F>
+    void walkChain(const ConnectInfo& info, F&& f) const;
+
+    FilterParams m_params;
+    Mat* m_image;
+    Mat m_work;
+};
+
+// Four-connected fill from seed of the pixels whose every channel lies within
+// tolerance of the seed's colour (ends included), painted with color
+// (truncated to bytes) in image; mask becomes a byte image of image's size
+// with 255 at the filled pixels. Byte images of 1 or 3 channels; other images
+// or a seed outside give a zero mask and leave image untouched (an empty image
+// leaves both untouched).
+TARVO_EXPORTS void floodfill(Mat& image, Mat& mask, const Point2_<int>& seed, int tolerance,
+                             Point4_<double> color);
+
+// Magic-wand selection of a byte image: the four-connected region around seed
+// whose three bytes at each pixel lie within tolerance of the three bytes at
+// the seed. outer receives the region's outer border and holes its inner
+// borders; flag is true when a selection was made. A seed outside or another
+// depth gives flag false and leaves the outputs alone.
+TARVO_EXPORTS void fuzzySelection(const Mat& image, const Point2_<int>& seed, int tolerance,
+                                  Array<Point2_<int>, const Point2_<int>&>& outer,
+                                  Matrix<Point2_<int>, const Point2_<int>&>& holes, bool& flag);
+
+// As above, one polygon: the region's outer border; flag tells whether the
+// seed lies inside the rendered polygon.
+TARVO_EXPORTS void fuzzySelection(const Mat& image, const Point2_<int>& seed, int tolerance,
+                                  Array<Point2_<int>, const Point2_<int>&>& polygon, bool& flag);
+
+}  // namespace ip
 
 // ---- distance transforms and thinning
 
