@@ -158,6 +158,37 @@ TEST(DistanceTransform, LabelsNameANearestZero) {
         }
 }
 
+TEST(DistanceTransform, ContourLabelsNameRegionBorders) {
+    // A lone zero and a 2 x 2 zero block: one border each, in scan order.
+    Mat src = filled(7, 9, 255), d, labels;
+    src.ptr<unsigned char>(1)[1] = 0;
+    for (int y = 4; y <= 5; y++)
+        for (int x = 5; x <= 6; x++) src.ptr<unsigned char>(y)[x] = 0;
+    distanceTransform(src, d, labels, DistL2, 3, 0);
+    EXPECT_EQ(labels.ptr<int>(1)[1], 1);
+    EXPECT_EQ(labels.ptr<int>(0)[0], 1);
+    EXPECT_EQ(labels.ptr<int>(2)[2], 1);
+    EXPECT_EQ(labels.ptr<int>(6)[8], 2);
+    EXPECT_EQ(labels.ptr<int>(4)[5], 2);
+    EXPECT_EQ(labels.ptr<int>(3)[6], 2);
+    EXPECT_EQ(F(d, 0, 0), 1.399993896484375f);
+
+    // A zero ring: its outer border and its hole get their own labels, the
+    // island inside takes the hole's.
+    Mat ring = filled(11, 11, 255);
+    for (int y = 1; y <= 9; y++)
+        for (int x = 1; x <= 9; x++)
+            if (y <= 2 || y >= 8 || x <= 2 || x >= 8) ring.ptr<unsigned char>(y)[x] = 0;
+    distanceTransform(ring, d, labels, DistL1, 5, 0);
+    EXPECT_EQ(labels.ptr<int>(0)[0], 1);
+    EXPECT_EQ(labels.ptr<int>(1)[5], 1);
+    EXPECT_EQ(labels.ptr<int>(5)[5], 2);
+    EXPECT_EQ(labels.ptr<int>(2)[5], 2);
+    EXPECT_EQ(labels.ptr<int>(1)[1], 1);
+    EXPECT_EQ(F(d, 5, 5), 3.0f);
+    EXPECT_EQ(F(d, 1, 1), 0.0f);
+}
+
 TEST(DistanceTransform, ExactFormsEqualBruteForce) {
     for (uint32_t seed = 1; seed <= 4; seed++) {
         const int rows = 9 + int(seed) * 7, cols = 31 - int(seed) * 4;
