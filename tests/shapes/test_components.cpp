@@ -338,3 +338,86 @@ TEST(Floodfill, MatchesBreadthFirstFill) {
 }
 
 }  // namespace
+
+// ---- magic-wand selection
+
+namespace {
+
+typedef Matrix<Pt, const Pt&> PtMatrix;
+
+TEST(FuzzySelection, GreyImageComparesThreeBytes) {
+    Mat img(3, 8, MAT_Tuchar, Point4_<double>());
+    for (int y = 0; y < 3; y++)
+        for (int x = 0; x < 8; x++) set(img, x, y, x < 4 ? 10 : 90);
+    PtArray poly;
+    bool flag = false;
+    fuzzySelection(img, Pt(0, 0), 0, poly, flag);
+    EXPECT_TRUE(flag);
+    // Column 2 is compared with 10, 10, 90 and stays out.
+    EXPECT_EQ(pts(poly),
+              (std::vector<Pt>{Pt(0, 0), Pt(0, 1), Pt(0, 2), Pt(1, 2), Pt(1, 1), Pt(1, 0)}));
+    // The last pixel reads two bytes past the image: zeros.
+    fuzzySelection(img, Pt(7, 2), 0, poly, flag);
+    EXPECT_TRUE(flag);
+    ASSERT_GE(poly.getSize(), 1);
+    EXPECT_EQ(poly[0], Pt(7, 2));
+}
+
+TEST(FuzzySelection, RingGivesOuterBorderAndHole) {
+    Mat img(12, 12, MAT_Tuchar3, Point4_<double>(200, 30, 30, 0));
+    for (int y = 2; y <= 9; y++)
+        for (int x = 2; x <= 9; x++) {
+            unsigned char* p = img.ptr<unsigned char>(y) + 3 * x;
+            const bool body = y <= 3 || y >= 8 || x <= 3 || x >= 8;
+            p[0] = body ? 20 : 200;
+            p[1] = body ? 120 : 30;
+            p[2] = body ? 220 : 30;
+        }
+    PtArray outer, poly;
+    PtMatrix holes;
+    bool flag = false;
+    fuzzySelection(img, Pt(2, 5), 10, outer, holes, flag);
+    EXPECT_TRUE(flag);
+    ASSERT_EQ(holes.getSize(), 1);
+    int x0 = 99, x1 = -1;
+    for (int k = 0; k < outer.getSize(); k++) {
+        x0 = std::min(x0, outer[k].x);
+        x1 = std::max(x1, outer[k].x);
+    }
+    EXPECT_EQ(x0, 2);
+    EXPECT_EQ(x1, 9);
+    for (int k = 0; k < holes[0].getSize(); k++) {
+        EXPECT_GE(holes[0][k].x, 3);
+        EXPECT_LE(holes[0][k].x, 8);
+    }
+    // One polygon: the outer border, with the seed inside it.
+    fuzzySelection(img, Pt(9, 9), 10, poly, flag);
+    EXPECT_TRUE(flag);
+    EXPECT_EQ(poly.getSize(), outer.getSize());
+}
+
+TEST(FuzzySelection, RefusedInputsLeaveOutputsAlone) {
+    Mat img(4, 4, MAT_Tuchar, Point4_<double>(5, 5, 5, 5));
+    PtArray outer, poly;
+    PtMatrix holes;
+    outer.add(Pt(7, 7));
+    poly.add(Pt(8, 8));
+    bool flag = true;
+    for (Pt seed : {Pt(-1, 0), Pt(0, 4), Pt(4, 0)}) {
+        fuzzySelection(img, seed, 3, outer, holes, flag);
+        EXPECT_FALSE(flag);
+        flag = true;
+        fuzzySelection(img, seed, 3, poly, flag);
+        EXPECT_FALSE(flag);
+    }
+    Mat f(4, 4, MAT_Tfloat, Point4_<double>(5, 5, 5, 5));
+    flag = true;
+    fuzzySelection(f, Pt(1, 1), 3, poly, flag);
+    EXPECT_FALSE(flag);
+    ASSERT_EQ(outer.getSize(), 1);
+    EXPECT_EQ(outer[0], Pt(7, 7));
+    ASSERT_EQ(poly.getSize(), 1);
+    EXPECT_EQ(poly[0], Pt(8, 8));
+}
+
+}  // namespace
