@@ -85,6 +85,10 @@ TEST_F(ShapesTool, ComponentsAndFloodfill) {
     Mat f = load("f.png");
     EXPECT_EQ(f.ptr<unsigned char>(19)[39 * f.channels()], 77);
     EXPECT_EQ(f.ptr<unsigned char>(20)[39 * f.channels()], 10);
+
+    ASSERT_EQ(run("select --x 25 --y 12 --tolerance 5 in.pgm s.png"), 0);
+    EXPECT_NE(out.find("holes: 0, seed inside: yes"), std::string::npos) << out;
+    EXPECT_EQ(run("select --x 99 --y 12 in.pgm s.png"), 2);  // seed outside: nothing selected
 }
 
 }  // namespace

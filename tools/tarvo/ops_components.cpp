@@ -65,6 +65,30 @@ void runFloodfill(const Mat& in, Mat& out, const Args& a) {
     if (in.type() != tarvo::MAT_Tuchar || (in.channels() != 1 && in.channels() != 3)) out.release();
 }
 
+// The region's outer border and its holes drawn over the picture.
+void runSelect(const Mat& in, Mat& out, const Args& a) {
+    out.release();
+    const tarvo::Point2_<int> seed(a.i(0), a.i(1));
+    tarvo::Array<tarvo::Point2_<int>, const tarvo::Point2_<int>&> outer, poly;
+    tarvo::Matrix<tarvo::Point2_<int>, const tarvo::Point2_<int>&> holes;
+    bool found = false, inside = false;
+    tarvo::ip::fuzzySelection(in, seed, a.i(2), outer, holes, found);
+    tarvo::ip::fuzzySelection(in, seed, a.i(2), poly, inside);
+    if (!found) return;
+    std::printf("border points: %d, holes: %d, seed inside: %s\n", outer.getSize(), holes.getSize(),
+                inside ? "yes" : "no");
+    if (in.channels() == 3)
+        out = in;
+    else
+        tarvo::ColorSpace::GraytoRGB(in, out);
+    if (out.channels() != 3) return;
+    out.drawPolygon(outer.getData(), outer.getSize(),
+                    tarvo::Point4_<unsigned char>(255, 230, 0, 255), 2);
+    for (int i = 0; i < holes.getSize(); i++)
+        out.drawPolygon(holes[i].getData(), holes[i].getSize(),
+                        tarvo::Point4_<unsigned char>(0, 200, 255, 255), 1);
+}
+
 const Operation kRows[] = {
     {"components",
      "Eight-connected regions of the pixels brighter than a threshold, each in its own colour "
@@ -88,6 +112,15 @@ const Operation kRows[] = {
      runFloodfill,
      nullptr,
      "floodfill --x 300 --y 150 --tolerance 30 --red 0 --green 200 --blue 255 in.png out.png"},
+    {"select",
+     "Magic-wand selection around a seed: outer border (yellow) and holes (blue); prints "
+     "whether the seed lies inside",
+     {{"x", "seed column", 0, -1e9, 1e9, true},
+      {"y", "seed row", 0, -1e9, 1e9, true},
+      {"tolerance", "largest difference per byte from the seed's colour", 20, 0, 255, true}},
+     runSelect,
+     nullptr,
+     "select --x 300 --y 150 --tolerance 30 in.png out.png"},
 };
 
 const DemoStep kDemo[] = {
@@ -95,6 +128,8 @@ const DemoStep kDemo[] = {
      "--threshold 170 --min-count 40", 740},
     {"floodfill.png", "paint-bucket fill of the cup's coffee", "", "floodfill",
      "--x 290 --y 140 --tolerance 40 --red 40 --green 200 --blue 255", 741},
+    {"select.png", "magic-wand selection of the saucer with its holes", "", "select",
+     "--x 120 --y 300 --tolerance 45", 742},
 };
 
 }  // namespace
