@@ -122,6 +122,91 @@ public:
     int mode;  // 1 common range, 2 per channel, anything else luminance
 };
 
+// ---------------------------------------------------------------- tone operators
+//
+// Byte images through 256-entry tables (every channel for exposure and light,
+// the first three channels of each pixel for level mode 2 and shadows, further
+// channels copied); exposure and light also take float images, whose elements
+// index the table by clamp(trunc(v), 0, 255), NaN as 0. A null destination
+// means in place. A null or empty source and other depths are refused (false,
+// nothing written).
+
+// Brightness and contrast in one: table[i] = clamp(trunc((i - 128) * (amount +
+// 100) / 100 + amount + 128), 0, 255). A destination of another size, depth or
+// channel count becomes a copy of the source before it is overwritten.
+class TARVO_EXPORTS ipExposure : public ipCorePump {
+public:
+    explicit ipExposure(int amount = 0) : amount(amount) {}
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+
+    int amount;  // -100 darkens to black, 0 is the identity, 100 doubles the contrast
+};
+
+// table[i] = clamp(trunc((i - 128) * (contrast + 100) / 100 + brightness), 0, 255)
+// with brightness stored with 128 added. A mismatching destination is re-created
+// and cleared.
+class TARVO_EXPORTS ipLight : public ipCorePump {
+public:
+    // brightness as the caller means it (-255..255, 0 neutral); 128 is added here.
+    explicit ipLight(int brightness = 0, int contrast = 0)
+        : brightness(brightness > 2147483647 - 128 ? 2147483647 : brightness + 128),
+          contrast(contrast) {}
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+
+    int brightness;  // the caller's brightness + 128
+    int contrast;    // percent; -100 flattens to grey, 0 keeps, 100 doubles
+};
+
+// Levels. Mode 1 stretches the luminance range of a 1- or 3-channel byte image
+// onto low..high (false for a flat image or low == high; a destination it
+// re-created then stays cleared). Mode 2 lifts the shadows by low and pulls the
+// highlights by 255 - high through one table; it refuses (false, nothing
+// written) a destination of another size or depth. Other modes: false.
+class TARVO_EXPORTS ipLevel : public ipCorePump {
+public:
+    ipLevel(int low = 0, int high = 255, int mode = 2) : low(low), high(high), mode(mode) {}
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+
+    int low;   // 0..255
+    int high;  // 0..255
+    int mode;  // 1 luminance stretch, 2 shadow/highlight table
+};
+
+// Shadow lift: v = p + (m - trunc(p * (m + 0.0001) / 255)) / 2 with m = trunc(depth
+// * 255), capped at trunc(255 - limit * 50) and clamped to 0..255. A mismatching
+// destination is re-created and cleared.
+class TARVO_EXPORTS ipShadows : public ipCorePump {
+public:
+    ipShadows(float depth = 0.5f, float limit = 0.5f) : depth(depth), limit(limit) {}
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+
+    float depth;  // 0..1, how much dark values are lifted
+    float limit;  // 0..1, lowers the brightest output value by up to 50 levels
+};
+
+// Power-law tone curve normalised so that 255 stays 255 on bytes:
+// table[i] = trunc(i^gamma * 255 / 255^gamma) (gamma 0: a logarithmic curve).
+// Float and double images get pow(v, gamma) on the first cols elements of each
+// row (gamma 0: log(max(v, 1) / 256 + v)).
+class TARVO_EXPORTS GammaCorrection {
+public:
+    explicit GammaCorrection(double gamma = 0.5) : gamma(gamma < 0 ? -gamma : gamma) {}
+    virtual ~GammaCorrection() {}
+    // Stores |gamma|.
+    void setGamma(double g) { gamma = g < 0 ? -g : g; }
+    double getGamma() const { return gamma; }
+    // dst = the curve applied to src (dst may be src). A destination of another
+    // size or type is re-created and cleared first. Returns 0, or -1 for null
+    // or empty arguments and depths other than byte, float and double.
+    int process(const Mat* src, Mat* dst);
+
+    double gamma;
+};
+
 namespace ip {
 
 // RGB to byte-scale HSL (all 0..255, a full hue turn is 255), integer arithmetic.
@@ -171,6 +256,20 @@ TARVO_EXPORTS void histogramRoot(const Mat& src, Mat& dst);
 TARVO_EXPORTS void histogramStretch(const Mat& src, Mat& dst, int mode);
 // In-place form.
 TARVO_EXPORTS void histogramStretch(Mat& image, int mode);
+
+// dst = src through ipExposure (amount -100..100 is the useful range).
+TARVO_EXPORTS void exposure(const Mat& src, Mat& dst, int amount);
+// dst = src through ipLight; brightness -255..255, contrast in percent (-100..).
+TARVO_EXPORTS void light(const Mat& src, Mat& dst, int brightness, int contrast);
+// In-place form of light.
+TARVO_EXPORTS void light(Mat& image, int brightness, int contrast);
+// dst = src through ipLevel (low, high 0..255; mode 1 or 2).
+TARVO_EXPORTS void level(const Mat& src, Mat& dst, int low, int high, int mode);
+// dst = src through ipShadows (depth and limit 0..1).
+TARVO_EXPORTS void shadow(const Mat& src, Mat& dst, float depth, float limit);
+// dst = src through GammaCorrection with |gamma|; dst takes src's size and type
+// (cleared when new). Bad input leaves dst as it was.
+TARVO_EXPORTS void gamma(const Mat& src, Mat& dst, double gamma);
 
 }  // namespace ip
 }  // namespace tarvo
