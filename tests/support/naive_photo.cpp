@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "tarvo/colorspace.h"
+#include "tarvo/random.h"
 #include "tarvo/saturate.h"
 
 namespace tarvo {
@@ -113,6 +114,42 @@ Mat naiveGamma(const Mat& src, double gamma) {
         for (int x = 0; x < src.cols() * src.channels(); x++)
             out.data.ptr[y][x] =
                 (unsigned char)int(curve(src.data.ptr[y][x]) * (255.0 / curve(255)));
+    return out;
+}
+
+Mat naiveEdgeImage(const Mat& src, float gain) {
+    const int rows = src.rows(), cols = src.cols(), cn = src.channels();
+    auto sm = [&](int y, int x) {
+        if (y == 0 || y == rows - 1 || x == 0 || x == cols - 1) return 0;
+        return int(src.data.ptr[y][x * cn]);
+    };
+    Mat out(src);
+    int right = 0, below = 0, left = 0, above = 0;
+    for (int y = 0; y < rows; y++)
+        for (int x = 0; x < cols; x++) {
+            if (x + 1 < cols) right = sm(y, x + 1);
+            if (y + 1 < rows) below = sm(y + 1, x);
+            if (x > 0) left = sm(y, x - 1);
+            if (y > 0) above = sm(y - 1, x);
+            const int c = sm(y, x);
+            const int S = 3 * (std::abs(c - right) + std::abs(c - below) + std::abs(c - left) +
+                               std::abs(c - above));
+            const float m = std::fmin(float(S) * gain, 255.0f);
+            const int v = int(255.0f - m);
+            for (int k = 0; k < cn && k < 3; k++)
+                out.data.ptr[y][x * cn + k] = (unsigned char)clamp255(v);
+        }
+    return out;
+}
+
+Mat naiveNoise(const Mat& src, int amount, unsigned seed) {
+    detail::seedRandom(seed);
+    Mat out(src);
+    for (int y = 0; y < src.rows(); y++)
+        for (int x = 0; x < src.cols() * src.channels(); x++) {
+            const double t = amount * (detail::rand15() / 32767.0f - 0.5);
+            out.data.ptr[y][x] = (unsigned char)clamp255(src.data.ptr[y][x] + (long long)t);
+        }
     return out;
 }
 

@@ -28,5 +28,16 @@ Mat naiveShadow(const Mat& src, float depth, float limit);
 // Byte gamma: trunc(pow(v, g) * 255 / pow(255, g)) (g = 0: the log curve).
 Mat naiveGamma(const Mat& src, double gamma);
 
+// The outline image computed over the whole image at once, pixel by pixel in
+// row order with explicit carried neighbour values: smoothed value = first
+// byte, 0 on the outermost rows and columns; S = 3 * the summed absolute
+// differences to the four neighbours; out = trunc(255 - min(S * gain, 255))
+// clamped, in the first min(3, channels) bytes, further channels copied.
+Mat naiveEdgeImage(const Mat& src, float gain);
+
+// Noise after seeding rand15 with seed: each byte + trunc(amount * (r / 32767
+// - 0.5)), clamped, in row order.
+Mat naiveNoise(const Mat& src, int amount, unsigned seed);
+
 }  // namespace test
 }  // namespace tarvo

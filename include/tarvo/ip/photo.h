@@ -207,6 +207,103 @@ public:
     double gamma;
 };
 
+// ---------------------------------------------------------------- stylising operators
+//
+// Byte images of 1 to 4 channels. Where a pixel's colour is read, a grey
+// pixel stands for three equal values; channels past the third are copied from
+// the source. Other depths, null or empty sources are refused (false, nothing
+// written). A null destination means in place; a destination of another size,
+// depth or channel count is re-created and cleared first.
+
+// Lens-like remapping about the centre: mode 0 magnifies the middle, 1 shrinks
+// it, 2 twists by d / twist radians, 3 unrolls to polar coordinates, others
+// shift columns in 32-pixel bands. Pixels outside the circle, or mapped outside
+// the image, take the top left pixel. radius 0 becomes the half diagonal and
+// twist 0 becomes 1, both kept in the object.
+class TARVO_EXPORTS ipCircleTransform : public ipCorePump {
+public:
+    ipCircleTransform(int mode = 0, int radius = 0, float twist = 1.0f)
+        : mode(mode), radius(radius), twist(twist) {}
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+
+    int mode;
+    int radius;   // pixels; 0 for the half diagonal
+    float twist;  // pixels per radian of twist in mode 2; 0 for 1
+};
+
+// Pencil outline: 255 - min(S * amount / 50, 255), S the summed absolute
+// differences of each pixel's first byte to its four neighbours (the outermost
+// rows and columns read as 0), in three equal channels.
+class TARVO_EXPORTS ipSketch : public ipCorePump {
+public:
+    explicit ipSketch(int amount = 50) : amount(amount) {}
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+
+    int amount;  // line strength; 0 gives white, 50 is gain 1
+};
+
+// Outline with hand hatching: the outline of ipSketch (gain 1.2) mixed with
+// stroke patterns chosen by the grey level.
+class TARVO_EXPORTS ipRoughSketch : public ipCorePump {
+public:
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+};
+
+// Sepia: every pixel is tinted by its lightness and mixed into a running colour
+// that carries along the rows; the result always has three channels.
+class TARVO_EXPORTS ipVintage : public ipCorePump {
+public:
+    explicit ipVintage(int amount = 80) : amount(amount) {}
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+
+    int amount;  // percent, clamped to 0..100; 0 gives black, 100 the plain tint
+};
+
+// Few levels: each of the first three bytes of a pixel snaps to the nearer of
+// the two table entries around it (values above the last entry stay).
+class TARVO_EXPORTS ipPosterize : public ipCorePump {
+public:
+    // levels is limited to 2..256.
+    explicit ipPosterize(int levels = 4);
+    ipPosterize(const ipPosterize& other);
+    ipPosterize& operator=(const ipPosterize&) = delete;
+    ~ipPosterize() override;
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+
+    int levels;
+    unsigned char* table;  // levels entries, owned; null if allocation failed
+
+private:
+    int m_tableLevels;  // entries in table; process rebuilds it when levels changed
+};
+
+// Moves every pixel by a random offset of up to amount pixels in x and y (from
+// rand15, never seeded here); a pixel mapped outside keeps its own colour.
+class TARVO_EXPORTS ipJitter : public ipCorePump {
+public:
+    explicit ipJitter(int amount = 3) : amount(amount) {}
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+
+    int amount;  // pixels
+};
+
+// Adds uniform noise of +-amount/2 to every byte, clamped to 0..255; seeds the
+// generator through detail::seedFromClock on every call.
+class TARVO_EXPORTS ipNoise : public ipCorePump {
+public:
+    explicit ipNoise(int amount = 40) : amount(amount) {}
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+
+    int amount;  // peak-to-peak noise in levels
+};
+
 namespace ip {
 
 // RGB to byte-scale HSL (all 0..255, a full hue turn is 255), integer arithmetic.
@@ -270,6 +367,21 @@ TARVO_EXPORTS void shadow(const Mat& src, Mat& dst, float depth, float limit);
 // dst = src through GammaCorrection with |gamma|; dst takes src's size and type
 // (cleared when new). Bad input leaves dst as it was.
 TARVO_EXPORTS void gamma(const Mat& src, Mat& dst, double gamma);
+
+// dst = src through ipSketch (amount 0..100).
+TARVO_EXPORTS void sketch(const Mat& src, Mat& dst, int amount);
+// dst = src through ipRoughSketch.
+TARVO_EXPORTS void roughSketch(const Mat& src, Mat& dst);
+// dst = src through ipVintage (amount in percent).
+TARVO_EXPORTS void vintage(const Mat& src, Mat& dst, int amount);
+// dst = src through ipPosterize (levels 2..256).
+TARVO_EXPORTS void posterize(const Mat& src, Mat& dst, int levels);
+// dst = src through ipJitter (amount in pixels).
+TARVO_EXPORTS void jitter(const Mat& src, Mat& dst, int amount);
+// dst = src through ipNoise.
+TARVO_EXPORTS void noise(const Mat& src, Mat& dst, int amount);
+// dst = src through ipCircleTransform.
+TARVO_EXPORTS void circleTransform(const Mat& src, Mat& dst, int radius, float twist, int mode);
 
 }  // namespace ip
 }  // namespace tarvo
