@@ -231,6 +231,47 @@ TEST(Stylise, RandomOperators) {
     EXPECT_TRUE(test::matEqual(again, out));
 }
 
+TEST(Stylise, DenoiseAndBloom) {
+    const Mat flat(5, 5, MAT_Tuchar, Point4_<double>(90, 0, 0, 0));
+    Mat out;
+    ip::denoise(flat, out, 0.2f, 0);
+    for (int y = 0; y < 5; y++)
+        for (int x = 0; x < 5; x++) {
+            const bool inner = y >= 2 && y <= 3 && x >= 2 && x <= 3;
+            EXPECT_EQ(px(out, y, x), inner ? 100 : 90) << y << "," << x;
+        }
+    ip::denoise(flat, out, 0.2f, 7);
+    ASSERT_EQ(out.rows(), 5);
+    for (int v : bytes(out)) ASSERT_EQ(v, 0);
+    // Colour keeps its channels; the median removes an isolated spike.
+    Mat colour(6, 6, MAT_Tuchar3, Point4_<double>(10, 20, 30, 0));
+    colour.data.ptr[3][9] = 250;
+    ip::denoise(colour, out, 0.0f, 3);
+    EXPECT_EQ(out.channels(), 3);
+    EXPECT_EQ(px(out, 3, 3, 0), 10);
+    for (int method : {1, 2}) {
+        ip::denoise(colour, out, 0.0f, method);
+        EXPECT_EQ(out.channels(), 3);
+    }
+
+    ip::bloom(Mat(8, 8, MAT_Tuchar, Point4_<double>(100, 0, 0, 0)), out, 0.0f, 0.0f);
+    ASSERT_EQ(out.rows(), 8);
+    for (int v : bytes(out)) ASSERT_EQ(v, 140);
+    // Colour: the same on a flat grey, and an alpha channel passes through.
+    ip::bloom(Mat(8, 8, MAT_Tuchar4, Point4_<double>(100, 100, 100, 7)), out, 0.0f, 0.0f);
+    EXPECT_EQ(px(out, 4, 4, 0), 140);
+    EXPECT_EQ(px(out, 4, 4, 2), 140);
+    EXPECT_EQ(px(out, 4, 4, 3), 7);
+    // lift 1 raises every level by 78: 100 -> 178 -> 218 after the +40.
+    ip::bloom(Mat(8, 8, MAT_Tuchar, Point4_<double>(100, 0, 0, 0)), out, 1.0f, 0.0f);
+    EXPECT_EQ(px(out, 4, 4), 218);
+    Mat f = test::randomMat(3, 3, MAT_Tfloat, 1), untouched;
+    ip::bloom(f, untouched, 0.1f, 0.3f);
+    EXPECT_TRUE(untouched.empty());
+    ip::denoise(f, untouched, 0.1f, 0);
+    EXPECT_TRUE(untouched.empty());
+}
+
 TEST(Stylise, RefusalsAndPumps) {
     Unpin restore;
     Mat empty, f = test::randomMat(3, 3, MAT_Tfloat3, 1), five(3, 3, MAT_Tuchar + (4 << 3));

@@ -304,6 +304,22 @@ public:
     int amount;  // peak-to-peak noise in levels
 };
 
+// Smoothing with offset: methods 0 to 2 filter with a 3 x 3 box, a 3 x 3 and a
+// 5 x 5 binomial-like kernel plus trunc(strength * 50) (pixels whose window
+// crosses the edge keep their value), 3 takes the 3 x 3 median; any other
+// method gives zeros of the source's size and type.
+class TARVO_EXPORTS ipDenoise {
+public:
+    ipDenoise(float strength = 0.0f, int method = 0) : strength(strength), method(method) {}
+    virtual ~ipDenoise() {}
+    // dst (or src when dst is null) becomes the result with src's size and
+    // type. Refuses (false, nothing written) what ipSketch refuses.
+    bool process(Mat* src, Mat* dst);
+
+    float strength;  // brightness added, in fiftieths of a level per unit
+    int method;      // 0 box, 1 3 x 3 weighted, 2 5 x 5 weighted, 3 median
+};
+
 namespace ip {
 
 // RGB to byte-scale HSL (all 0..255, a full hue turn is 255), integer arithmetic.
@@ -382,6 +398,14 @@ TARVO_EXPORTS void jitter(const Mat& src, Mat& dst, int amount);
 TARVO_EXPORTS void noise(const Mat& src, Mat& dst, int amount);
 // dst = src through ipCircleTransform.
 TARVO_EXPORTS void circleTransform(const Mat& src, Mat& dst, int radius, float twist, int mode);
+
+// dst = src through ipDenoise.
+TARVO_EXPORTS void denoise(const Mat& src, Mat& dst, float strength, int method);
+// Glow: luminance raised by gain and lift (w = Y * gain + Y + lift * 0.2 / 0.65
+// * 255, above 255 gives 255), brightened by 40, luminance-stretched and
+// smoothed by a 3 x 3 box. dst takes src's size and type; byte images of 1, 3
+// or 4 channels (a fourth channel is copied), others leave dst untouched.
+TARVO_EXPORTS void bloom(const Mat& src, Mat& dst, float lift, float gain);
 
 }  // namespace ip
 }  // namespace tarvo
