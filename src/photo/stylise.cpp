@@ -54,12 +54,13 @@ bool ipVintage::process(Mat* src, Mat* dst) {
     const int rows = src->rows(), cols = src->cols(), cn = src->channels();
     Mat work(rows, cols, MAT_Tuchar3);
     if (work.empty()) return false;
+    // The lightness byte of ip::RGBtoHSL: (max + min + 1) * 255 / 510.
     auto lightness = [&](const unsigned char* p) {
         int r, g, b;
         rgbOf(p, cn, r, g, b);
-        unsigned char h, s, l;
-        ip::RGBtoHSL((unsigned char)r, (unsigned char)g, (unsigned char)b, h, s, l);
-        return l;
+        const int mx = r > g ? (r > b ? r : b) : (g > b ? g : b);
+        const int mn = r < g ? (r < b ? r : b) : (g < b ? g : b);
+        return (mx + mn + 1) * 255 / 510;
     };
     if (full) {
         // Nothing carries over: rows are independent.

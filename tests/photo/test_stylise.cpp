@@ -157,6 +157,20 @@ TEST(Stylise, VintageTint) {
     ip::vintage(two, out, 50);
     EXPECT_EQ(px(out, 0, 0), 73);
     EXPECT_EQ(px(out, 0, 1), 109);
+    // At 100 every pixel is the tint of its HSL lightness alone.
+    const Mat rnd = test::randomMat(9, 41, MAT_Tuchar3, 21);
+    Mat one(1, 1, MAT_Tuchar3), ref;
+    ip::vintage(rnd, out, 100);
+    for (int y = 0; y < 9; y++)
+        for (int x = 0; x < 41; x++) {
+            unsigned char h, s, l;
+            const unsigned char* q = rnd.data.ptr[y] + 3 * x;
+            ip::RGBtoHSL(q[0], q[1], q[2], h, s, l);
+            one = Point4_<double>(l, l, l, 0);
+            ip::vintage(one, ref, 100);
+            ASSERT_EQ(px(out, y, x, 0), px(ref, 0, 0, 0));
+            ASSERT_EQ(px(out, y, x, 2), px(ref, 0, 0, 2));
+        }
     // Grey in, three channels out, equal to the same grey given as colour.
     Mat grey = test::randomMat(17, 23, MAT_Tuchar, 8), colour, a, b;
     ColorSpace::GraytoRGB(grey, colour);
