@@ -64,6 +64,12 @@ void edgeStrip(const Mat& src, Mat& out, int s0, int h, int first, int last,
                                 diff(c[x], c[x + 1]);
                 d[x] = tone[sum];
             }
+        } else if (cn == 3) {
+            for (int x = 1; x < cols - 1; x++) {
+                const int sum = diff(c[x], a[x]) + diff(c[x], b[x]) + diff(c[x], c[x - 1]) +
+                                diff(c[x], c[x + 1]);
+                d[3 * x] = d[3 * x + 1] = d[3 * x + 2] = tone[sum];
+            }
         } else {
             for (int x = 1; x < cols - 1; x++)
                 put(x, diff(c[x], a[x]) + diff(c[x], b[x]) + diff(c[x], c[x - 1]) +
@@ -169,25 +175,39 @@ struct HatchColumns {
     }
 };
 
+// Row terms of the hatching indices: y mod n for the moduli in use.
+struct HatchRow {
+    int y, m12, m17, m18, m19, m21, m23, m25, m27, and15, band26;
+    explicit HatchRow(int y_)
+        : y(y_),
+          m12(y_ % 12),
+          m17(y_ % 17),
+          m18(y_ % 18),
+          m19(y_ % 19),
+          m21(y_ % 21),
+          m23(y_ % 23),
+          m25(y_ % 25),
+          m27(y_ % 27),
+          and15(y_ & 15),
+          band26((y_ / 26) * 13) {}
+};
+
 // The hatched grey t of level G at (x, y). Every index is non-negative
 // (26 (y / 26) <= y keeps the first one so), and is taken mod 40 last.
-inline int hatch(int G, int x, int y, const HatchColumns& c) {
-    const int* A = kHatchA;
-    const int* B = kHatchB;
-    auto a = [&](long long i) { return A[i % 40]; };
-    auto b = [&](long long i) { return B[i % 40]; };
-    if (G >= 211 && G <= 240) return G - 3 * a((x - (y / 26) * 13LL) * 2 + 23 + y);
-    if (G >= 181 && G <= 210) return G - b(y % 19 + c.d13[x] + 11LL);
-    if (G >= 161 && G <= 180) return G - b(y % 27 + c.m13[x] + 33LL) - a(y % 19 + c.m07[x] + 17LL);
-    if (G >= 141 && G <= 160) return G - a(y % 25 + c.m12[x] + 16LL) - b(y % 18 + c.d15[x] + 12LL);
-    if (G >= 121 && G <= 140) return G - b(y % 23 + c.m11[x] + 14LL) - a(y % 12 + c.m08[x] + 13LL);
-    if (G >= 101 && G <= 120)
-        return G - a(y % 19 + c.m11[x] + 23LL) - b((y & 15) + c.m09[x] + 25LL);
-    if (G >= 81 && G <= 100) return G - a(y % 17 + c.m12[x] + 13LL) - b((x >> 1) + y % 21 + 19LL);
-    if (G >= 61 && G <= 80) return G - b(y % 19 + c.m09[x] + 9LL);
-    if (G >= 41 && G <= 60) return G - 3 * a((y & 15) + (long long)c.m11[x]);
-    if (G >= 21 && G <= 40) return G - b(y % 23 + (long long)c.m08[x]);
-    return G - 4 * a(y % 27 + c.d15[x] + 15LL);
+inline int hatch(int G, int x, const HatchRow& r, const HatchColumns& c) {
+    auto a = [](long long i) { return kHatchA[i % 40]; };
+    auto b = [](long long i) { return kHatchB[i % 40]; };
+    if (G > 240 || G <= 20) return G - 4 * a(r.m27 + c.d15[x] + 15LL);
+    if (G >= 211) return G - 3 * a((x - (long long)r.band26) * 2 + 23 + r.y);
+    if (G >= 181) return G - b(r.m19 + c.d13[x] + 11LL);
+    if (G >= 161) return G - b(r.m27 + c.m13[x] + 33LL) - a(r.m19 + c.m07[x] + 17LL);
+    if (G >= 141) return G - a(r.m25 + c.m12[x] + 16LL) - b(r.m18 + c.d15[x] + 12LL);
+    if (G >= 121) return G - b(r.m23 + c.m11[x] + 14LL) - a(r.m12 + c.m08[x] + 13LL);
+    if (G >= 101) return G - a(r.m19 + c.m11[x] + 23LL) - b(r.and15 + c.m09[x] + 25LL);
+    if (G >= 81) return G - a(r.m17 + c.m12[x] + 13LL) - b((x >> 1) + r.m21 + 19LL);
+    if (G >= 61) return G - b(r.m19 + c.m09[x] + 9LL);
+    if (G >= 41) return G - 3 * a(r.and15 + (long long)c.m11[x]);
+    return G - b(r.m23 + (long long)c.m08[x]);
 }
 
 }  // namespace
@@ -206,19 +226,20 @@ bool ipRoughSketch::process(Mat* src, Mat* dst) {
         detail::photoEdgeImage(*src, E, 1.2f);
         const auto body = [&](int y0, int y1) {
             for (int y = y0; y < y1; y++) {
+                const HatchRow hr(y);
                 const unsigned char* g = gray.data.ptr[y];
                 unsigned char* e = E.data.ptr[y];
                 for (int x = 0; x < cols; x++, e += cn) {
-                    const int t = hatch(g[x], x, y, columns);
+                    const int t = hatch(g[x], x, hr, columns);
                     int ev = e[0];
                     if (ev < 60) ev = 200;
                     int q = truncInt(0.7 * ev + 0.8 * t);
                     q = q > 255 ? 255 : q < 0 ? 0 : q;
                     int out;
                     if (q >= 251)
-                        out = 255 - kHatchD[((x >> 1) + y % 23 + 3) % 40] / 5;
+                        out = 255 - kHatchD[((x >> 1) + hr.m23 + 3) % 40] / 5;
                     else if (q < 20)
-                        out = kHatchD[((x >> 1) + y % 27) % 40];
+                        out = kHatchD[((x >> 1) + hr.m27) % 40];
                     else
                         out = q;
                     for (int k = 0; k < use; k++) e[k] = (unsigned char)out;

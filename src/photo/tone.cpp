@@ -148,10 +148,12 @@ bool ipLevel::process(Mat* src, Mat* dst) {
         detail::photoLutRows(*src, *target, lut);
         return true;
     }
+    // Y, lo and hi are finite and range is not 0, so t is finite and, once
+    // clamped, converts directly (which keeps the loop free of branches).
     detail::histRemapLuma(*src, *target, [&](float y) {
         double t = (double(y) - lo) * span / range + base;
         t = t < 0.0 ? 0.0 : t > 255.0 ? 255.0 : t;
-        return float(truncInt(t) & 255);
+        return float(static_cast<int>(t));
     });
     return true;
 }
