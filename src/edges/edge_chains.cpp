@@ -1,5 +1,6 @@
 // Edge chains: 7-tap gradients, strength and angle, histogram cut,
 // non-maximum suppression, double thresholds and edge following.
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -7,6 +8,7 @@
 
 #include "tarvo/colorspace.h"
 #include "tarvo/ip/edges.h"
+#include "tarvo/parallel.h"
 
 #include "edges/edge_follow.h"
 
@@ -36,13 +38,24 @@ unsigned char clampPercent(int v) {
     return (unsigned char)(v < 0 ? 0 : v > 255 ? 255 : v);
 }
 
-// Frames of the edge following: one per pixel being followed. Kept per thread
-// between seeds of one extraction and released at its end.
+// Frames of the edge following: one per pixel being followed.
 struct FollowFrame {
     short x, y;
     unsigned char next, found, branched;
 };
-thread_local std::vector<FollowFrame> t_frames;
+
+// Runs fn(y0, y1) over row stripes of [0, rows) through parallel_for_; the
+// passes below write disjoint rows, so the result never depends on the split.
+template <typename F>
+void forRowStripes(int rows, long long work, const F& fn) {
+    struct Body : ParallelLoopBody {
+        explicit Body(const F& f) : fn(f) {}
+        void operator()(const Range& r) const override { fn(r.start, r.end); }
+        const F& fn;
+    } body(fn);
+    const double stripes = work < (1 << 16) ? 1.0 : double(rows < 64 ? rows : 64);
+    parallel_for_(Range(0, rows), body, stripes);
+}
 
 // Neighbour order of the edge following.
 constexpr int kFollowDx[8] = {1, 1, 1, 0, 0, -1, -1, -1};
@@ -174,7 +187,11 @@ int MCEdgeExtractor::fixedPointAngle(int gyIn, int gxIn) {
     if (i == 1 || i == 2 || i == 4 || i == 7) num = ~num;
     num *= 1024;
     const long long den = (large * 1024) | 1;
-    const long long t = num * 1048576 / den;
+    // |num| * 2^20 stays below 2^53, so the double quotient truncates to the
+    // exact integer quotient (a non-integer quotient is at least 1/den away
+    // from the next integer, more than the rounding error), at a fraction of
+    // the cost of a 64-bit division.
+    const long long t = (long long)(double(num * 1048576) / double(den));
     const long long u = 62560 - floorShift(16193 * (t < 0 ? -t : t), 20);
     const long long v = floorShift(u * t, 20);
     return int(floorShift(kBase[i] + v + 511, 10));
@@ -191,62 +208,127 @@ bool MCEdgeExtractor::GaussDiffFilter() {
         return false;
     }
     unsigned char** img = m_ppGrey;
+    short* sc = scratch.data();
+    const long long work = (long long)W * H;
+    // The loops run along rows, so the compiler turns them into vector code;
+    // every sum is an exact integer in any order. The shifts by 5 are
+    // arithmetic (floor) on the two's-complement targets we build for.
     // Smoothed along y, differenced along x.
-    for (int y = r; y < H - r; y++)
-        for (int x = 0; x < W; x++) {
-            int sum = 0;
-            for (int k = 0; k < 7; k++) sum += img[y - r + k][x] * S[k];
-            scratch[size_t(y) * W + x] = (short)sum;
+    forRowStripes(H, work, [&](int y0, int y1) {
+        for (int y = y0 < r ? r : y0; y < y1 && y < H - r; y++) {
+            short* out = sc + size_t(y) * W;
+            for (int x = 0; x < W; x++) {
+                int sum = 0;
+                for (int k = 0; k < 7; k++) sum += img[y - r + k][x] * S[k];
+                out[x] = (short)sum;
+            }
         }
-    for (int y = 0; y < H; y++) {
-        const short* row = &scratch[size_t(y) * W];
-        for (int x = r; x < W - r; x++) {
-            int sum = 0;
-            for (int k = 0; k < 7; k++) sum += row[x - r + k] * D[k];
-            m_pGrdX[size_t(y) * W + x] = (short)floorShift(sum, 5);
+    });
+    forRowStripes(H, work, [&](int y0, int y1) {
+        for (int y = y0; y < y1; y++) {
+            const short* row = sc + size_t(y) * W;
+            short* out = m_pGrdX + size_t(y) * W;
+            for (int x = r; x < W - r; x++) {
+                int sum = 0;
+                for (int k = 0; k < 7; k++) sum += row[x - r + k] * D[k];
+                out[x] = (short)(sum >> 5);
+            }
         }
-    }
-    // Smoothed along x, differenced along y.
+    });
+    // Smoothed along x, differenced along y. The scratch is cleared first:
+    // its border columns must read 0, not the first pass's values.
     std::fill(scratch.begin(), scratch.end(), short(0));
-    for (int y = 0; y < H; y++)
-        for (int x = r; x < W - r; x++) {
-            int sum = 0;
-            for (int k = 0; k < 7; k++) sum += img[y][x - r + k] * S[k];
-            scratch[size_t(y) * W + x] = (short)sum;
+    forRowStripes(H, work, [&](int y0, int y1) {
+        for (int y = y0; y < y1; y++) {
+            const unsigned char* in = img[y];
+            short* out = sc + size_t(y) * W;
+            for (int x = r; x < W - r; x++) {
+                int sum = 0;
+                for (int k = 0; k < 7; k++) sum += in[x - r + k] * S[k];
+                out[x] = (short)sum;
+            }
         }
-    for (int y = r; y < H - r; y++)
-        for (int x = 0; x < W; x++) {
-            int sum = 0;
-            for (int k = 0; k < 7; k++) sum += scratch[size_t(y - r + k) * W + x] * D[k];
-            m_pGrdY[size_t(y) * W + x] = (short)floorShift(sum, 5);
+    });
+    forRowStripes(H, work, [&](int y0, int y1) {
+        for (int y = y0 < r ? r : y0; y < y1 && y < H - r; y++) {
+            short* out = m_pGrdY + size_t(y) * W;
+            for (int x = 0; x < W; x++) {
+                int sum = 0;
+                for (int k = 0; k < 7; k++) sum += sc[size_t(y - r + k) * W + x] * D[k];
+                out[x] = (short)(sum >> 5);
+            }
         }
+    });
     return true;
 }
 
 // Strength, orientation and the 8-bit strength; returns the cut k (0..128), or -1.
+// Rows run in stripes, each with its own maximum, count and histogram; the
+// integer totals do not depend on how the rows were split.
 int MCEdgeExtractor::ComputeEdgeStrength() {
-    const size_t n = size_t(m_nWidth) * m_nHeight;
+    const int W = m_nWidth, H = m_nHeight;
+    const size_t n = size_t(W) * H;
     m_pEdgeStrength = new (std::nothrow) short[n];
     m_pEdgeOrient = new (std::nothrow) short[n];
     if (!m_pEdgeStrength || !m_pEdgeOrient || !m_pStrength8) return -1;
+    const int nStripes = H < 16 ? H : 16;
+    struct StripeStats {
+        int maxS = 1;
+        long long nz = 0;
+        long long hist[128] = {};
+    };
+    std::vector<StripeStats> stats(static_cast<size_t>(nStripes));
+    auto stripeRows = [&](int i, int& y0, int& y1) {
+        y0 = int((long long)H * i / nStripes);
+        y1 = int((long long)H * (i + 1) / nStripes);
+    };
+    const long long work = (long long)W * H;
+    forRowStripes(nStripes, work, [&](int i0, int i1) {
+        for (int i = i0; i < i1; i++) {
+            int y0, y1;
+            stripeRows(i, y0, y1);
+            StripeStats& st = stats[size_t(i)];
+            for (size_t p = size_t(y0) * W; p < size_t(y1) * W; p++) {
+                const int gx = m_pGrdX[p], gy = m_pGrdY[p];
+                int angle = fixedPointAngle(gy, gx);
+                if (angle > 180) angle -= 180;
+                m_pEdgeOrient[p] = (short)angle;
+                const int v = (gx < 0 ? -gx : gx) + (gy < 0 ? -gy : gy);
+                m_pEdgeStrength[p] = (short)v;
+                st.nz += v >= 1;
+                if (v > st.maxS) st.maxS = v;
+            }
+        }
+    });
     int maxS = 1;
     long long nz = 0;
-    for (size_t i = 0; i < n; i++) {
-        const int gx = m_pGrdX[i], gy = m_pGrdY[i];
-        int angle = fixedPointAngle(gy, gx);
-        if (angle > 180) angle -= 180;
-        m_pEdgeOrient[i] = (short)angle;
-        const int s = (gx < 0 ? -gx : gx) + (gy < 0 ? -gy : gy);
-        m_pEdgeStrength[i] = (short)s;
-        if (s >= 1) nz++;
-        if (s > maxS) maxS = s;
+    for (const StripeStats& st : stats) {
+        maxS = st.maxS > maxS ? st.maxS : maxS;
+        nz += st.nz;
     }
+    // s * 127 / maxS for every strength up to the maximum, once.
+    std::vector<unsigned char> scaled;
+    try {
+        scaled.resize(size_t(maxS) + 1);
+    } catch (...) {
+        return -1;
+    }
+    for (int v = 0; v <= maxS; v++) scaled[size_t(v)] = (unsigned char)(v * 127 / maxS);
+    forRowStripes(nStripes, work, [&](int i0, int i1) {
+        for (int i = i0; i < i1; i++) {
+            int y0, y1;
+            stripeRows(i, y0, y1);
+            StripeStats& st = stats[size_t(i)];
+            for (size_t p = size_t(y0) * W; p < size_t(y1) * W; p++) {
+                const int s8 = scaled[size_t(m_pEdgeStrength[p])];
+                m_pStrength8[p] = (unsigned char)s8;
+                st.hist[s8]++;
+            }
+        }
+    });
     long long hist[128] = {};
-    for (size_t i = 0; i < n; i++) {
-        const int s8 = m_pEdgeStrength[i] * 127 / maxS;
-        m_pStrength8[i] = (unsigned char)s8;
-        hist[s8]++;
-    }
+    for (const StripeStats& st : stats)
+        for (int b = 0; b < 128; b++) hist[b] += st.hist[b];
     int k = 0;
     if (nz > 0) {
         long long sum = hist[0];
@@ -265,45 +347,53 @@ void MCEdgeExtractor::ProcNonMaxSuppress(int k, unsigned char* o) {
     std::memset(o, 0, size_t(W) * H);
     for (int x = 0; x < W; x++) s[x] = s[size_t(H - 1) * W + x] = 0;
     for (int y = 0; y < H; y++) s[size_t(y) * W] = s[size_t(y) * W + W - 1] = 0;
-    for (int y = 1; y < H - 1; y++)
-        for (int x = 1; x < W - 1; x++) {
-            const size_t i = size_t(y) * W + x;
-            const int c = s[i];
-            if (c == 0 || c <= k) continue;
-            const int gx = m_pGrdX[i], gy = m_pGrdY[i];
-            const int ax = gx < 0 ? -gx : gx, ay = gy < 0 ? -gy : gy;
-            const bool sameSign = (gx >= 0) == (gy >= 0);
-            auto at = [&](int dy, int dx) { return int(s[i + ptrdiff_t(dy) * W + dx]); };
-            int w, p, q;
-            if (sameSign && ax >= ay) {
-                w = gy * 1024 / gx;
-                p = at(0, 1) * (1024 - w) + at(1, 1) * w;
-                q = at(0, -1) * (1024 - w) + at(-1, -1) * w;
-            } else if (sameSign) {
-                w = gx * 1024 / gy;
-                p = at(1, 0) * (1024 - w) + at(1, 1) * w;
-                q = at(-1, 0) * (1024 - w) + at(-1, -1) * w;
-            } else if (ax < ay) {
-                w = -gx * 1024 / gy;
-                p = at(1, 0) * (1024 - w) + at(1, -1) * w;
-                q = at(-1, 0) * (1024 - w) + at(-1, 1) * w;
-            } else {
-                w = -gy * 1024 / gx;
-                p = at(0, -1) * (1024 - w) + at(1, -1) * w;
-                q = at(0, 1) * (1024 - w) + at(-1, 1) * w;
+    forRowStripes(H, (long long)W * H, [&](int ya, int yb) {
+        for (int y = ya < 1 ? 1 : ya; y < yb && y < H - 1; y++)
+            for (int x = 1; x < W - 1; x++) {
+                const size_t i = size_t(y) * W + x;
+                const int c = s[i];
+                if (c == 0 || c <= k) continue;
+                const int gx = m_pGrdX[i], gy = m_pGrdY[i];
+                const int ax = gx < 0 ? -gx : gx, ay = gy < 0 ? -gy : gy;
+                const bool sameSign = (gx >= 0) == (gy >= 0);
+                auto at = [&](int dy, int dx) { return int(s[i + ptrdiff_t(dy) * W + dx]); };
+                // |numerator| < 2^24: the float quotient truncates exactly.
+                auto ratio = [](int a, int b) { return int(float(a) / float(b)); };
+                int w, p, q;
+                if (sameSign && ax >= ay) {
+                    w = ratio(gy * 1024, gx);
+                    p = at(0, 1) * (1024 - w) + at(1, 1) * w;
+                    q = at(0, -1) * (1024 - w) + at(-1, -1) * w;
+                } else if (sameSign) {
+                    w = ratio(gx * 1024, gy);
+                    p = at(1, 0) * (1024 - w) + at(1, 1) * w;
+                    q = at(-1, 0) * (1024 - w) + at(-1, -1) * w;
+                } else if (ax < ay) {
+                    w = ratio(-gx * 1024, gy);
+                    p = at(1, 0) * (1024 - w) + at(1, -1) * w;
+                    q = at(-1, 0) * (1024 - w) + at(-1, 1) * w;
+                } else {
+                    w = ratio(-gy * 1024, gx);
+                    p = at(0, -1) * (1024 - w) + at(1, -1) * w;
+                    q = at(0, 1) * (1024 - w) + at(-1, 1) * w;
+                }
+                if (p < c * 1024 && q <= c * 1024) o[i] = (unsigned char)c;
             }
-            if (p < c * 1024 && q <= c * 1024) o[i] = (unsigned char)c;
-        }
+    });
 }
 
 void MCEdgeExtractor::HysteresisTr(const unsigned char* o) {
     const int W = m_nWidth, H = m_nHeight;
     const int hi = m_nHigh * 128 / 100, lo = m_nLow * 128 / 100;
     const size_t n = size_t(W) * H;
-    auto limit = [](int v) { return (signed char)(v < 0 ? 0 : v > 127 ? 127 : v); };
+    // Local pointers: byte stores may alias anything, so going through the
+    // members would reload them on every pixel and block vector code.
+    signed char* strong = m_pStrong;
+    signed char* weak = m_pWeak;
     for (size_t i = 0; i < n; i++) {
-        m_pStrong[i] = limit(o[i] - hi + 1);
-        m_pWeak[i] = limit(o[i] - lo + 1);
+        const int v = o[i];
+        strong[i] = (signed char)std::min(std::max(v - hi + 1, 0), 127);
+        weak[i] = (signed char)std::min(std::max(v - lo + 1, 0), 127);
     }
     // With a threshold of 0 the frame would count as edge; the following
     // relies on a clear frame to stay inside the image.
@@ -347,13 +437,14 @@ namespace {
 class ChainFollower {
 public:
     ChainFollower(const signed char* weak, unsigned char** edgeMap, int width, unsigned char& label,
-                  MCEdgeList& list, short* stack)
+                  MCEdgeList& list, short* stack, std::vector<FollowFrame>& frames)
         : m_weak(weak),
           m_map(edgeMap),
           m_width(width),
           m_label(label),
           m_list(list),
-          m_stack(stack) {}
+          m_stack(stack),
+          m_frames(frames) {}
 
     // Rewinds the point stack by the chain, adds the chain and advances the label.
     void flush() {
@@ -367,7 +458,7 @@ public:
     // pushes and flushes in the order of the recursive description, so a
     // chain of any length costs no call depth. The seed itself is not marked.
     void follow(int x0, int y0) {
-        std::vector<FollowFrame>& frames = t_frames;
+        std::vector<FollowFrame>& frames = m_frames;
         frames.clear();
         frames.push_back(FollowFrame{(short)x0, (short)y0, 0, 0, 0});
         while (!frames.empty()) {
@@ -405,6 +496,7 @@ private:
     unsigned char& m_label;
     MCEdgeList& m_list;
     short* m_stack;
+    std::vector<FollowFrame>& m_frames;
     int m_points = 0;
 };
 
@@ -417,8 +509,9 @@ bool followEdgeChains(const signed char* strong, const signed char* weak, unsign
     short* stack = new (std::nothrow) short[(size_t(width) * height + 1) * 2];
     if (!stack) return false;
     bool ok = true;
+    std::vector<FollowFrame> frames;
     try {
-        ChainFollower f(weak, edgeMap, width, label, list, stack);
+        ChainFollower f(weak, edgeMap, width, label, list, stack, frames);
         for (int y = 0; y < height; y++)
             for (int x = 0; x < width; x++) {
                 if (edgeMap[y][x] != 0 || strong[size_t(y) * width + x] <= 0) continue;
@@ -429,8 +522,6 @@ bool followEdgeChains(const signed char* strong, const signed char* weak, unsign
     } catch (...) {
         ok = false;
     }
-    t_frames.clear();
-    t_frames.shrink_to_fit();
     delete[] stack;
     return ok;
 }

@@ -11,6 +11,7 @@
 #include "support/naive_hough.h"
 #include "support/test_util.h"
 #include "tarvo/ip/edges.h"
+#include "tarvo/parallel.h"
 
 using namespace tarvo;
 
@@ -127,6 +128,19 @@ TEST(EdgeChains, FixedPointAngle) {
     EXPECT_EQ(MCEdgeExtractor::fixedPointAngle(1, -1), 121);
     EXPECT_EQ(MCEdgeExtractor::fixedPointAngle(0, -100), 180);
     EXPECT_EQ(MCEdgeExtractor::fixedPointAngle(0, 0), 0);
+    // The fast quotient equals the 64-bit division on every gradient pair the
+    // filters can produce (|g| <= 5100); the sanitizer build samples the grid.
+#ifdef NDEBUG
+    const int step = 1;
+#else
+    const int step = 13;
+#endif
+    long long mismatches = 0;
+    for (int gy = -5100; gy <= 5100; gy += step)
+        for (int gx = -5100; gx <= 5100; gx++)
+            mismatches +=
+                MCEdgeExtractor::fixedPointAngle(gy, gx) != test::fixedPointAngleDivision(gy, gx);
+    EXPECT_EQ(mismatches, 0);
     // The polynomial stays within two degrees of the true angle.
     for (int gy = -300; gy <= 300; gy += 37)
         for (int gx = -300; gx <= 300; gx += 41) {
@@ -138,6 +152,35 @@ TEST(EdgeChains, FixedPointAngle) {
             if (diff > 180) diff = 360 - diff;
             EXPECT_LE(diff, 2.0) << gx << "," << gy;
         }
+}
+
+TEST(EdgeChains, ThreadedRunsEqualSerialOnes) {
+    Mat img = test::randomMat(301, 517, MAT_Tuchar, 9);
+    Mat smooth;
+    for (int y = 0; y < img.rows(); y++)  // blocky structure so that chains form
+        for (int x = 0; x < img.cols(); x++)
+            img.ptr<unsigned char>(y)[x] =
+                (unsigned char)((x / 23 + y / 17) % 3 * 80 + (img.ptr<unsigned char>(y)[x] & 15));
+    std::vector<unsigned char*> rows = rowsOf(img);
+    auto run = [&](int threads, std::vector<short>& pts, std::vector<short>& orient,
+                   std::vector<unsigned char>& s8) {
+        setNumThreads(threads);
+        MCEdgeExtractor ex(rows.data(), (unsigned short)img.cols(), (unsigned short)img.rows());
+        ASSERT_EQ(ex.GetEdgeData(), 0);
+        for (const _tagEdge* e = ex.GetEdgeList()->getFirstEdge(); e; e = e->next)
+            pts.insert(pts.end(), e->points, e->points + 2 * e->count);
+        const size_t n = size_t(img.rows()) * img.cols();
+        orient.assign(ex.GetEdgeOrient(), ex.GetEdgeOrient() + n);
+        s8.assign(ex.GetStrength8(), ex.GetStrength8() + n);
+    };
+    std::vector<short> p1, o1, p2, o2;
+    std::vector<unsigned char> s1, s2;
+    run(1, p1, o1, s1);
+    run(0, p2, o2, s2);
+    EXPECT_GT(p1.size(), 1000u);
+    EXPECT_EQ(p1, p2);
+    EXPECT_EQ(o1, o2);
+    EXPECT_EQ(s1, s2);
 }
 
 TEST(EdgeChains, ExplicitFollowingEqualsRecursion) {

@@ -66,6 +66,24 @@ std::vector<std::vector<short>> followChainsRecursive(const signed char* strong,
     return r.chains;
 }
 
+int fixedPointAngleDivision(int gyIn, int gxIn) {
+    static const long long kBase[8] = {-144, 92304, 184464, 92016, 368784, 276336, 184176, 276624};
+    auto floorShift = [](long long v, int sh) { return v >= 0 ? v >> sh : ~((~v) >> sh); };
+    long long gy = gyIn;
+    const long long gx = gxIn;
+    if (gx == 0 && gy < 1024) gy *= 1024;
+    const long long a = gx < 0 ? -gx : gx, b = gy < 0 ? -gy : gy;
+    const bool steep = b > a;
+    const int i = (a == 0 && b == 0) ? 0 : int(((gx < 0) + 2 * (gy < 0)) * 2 + steep);
+    const long long small = steep ? a : b, large = steep ? b : a;
+    long long num = small;
+    if (i == 1 || i == 2 || i == 4 || i == 7) num = ~num;
+    num *= 1024;
+    const long long t = num * 1048576 / ((large * 1024) | 1);
+    const long long u = 62560 - floorShift(16193 * (t < 0 ? -t : t), 20);
+    return int(floorShift(kBase[i] + floorShift(u * t, 20) + 511, 10));
+}
+
 void houghCircleDirect(const Mat& image, Point2_<int>& center, int& radius) {
     const Point2_<int> given = center;
     const int givenR = radius;

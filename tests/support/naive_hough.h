@@ -15,6 +15,9 @@ std::vector<std::vector<short>> followChainsRecursive(const signed char* strong,
                                                       std::vector<unsigned char>& edgeMap,
                                                       int width, int height);
 
+// The polynomial angle with the plain 64-bit integer division.
+int fixedPointAngleDivision(int gy, int gx);
+
 // The darkest disc by direct loops over every pixel of every disc.
 void houghCircleDirect(const Mat& image, Point2_<int>& center, int& radius);
 
