@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tarvo/ip/edges.h"
+#include "tarvo/parallel.h"
 #include "tarvo/random.h"
 #include "tarvo/saturate.h"
 #include "tarvo/tarvoutil.h"
@@ -109,16 +110,71 @@ bool ipHoughLines::process(Mat* image) {
         tabCos[size_t(n)] = std::cos(ang) / m_fRho;
         ang += m_fTheta;
     }
-    for (int y = 0; y < rows; y++) {
-        const unsigned char* p = image->ptr<unsigned char>(y);
-        for (int x = 0; x < cols; x++) {
-            if (p[x] != 0) continue;
-            for (int n = 0; n < a; n++) {
-                const int d = truncInt(tabCos[size_t(n)] * float(x) + tabSin[size_t(n)] * float(y));
-                const long long cell = (long long)(n + 1) * stride + d + 1;
-                if (cell >= -stride && cell < total) acc[cell]++;
+    std::vector<Point2_<int>> points;
+    try {
+        for (int y = 0; y < rows; y++) {
+            const unsigned char* p = image->ptr<unsigned char>(y);
+            for (int x = 0; x < cols; x++)
+                if (p[x] == 0) points.push_back(Point2_<int>(x, y));
+        }
+    } catch (...) {
+        return false;
+    }
+    // Bands of angles vote in parallel, each into its own slice covering its
+    // rows and the row before (where negative distances fall); the slices are
+    // then added in band order. Integer sums: the same for any split.
+    const int bands = a < 16 ? (a > 0 ? a : 1) : 16;
+    std::vector<std::vector<int>> slices(static_cast<size_t>(bands));
+    struct VoteBody : ParallelLoopBody {
+        void operator()(const Range& range) const override {
+            for (int b = range.start; b < range.end; b++) {
+                const int n0 = int((long long)a * b / bands),
+                          n1 = int((long long)a * (b + 1) / bands);
+                std::vector<int>& slice = (*slices)[size_t(b)];
+                // Rows n0 .. n1 of the accumulator.
+                try {
+                    slice.assign(size_t(n1 - n0 + 1) * size_t(stride), 0);
+                } catch (...) {
+                    *failed = true;
+                    continue;
+                }
+                int* base = slice.data() - (long long)n0 * stride;
+                const long long lo = (long long)n0 * stride, hi = (long long)(n1 + 1) * stride;
+                for (const Point2_<int>& pt : *points) {
+                    const float fx = float(pt.x), fy = float(pt.y);
+                    for (int n = n0; n < n1; n++) {
+                        // |d| stays below the accumulator's width, so the cast is defined.
+                        const int d = int(cosTab[n] * fx + sinTab[n] * fy);
+                        const long long cell = (long long)(n + 1) * stride + d + 1;
+                        if (cell >= lo && cell < hi) base[cell]++;
+                    }
+                }
             }
         }
+        int a = 0, bands = 0, stride = 0;
+        const float* cosTab = nullptr;
+        const float* sinTab = nullptr;
+        const std::vector<Point2_<int>>* points = nullptr;
+        std::vector<std::vector<int>>* slices = nullptr;
+        bool* failed = nullptr;
+    } vote;
+    bool failed = false;
+    vote.failed = &failed;
+    vote.a = a;
+    vote.bands = bands;
+    vote.stride = stride;
+    vote.cosTab = tabCos.data();
+    vote.sinTab = tabSin.data();
+    vote.points = &points;
+    vote.slices = &slices;
+    parallel_for_(Range(0, bands), vote,
+                  (long long)points.size() * a < (1 << 18) ? 1.0 : double(bands));
+    if (failed) return false;
+    for (int b = 0; b < bands; b++) {
+        const int n0 = int((long long)a * b / bands);
+        const std::vector<int>& slice = slices[size_t(b)];
+        int* dstRow = acc + (long long)n0 * stride;
+        for (size_t i = 0; i < slice.size(); i++) dstRow[i] += slice[i];
     }
     // Votes are cut to the byte range before any threshold test.
     for (long long i = 0; i < total; i++)

@@ -7,6 +7,7 @@
 #include "support/naive_hough.h"
 #include "support/test_util.h"
 #include "tarvo/ip/edges.h"
+#include "tarvo/parallel.h"
 #include "tarvo/random.h"
 
 using namespace tarvo;
@@ -45,6 +46,23 @@ TEST(HoughStd, VerticalRunGivesItsEnds) {
     EXPECT_TRUE(h.draw(&canvas));
     EXPECT_EQ(canvas.ptr<unsigned char>(19)[5], 255);  // from (5, 19) to (0, 0)
     EXPECT_EQ(canvas.ptr<unsigned char>(0)[0], 255);
+}
+
+TEST(HoughStd, ThreadedVotesEqualSerialOnes) {
+    Mat img = test::randomMat(120, 160, MAT_Tuchar, 3);
+    for (int y = 0; y < img.rows(); y++)
+        for (int x = 0; x < img.cols(); x++) {
+            unsigned char& v = img.ptr<unsigned char>(y)[x];
+            v = (v < 20 || (x + 2 * y) % 37 == 0 || x == 77) ? 0 : 255;
+        }
+    PointArray serial, threaded;
+    setNumThreads(1);
+    ip::houghLinesStd(img, serial, 1.0f, 3.14159265f / 180, 40, 30);
+    setNumThreads(0);
+    ip::houghLinesStd(img, threaded, 1.0f, 3.14159265f / 180, 40, 30);
+    ASSERT_GT(serial.getSize(), 4);
+    ASSERT_EQ(serial.getSize(), threaded.getSize());
+    for (int i = 0; i < serial.getSize(); i++) EXPECT_EQ(serial[i], threaded[i]);
 }
 
 TEST(HoughStd, RefusalsAndEmptyResults) {
