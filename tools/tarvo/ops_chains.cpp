@@ -82,7 +82,7 @@ void runEdgeChains(const Mat& in, Mat& out, const Args& a) {
 
 void drawSegments(const PointArray& lines, Mat& out) {
     for (int i = 0; i + 1 < lines.getSize(); i += 2)
-        out.drawLine(lines[i], lines[i + 1], Point4_<unsigned char>(255, 40, 40, 0), 2);
+        out.drawLine(lines[i], lines[i + 1], Point4_<unsigned char>(80, 255, 60, 0), 2);
 }
 
 void runHoughLines(const Mat& in, Mat& out, const Args& a) {
@@ -121,7 +121,7 @@ void runHoughCircle(const Mat& in, Mat& out, const Args& a) {
             pts[k] = Point2_<int>(c.x + int(std::lround(r * std::cos(t))),
                                   c.y + int(std::lround(r * std::sin(t))));
         }
-        canvas.drawPolygon(pts, 72, Point4_<unsigned char>(255, 40, 40, 0), 2);
+        canvas.drawPolygon(pts, 72, Point4_<unsigned char>(80, 255, 60, 0), 2);
     }
     out = canvas;
 }
@@ -133,7 +133,8 @@ const Operation kRows[] = {
      {},
      runNMS,
      nullptr,
-     "nms photo.png gradients.png"},
+     "nms photo.png gradients.png",
+     kGrey | kColour | kAlpha},
     {"edge-chains",
      "Connected edge chains of the grey picture, white on black",
      {{"min-length", "draw only chains longer than this many points", 10, 0, 1e6, true},
@@ -146,14 +147,14 @@ const Operation kRows[] = {
      "edge-chains --min-length 20 photo.png chains.png"},
     {"hough-lines",
      "Straight lines found by voting over the Canny edges (smoothed, sigma 1.5, 40/120), drawn "
-     "in red",
+     "in green",
      {{"threshold", "votes a line needs (counted up to 255)", 100, 0, 255, true},
       {"lines", "most lines drawn, strongest first", 20, 0, 10000, true}},
      runHoughLines,
      nullptr,
      "hough-lines --threshold 80 --lines 10 photo.png lines.png"},
     {"hough-segments",
-     "Line segments found by randomised voting over the Canny edges, drawn in red",
+     "Line segments found by randomised voting over the Canny edges, drawn in green",
      {{"threshold", "votes a segment's line needs", 50, 1, 1e6, true},
       {"length", "shortest segment, in pixels along x or y", 30, 0, 1e6, true},
       {"gap", "longest gap bridged inside a segment, in pixels", 5, 0, 1e6, true},
@@ -162,7 +163,7 @@ const Operation kRows[] = {
      nullptr,
      "hough-segments --threshold 40 --length 25 --gap 4 --seed 7 photo.png segments.png"},
     {"hough-circle",
-     "The darkest disc whose centre pixel is dark (below 101), drawn in red",
+     "The darkest disc whose centre pixel is dark (below 101), drawn in green",
      {{"radius", "radius to try in pixels, searched up to a third larger; -1 for width / 8", -1, -1,
        1e6, true}},
      runHoughCircle,
@@ -173,8 +174,8 @@ const Operation kRows[] = {
 const DemoStep kDemo[] = {
     {"edge-chains.png", "edge chains longer than 20 points", "", "edge-chains", "--min-length 20",
      470},
-    {"hough-lines.png", "the strongest straight lines of the Canny edges", "", "hough-lines",
-     "--threshold 90 --lines 12", 471},
+    {"hough-segments.png", "straight pieces of the Canny edges, found by randomised voting", "",
+     "hough-segments", "--threshold 20 --length 15 --gap 3 --seed 1", 471},
 };
 
 }  // namespace
