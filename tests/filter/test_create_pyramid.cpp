@@ -115,7 +115,8 @@ TEST(MatPtrList, CopiesOwnTheirFramesAndReleaseDeletes) {
     EXPECT_EQ(a.count(), 0);
     EXPECT_EQ(b[0]->ptr<float>(0)[0], 7.0f);
     a = b;
-    a = a;  // self-assignment keeps the frames
+    MatPtrList& alias = a;
+    a = alias;  // self-assignment keeps the frames
     ASSERT_EQ(a.count(), 2);
     EXPECT_EQ(a[0]->ptr<float>(0)[1], 7.0f);
 }
