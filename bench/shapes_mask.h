@@ -7,6 +7,7 @@
 
 #include "tarvo/mat.h"
 
+namespace tarvo {
 namespace bench {
 
 inline tarvo::Mat shapesDiscMask(int rows = 1080, int cols = 1920, int discs = 400,
@@ -35,3 +36,4 @@ inline tarvo::Mat shapesDiscMask(int rows = 1080, int cols = 1920, int discs = 4
 }
 
 }  // namespace bench
+}  // namespace tarvo
