@@ -83,7 +83,7 @@ Point2_<int> step(Point2_<int> pt, int s) {
 
 // Writers of the tracers: fixed-size copies instead of writeSeqElem's loop.
 inline void putPoint(SeqWriter* w, const Point2_<int>& pt) {
-    if (w->ptr + sizeof(pt) > w->block_max && !createSeqBlock(w)) return;
+    if ((size_t)(w->block_max - w->ptr) < sizeof(pt) && !createSeqBlock(w)) return;
     std::memcpy(w->ptr, &pt, sizeof(pt));
     w->ptr += sizeof(pt);
 }
