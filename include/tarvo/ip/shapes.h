@@ -157,9 +157,10 @@ TARVO_EXPORTS int approxPolyDP(const Point2_<int>* src, int count, Point2_<int>*
                                double eps, AutoBuffer<Range, 520>* stack);
 
 // Convex hull of points (sorted in place by x), appended to hull, never
-// cleared: clockwise set lists it from the leftmost point over the top side
-// (screen coordinates, y down), clear over the bottom side. Points sharing an x
-// are ordered by a comparison of mixed coordinates. Empty points append nothing.
+// cleared. clockwise set: from the leftmost point along the side of larger y;
+// clear: the other way round, from the rightmost point along the side of larger
+// y. Points sharing an x are ordered by a comparison of mixed coordinates.
+// Empty points append nothing.
 TARVO_EXPORTS void convexHull(PointArray& points, PointArray& hull, bool clockwise);
 // Smallest-area rotated rectangle around points (sorted in place), by rotating
 // calipers on their hull; angle in degrees. Empty input gives all zero.
