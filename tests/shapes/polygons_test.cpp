@@ -394,3 +394,43 @@ TEST(Peaks, PlateausAndSharpness) {
 }
 
 }  // namespace
+
+namespace {
+
+// A square, a triangle and a disc, thresholded, traced and simplified: 4, 3
+// and many vertices.
+TEST(WholeRequest, SquareTriangleDisc) {
+    using namespace tarvo;
+    Mat img(160, 300, MAT_Tuchar, Point4_<double>(30.0));
+    for (int y = 0; y < 160; y++)
+        for (int x = 0; x < 300; x++) {
+            unsigned char& p = img.ptr<unsigned char>(y)[x];
+            if (x >= 20 && x < 80 && y >= 40 && y < 100) p = 220;                  // square
+            if (y >= 30 && y < 130 && std::abs(x - 150) * 2 <= (y - 30)) p = 200;  // triangle
+            if ((x - 240) * (x - 240) + (y - 80) * (y - 80) <= 35 * 35) p = 180;   // disc
+        }
+    auto vertexCounts = [](const Mat& binary, std::vector<int>& counts) {
+        Matrix<Point2_<int>, const Point2_<int>&> contours;
+        ip::findContours(binary, contours, 0, 1);
+        counts.assign(3, -1);
+        for (int i = 0; i < contours.getSize(); i++) {
+            ip::PointArray poly;
+            ip::approxPolyDP(contours[i], poly, 3.0, true);
+            const Rect_<int> box = ip::getBoundRect(contours[i]);
+            const int which = box.x > 200 ? 2 : box.x > 100 ? 1 : 0;
+            if (box.width > 30) counts[which] = poly.getSize();
+        }
+        return contours.getSize();
+    };
+    // the picture thresholded
+    Mat mask(160, 300, MAT_Tuchar);
+    for (int y = 0; y < 160; y++)
+        for (int x = 0; x < 300; x++)
+            mask.ptr<unsigned char>(y)[x] = img.ptr<unsigned char>(y)[x] > 100 ? 255 : 0;
+    std::vector<int> v;
+    EXPECT_EQ(vertexCounts(mask, v), 3);
+    EXPECT_EQ(v, (std::vector<int>{4, 3, v[2]}));
+    EXPECT_GT(v[2], 6);
+}
+
+}  // namespace
