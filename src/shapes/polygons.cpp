@@ -329,7 +329,9 @@ void minAreaCalipers(const Point2_<float>* pts, int n, float* out) {
     }
     const float c1 = bestA * pts[left].x + bestB * pts[left].y;
     const float c2 = -bestB * pts[bottom].x + bestA * pts[bottom].y;
-    const float d = 1.0f / (bestA * bestA + bestB * bestB);
+    // collinear points leave no direction: the corner then stays at the origin
+    const float den = bestA * bestA + bestB * bestB;
+    const float d = den > 0 ? 1.0f / den : 0.0f;
     out[0] = (bestA * c1 - bestB * c2) * d;
     out[1] = (bestA * c2 + bestB * c1) * d;
     out[2] = bestA * bestW;

@@ -114,4 +114,22 @@ TEST_F(ShapesTool, ContoursOfTheCannyMapMatchTheLibrary) {
     EXPECT_EQ(r.out.rfind(std::to_string(c.getSize()) + " contours", 0), 0u) << r.out;
 }
 
+TEST_F(ShapesTool, ShapesSimplifiesTheOutlines) {
+    tarvo::Mat sq(90, 120, tarvo::MAT_Tuchar, tarvo::Point4_<double>(30.0));
+    for (int y = 30; y < 70; y++)
+        for (int x = 20; x < 80; x++) sq.ptr<unsigned char>(y)[x] = 220;
+    ASSERT_TRUE(sq.toImage((dir + "/sq.png").c_str()));
+    ToolRun r = tarvo("shapes --sigma 0 --draw hull,ellipse sq.png s.png");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("shape 0: "), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find(" 4 vertices, hull 4,"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("1 shapes of 1 outer contours"), std::string::npos) << r.out;
+    tarvo::Mat got;
+    ASSERT_TRUE(got.fromImage((dir + "/s.png").c_str()));
+    EXPECT_EQ(got.channels(), 3);
+    EXPECT_EQ(tarvo("shapes --draw 9 sq.png s2.png").status, 0);
+    EXPECT_EQ(tarvo("shapes --draw ellipse,hull sq.png s3.png").status, 2);  // canonical order only
+    EXPECT_EQ(tarvo("shapes --draw 16 sq.png s4.png").status, 2);
+}
+
 #endif  // TARVO_TOOL_PATH
