@@ -44,7 +44,7 @@ void requirePaths(const Mat& img, int mode, int method, const char* what) {
 }
 
 const Mat& discMask() {
-    static const Mat m = bench::shapesDiscMask();
+    static const Mat m = ::bench::shapesDiscMask();
     return m;
 }
 
@@ -77,7 +77,7 @@ void run(benchmark::State& state, const Mat& img, const char* what) {
         benchmark::DoNotOptimize(c.getData());
     }
     state.counters["contours"] = c.getSize();
-    bench::setPixelCounters(state, (int64_t)img.total(), (int64_t)img.total());
+    tarvo::bench::setPixelCounters(state, (int64_t)img.total(), (int64_t)img.total());
 }
 
 void BM_ContoursDiscMask(benchmark::State& state) {

@@ -109,7 +109,7 @@ BENCHMARK(BM_GetBoundRect)->Arg(1000000)->Unit(benchmark::kMicrosecond);
 
 // Smoothing, Canny, outer contours with every point, closed simplification.
 void BM_ShapeRequest1080p(benchmark::State& state) {
-    const Mat src = bench::shapesDiscMask();
+    const Mat src = ::bench::shapesDiscMask();
     Mat smooth, edges;
     Matrix<Point2_<int>, const Point2_<int>&> contours;
     ip::PointArray poly;
@@ -126,7 +126,7 @@ void BM_ShapeRequest1080p(benchmark::State& state) {
         benchmark::DoNotOptimize(vertices);
     }
     state.counters["contours"] = contours.getSize();
-    bench::setPixelCounters(state, (int64_t)src.total(), (int64_t)src.total());
+    tarvo::bench::setPixelCounters(state, (int64_t)src.total(), (int64_t)src.total());
 }
 BENCHMARK(BM_ShapeRequest1080p)->Unit(benchmark::kMillisecond);
 

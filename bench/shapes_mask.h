@@ -7,7 +7,6 @@
 
 #include "tarvo/mat.h"
 
-namespace tarvo {
 namespace bench {
 
 inline tarvo::Mat shapesDiscMask(int rows = 1080, int cols = 1920, int discs = 400,
@@ -36,4 +35,3 @@ inline tarvo::Mat shapesDiscMask(int rows = 1080, int cols = 1920, int discs = 4
 }
 
 }  // namespace bench
-}  // namespace tarvo

@@ -33,7 +33,7 @@ std::string slurp(const std::string& path) {
     return ss.str();
 }
 
-class ShapesTool : public ::testing::Test {
+class ContourPolygonTool : public ::testing::Test {
 protected:
     void SetUp() override { dir = tarvo::test::tempDir(); }
     void TearDown() override {
@@ -72,7 +72,7 @@ tarvo::Mat shapesMask() {
 
 }  // namespace
 
-TEST_F(ShapesTool, ContoursDrawsEachBorderAndCountsThem) {
+TEST_F(ContourPolygonTool, ContoursDrawsEachBorderAndCountsThem) {
     ASSERT_TRUE(shapesMask().toImage((dir + "/mask.png").c_str()));
     ToolRun r = tarvo("contours --mode tree --method changes --binarise nonzero mask.png c.png");
     ASSERT_EQ(r.status, 0) << r.err;
@@ -99,7 +99,7 @@ TEST_F(ShapesTool, ContoursDrawsEachBorderAndCountsThem) {
     EXPECT_EQ(tarvo("contours --method bogus mask.png x.png").status, 2);
 }
 
-TEST_F(ShapesTool, ContoursOfTheCannyMapMatchTheLibrary) {
+TEST_F(ContourPolygonTool, ContoursOfTheCannyMapMatchTheLibrary) {
     ToolRun r =
         tarvo("contours --binarise canny --low 40 --high 120 --sigma 1.5 '" + kSample + "' c.png");
     ASSERT_EQ(r.status, 0) << r.err;
@@ -114,7 +114,7 @@ TEST_F(ShapesTool, ContoursOfTheCannyMapMatchTheLibrary) {
     EXPECT_EQ(r.out.rfind(std::to_string(c.getSize()) + " contours", 0), 0u) << r.out;
 }
 
-TEST_F(ShapesTool, ShapesSimplifiesTheOutlines) {
+TEST_F(ContourPolygonTool, ShapesSimplifiesTheOutlines) {
     tarvo::Mat sq(90, 120, tarvo::MAT_Tuchar, tarvo::Point4_<double>(30.0));
     for (int y = 30; y < 70; y++)
         for (int x = 20; x < 80; x++) sq.ptr<unsigned char>(y)[x] = 220;
