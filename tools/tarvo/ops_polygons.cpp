@@ -133,7 +133,7 @@ const Operation kRows[] = {
 
 const DemoStep kDemo[] = {
     {"shapes.png", "outer contours simplified to polygons, with their hulls", "", "shapes",
-     "--sigma 1.5 --low 40 --high 120 --eps 3 --draw polygon,hull --min-points 40", 990},
+     "--sigma 1.5 --low 40 --high 120 --eps 3 --draw polygon,hull --min-points 80", 990},
 };
 
 }  // namespace
