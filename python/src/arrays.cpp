@@ -312,3 +312,18 @@ tarvo::Point4_<double> toScalar(py::handle o, const char* name) {
 }
 
 }  // namespace tarvopy
+
+namespace tarvopy {
+
+void copyPixels(const tarvo::Mat& src, tarvo::Mat& dst) {
+    if (&src == &dst || src.empty()) return;
+    if (!dst.empty() && dst.isEqualMat(src)) {
+        if (dst.data.ptr[0] == src.data.ptr[0]) return;
+        const size_t rb = size_t(src.rowByteSize());
+        for (int r = 0; r < src.rows(); r++) std::memmove(dst.data.ptr[r], src.data.ptr[r], rb);
+        return;
+    }
+    dst.create(src, true);
+}
+
+}  // namespace tarvopy

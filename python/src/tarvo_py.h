@@ -146,3 +146,26 @@ private:
 extern const char* const kDstHelp;
 
 }  // namespace tarvopy
+
+namespace tarvopy {
+
+// Calls run(src, dst) with the GIL released. In place (dst is src) it runs
+// from a private copy of the source into the source's own pixels, which is
+// what the library's own in-place forms do.
+template <typename Run>
+py::object callInto(const InArray& s, Dst& d, Run&& run) {
+    nogil([&] {
+        if (d.inPlace) {
+            tarvo::Mat copy(s.mat);
+            run(copy, d.mat);
+        } else {
+            run(s.mat, d.mat);
+        }
+    });
+    return d.result();
+}
+
+// Copies src's pixels into dst's (same shape and type) or makes dst a copy.
+void copyPixels(const tarvo::Mat& src, tarvo::Mat& dst);
+
+}  // namespace tarvopy
