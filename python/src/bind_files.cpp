@@ -112,6 +112,19 @@ void bindFiles(py::module_& m, py::module_&) {
               .refused("OSError with the reason: another dtype or channel count, an empty "
                        "image, no or an unknown extension, a folder that cannot be written")
               .c_str());
+    // For the test suite: how an argument reaches the library (row 0's address,
+    // whether it was copied, the row stride) without running anything.
+    m.def(
+        "_matInfo",
+        [](py::handle a, bool writable) {
+            InArray in = matFromArray(a, "array", writable);
+            if (in.empty()) return py::make_tuple(0, in.copied, 0);
+            const std::uintptr_t p0 = reinterpret_cast<std::uintptr_t>(in.mat.data.ptr[0]);
+            const py::ssize_t stride =
+                in.mat.rows() > 1 ? in.mat.data.ptr[1] - in.mat.data.ptr[0] : in.mat.rowByteSize();
+            return py::make_tuple(p0, in.copied, stride);
+        },
+        "array"_a, "writable"_a = false);
     m.def("RGBtoGray", &rgbToGray, "src"_a, py::kw_only(), "dst"_a = py::none(),
           Doc("RGBtoGray(src, *, dst=None) -> ndarray")
               .what("Grey version of an R, G, B image in the same dtype (one channel). A "
