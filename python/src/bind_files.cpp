@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "tarvo/colorspace.h"
+#include "tarvo/parallel.h"
 #include "tarvo_py.h"
 
 namespace tarvopy {
@@ -112,6 +113,14 @@ void bindFiles(py::module_& m, py::module_&) {
               .refused("OSError with the reason: another dtype or channel count, an empty "
                        "image, no or an unknown extension, a folder that cannot be written")
               .c_str());
+    m.def("setNumThreads", &tarvo::setNumThreads, "n"_a,
+          Doc("setNumThreads(n) -> None")
+              .what("Threads of the library's parallel loop, for every later call from any "
+                    "Python thread. Results never depend on it.")
+              .arg("n", "thread count; 0 or less restores the default (all processors)")
+              .c_str());
+    m.def("getNumThreads", &tarvo::getNumThreads,
+          Doc("getNumThreads() -> int").what("Threads of the library's parallel loop.").c_str());
     // For the test suite: how an argument reaches the library (row 0's address,
     // whether it was copied, the row stride) without running anything.
     m.def(
