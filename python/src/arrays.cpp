@@ -35,7 +35,7 @@ std::string typeName(py::handle o) {
 
 // The dtype's byte order is the machine's (or does not matter).
 bool nativeOrder(const py::dtype& dt) {
-    const char bo = dt.attr("byteorder").cast<std::string>()[0];
+    const char bo = py::detail::array_descriptor_proxy(dt.ptr())->byteorder;
     return bo == '=' || bo == '|' || bo == '<';  // little-endian machines only
 }
 
@@ -81,7 +81,8 @@ InArray matFromArray(py::handle obj, const char* name, bool writable) {
                   " is not supported (uint8, int16, int32, float32 or float64)");
     const py::ssize_t nd = a.ndim();
     if (nd != 2 && nd != 3)
-        valueError(std::string(name) + ": expected shape (rows, cols) or (rows, cols, channels), got " +
+        valueError(std::string(name) +
+                   ": expected shape (rows, cols) or (rows, cols, channels), got " +
                    std::to_string(nd) + " dimensions");
     const py::ssize_t rows = a.shape(0), cols = a.shape(1), cn = nd == 3 ? a.shape(2) : 1;
     if (cn < 1 || cn > 64)
@@ -191,9 +192,9 @@ Dst borrowDst(py::handle dst, const char* name, const Shape& want) {
     if (!a.writeable()) valueError(std::string(name) + " is read-only");
     InArray in = matFromArray(a, name, true);
     const tarvo::Mat& m = in.mat;
-    const bool fits = !in.copied && !m.empty() && m.rows() == want.rows && m.cols() == want.cols &&
-                      (want.type1 < 0 ? m.channels() == want.anyDepthChannels
-                                      : m.type1() == want.type1);
+    const bool fits =
+        !in.copied && !m.empty() && m.rows() == want.rows && m.cols() == want.cols &&
+        (want.type1 < 0 ? m.channels() == want.anyDepthChannels : m.type1() == want.type1);
     if (!fits) {
         if (in.copied)
             valueError(std::string(name) +
@@ -227,8 +228,7 @@ Dst makeDst(py::handle dst, const char* name, const InArray& src, const Shape& w
     const std::uintptr_t hi =
         reinterpret_cast<std::uintptr_t>(d.mat.data.ptr[d.mat.rows() - 1]) + d.mat.rowByteSize();
     if (!src.copied && src.hi > src.lo && lo < src.hi && src.lo < hi) {
-        const bool same = lo == src.lo && hi == src.hi &&
-                          d.mat.rows() == src.mat.rows() &&
+        const bool same = lo == src.lo && hi == src.hi && d.mat.rows() == src.mat.rows() &&
                           d.mat.rowByteSize() == src.mat.rowByteSize() &&
                           (d.mat.rows() < 2 || d.mat.data.ptr[1] - d.mat.data.ptr[0] ==
                                                    src.mat.data.ptr[1] - src.mat.data.ptr[0]);
@@ -266,7 +266,8 @@ std::vector<double> numbers(py::handle o, const char* name, size_t lo, size_t hi
     std::vector<double> v;
     try {
         if (py::isinstance<py::sequence>(o) && !py::isinstance<py::str>(o)) {
-            for (py::handle e : py::reinterpret_borrow<py::sequence>(o)) v.push_back(e.cast<double>());
+            for (py::handle e : py::reinterpret_borrow<py::sequence>(o))
+                v.push_back(e.cast<double>());
         } else {
             v.push_back(o.cast<double>());
         }

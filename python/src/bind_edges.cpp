@@ -71,8 +71,9 @@ void bindEdges(py::module_&, py::module_& m) {
             .argFromTool("dx", "dx")
             .argFromTool("dy", "dy")
             .argFromTool("ksize", "ksize")
-            .arg("dst", "optional keyword: array of src's size and channels in the dtype wanted "
-                        "(written in place; see the other functions)")
+            .arg("dst",
+                 "optional keyword: array of src's size and channels in the dtype wanted "
+                 "(written in place; see the other functions)")
             .arg("ddepth", kDepthHelp)
             .returns("dst")
             .refused("orders or sizes the kernels do not serve give zeros; an empty src gives "

@@ -56,7 +56,8 @@ void imwrite(py::handle pathObj, py::handle img, int quality) {
     bool ok = false;
     nogil([&] { ok = in.mat.toImage(path.c_str(), quality); });
     if (ok) return;
-    if (ext.empty()) osError("cannot write '" + path + "': give it an extension (.png, .jpg, .bmp, .ppm, .pgm)");
+    if (ext.empty())
+        osError("cannot write '" + path + "': give it an extension (.png, .jpg, .bmp, .ppm, .pgm)");
     if (FILE* f = std::fopen(path.c_str(), "ab")) {
         std::fclose(f);
         osError("cannot write '" + path + "': unknown extension '" + ext + "'");

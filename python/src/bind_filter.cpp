@@ -26,8 +26,8 @@ void startCleared(Dst& d, const Shape& want) {
     if (d.mat.create(want.rows, want.cols, want.type1) >= 0) d.mat.zero();
 }
 
-py::object filter2D(py::handle src, int ddepth, py::handle kernel, py::handle anchor,
-                    double delta, int borderType, py::handle dst) {
+py::object filter2D(py::handle src, int ddepth, py::handle kernel, py::handle anchor, double delta,
+                    int borderType, py::handle dst) {
     InArray s = matFromArray(src, "src");
     InArray k = matFromArrayLike(kernel, "kernel");
     const tarvo::Point2_<int> a = toPoint(anchor, "anchor");
@@ -62,9 +62,9 @@ const char* const kBorderHelp =
     "BorderMirrorNoEdge (4); BorderIsolatedBit (16) is ignored";
 
 void bindFilter(py::module_&, py::module_& m) {
-    m.def("filter2D", &filter2D, "src"_a, "ddepth"_a, "kernel"_a, "anchor"_a = py::make_tuple(-1, -1),
-          "delta"_a = 0.0, "borderType"_a = int(tarvo::BorderClamp), py::kw_only(),
-          "dst"_a = py::none(),
+    m.def("filter2D", &filter2D, "src"_a, "ddepth"_a, "kernel"_a,
+          "anchor"_a = py::make_tuple(-1, -1), "delta"_a = 0.0,
+          "borderType"_a = int(tarvo::BorderClamp), py::kw_only(), "dst"_a = py::none(),
           Doc("filter2D(src, ddepth, kernel, anchor=(-1, -1), delta=0, borderType=BorderClamp, "
               "*, dst=None) -> ndarray")
               .what("Correlation of every channel of src with a two-dimensional kernel: "
@@ -74,8 +74,9 @@ void bindFilter(py::module_&, py::module_& m) {
               .arg("ddepth",
                    "result depth: MAT_Tuchar (1), MAT_Tshort (2), MAT_Tint (3), MAT_Tfloat (4), "
                    "MAT_Tdouble (5), or -1 for src's")
-              .arg("kernel", "one-channel kernel (array or nested lists; any dtype the library "
-                             "has, others become float64)")
+              .arg("kernel",
+                   "one-channel kernel (array or nested lists; any dtype the library "
+                   "has, others become float64)")
               .arg("anchor", "(x, y) of the kernel tap over the output pixel; -1 is the centre")
               .arg("delta", "added to every sum")
               .arg("borderType", kBorderHelp)

@@ -13,8 +13,9 @@ namespace {
 namespace ip = tarvo::ip;
 using tarvo::Mat;
 
-const char* const kAnySrc = "image of any dtype (uint8, int16, int32, float32, float64) and any "
-                            "channel count";
+const char* const kAnySrc =
+    "image of any dtype (uint8, int16, int32, float32, float64) and any "
+    "channel count";
 const char* const kEmptyRefused = "an empty src gives an empty array (dst given: unchanged)";
 
 py::object gaussian(py::handle src, float sigma, py::object support, py::handle dst) {
@@ -179,51 +180,52 @@ void bindGaussian(py::module_&, py::module_& m) {
               .returns("dst, src's shape and dtype")
               .refused("an empty src or another dtype gives an empty array (dst given: unchanged)")
               .c_str());
-    m.def("dogfilter",
-          [](py::handle src, float s1, float s2, float multiplier, py::handle dst) {
-              InArray s = matFromArray(src, "src");
-              Dst d = makeDst(dst, "dst", s,
-                              shapeOf(s.mat.rows(), s.mat.cols(), tarvo::MAT_Tfloat,
-                                      s.mat.channels()));
-              return callInto(s, d, [&](const Mat& a, Mat& b) {
-                  ip::dogfilter(a, b, s1, s2, multiplier);
-              });
-          },
-          "src"_a, "s1"_a, "s2"_a, "multiplier"_a, py::kw_only(), "dst"_a = py::none(),
-          Doc("dogfilter(src, s1, s2, multiplier, *, dst=None) -> ndarray")
-              .what("Difference of Gaussians: G(s1) * src - G(s2) * src, each smoothing on src "
-                    "converted to float32 with support multiplier * sigma.")
-              .arg("src", kAnySrc)
-              .arg("s1, s2", "the two standard deviations in pixels")
-              .arg("multiplier", "support = multiplier * sigma")
-              .arg("dst", kDstHelp)
-              .returns("dst: float32, src's size and channels")
-              .refused(kEmptyRefused)
-              .c_str());
-    m.def("blurringCircle",
-          [](py::handle src, int radius, int a, int b, py::handle centre, py::handle dst) {
-              InArray s = matFromArray(src, "src");
-              const tarvo::Point2_<int> c = toPoint(centre, "centre");
-              Dst d = makeDst(dst, "dst", s, sameAs(s.mat));
-              int ret = 0;
-              py::object out = callInto(s, d, [&](const Mat& x, Mat& y) {
-                  ret = ip::blurringCircle(x, y, radius, a, b, c);
-              });
-              return py::make_tuple(ret, out);
-          },
-          "src"_a, "radius"_a, "a"_a, "b"_a, "centre"_a, py::kw_only(), "dst"_a = py::none(),
-          Doc("blurringCircle(src, radius, a, b, centre, *, dst=None) -> (int, ndarray)")
-              .what("Blurs the disc of radius around centre, each pixel with sigma = t * a / "
-                    "radius + 0.1 and support = t * b / radius + 0.1, t = radius - distance to "
-                    "the centre (the blur grows toward the centre). dst starts as a copy of "
-                    "src.")
-              .arg("src", kAnySrc)
-              .arg("radius", "disc radius in pixels")
-              .arg("a, b", "sigma and support scales")
-              .arg("centre", "(x, y) in pixels; pixels outside the image are skipped")
-              .arg("dst", kDstHelp)
-              .returns("(1, dst), or (0, dst) for an empty src")
-              .c_str());
+    m.def(
+        "dogfilter",
+        [](py::handle src, float s1, float s2, float multiplier, py::handle dst) {
+            InArray s = matFromArray(src, "src");
+            Dst d =
+                makeDst(dst, "dst", s,
+                        shapeOf(s.mat.rows(), s.mat.cols(), tarvo::MAT_Tfloat, s.mat.channels()));
+            return callInto(s, d,
+                            [&](const Mat& a, Mat& b) { ip::dogfilter(a, b, s1, s2, multiplier); });
+        },
+        "src"_a, "s1"_a, "s2"_a, "multiplier"_a, py::kw_only(), "dst"_a = py::none(),
+        Doc("dogfilter(src, s1, s2, multiplier, *, dst=None) -> ndarray")
+            .what("Difference of Gaussians: G(s1) * src - G(s2) * src, each smoothing on src "
+                  "converted to float32 with support multiplier * sigma.")
+            .arg("src", kAnySrc)
+            .arg("s1, s2", "the two standard deviations in pixels")
+            .arg("multiplier", "support = multiplier * sigma")
+            .arg("dst", kDstHelp)
+            .returns("dst: float32, src's size and channels")
+            .refused(kEmptyRefused)
+            .c_str());
+    m.def(
+        "blurringCircle",
+        [](py::handle src, int radius, int a, int b, py::handle centre, py::handle dst) {
+            InArray s = matFromArray(src, "src");
+            const tarvo::Point2_<int> c = toPoint(centre, "centre");
+            Dst d = makeDst(dst, "dst", s, sameAs(s.mat));
+            int ret = 0;
+            py::object out = callInto(s, d, [&](const Mat& x, Mat& y) {
+                ret = ip::blurringCircle(x, y, radius, a, b, c);
+            });
+            return py::make_tuple(ret, out);
+        },
+        "src"_a, "radius"_a, "a"_a, "b"_a, "centre"_a, py::kw_only(), "dst"_a = py::none(),
+        Doc("blurringCircle(src, radius, a, b, centre, *, dst=None) -> (int, ndarray)")
+            .what("Blurs the disc of radius around centre, each pixel with sigma = t * a / "
+                  "radius + 0.1 and support = t * b / radius + 0.1, t = radius - distance to "
+                  "the centre (the blur grows toward the centre). dst starts as a copy of "
+                  "src.")
+            .arg("src", kAnySrc)
+            .arg("radius", "disc radius in pixels")
+            .arg("a, b", "sigma and support scales")
+            .arg("centre", "(x, y) in pixels; pixels outside the image are skipped")
+            .arg("dst", kDstHelp)
+            .returns("(1, dst), or (0, dst) for an empty src")
+            .c_str());
 
     m.def(
         "gaussiankernel",
@@ -266,7 +268,9 @@ void bindGaussian(py::module_&, py::module_& m) {
             .c_str());
     m.def(
         "computeGaussianKernel",
-        [](float sigma, bool normalize) { return ownedVec(ip::computeGaussianKernel(sigma, normalize)); },
+        [](float sigma, bool normalize) {
+            return ownedVec(ip::computeGaussianKernel(sigma, normalize));
+        },
         "sigma"_a, "normalize"_a,
         Doc("computeGaussianKernel(sigma, normalize) -> ndarray or None")
             .what("float32 kernel of 2r + 1 taps, r = (int)(3 sigma): exp(-i^2 / (2 sigma^2)) / "
@@ -298,8 +302,7 @@ void bindGaussian(py::module_&, py::module_& m) {
             .c_str());
     m.def(
         "computeGaussianDerivationKernel",
-        [](float sigma) { return ownedVec(ip::computeGaussianDerivationKernel(sigma)); },
-        "sigma"_a,
+        [](float sigma) { return ownedVec(ip::computeGaussianDerivationKernel(sigma)); }, "sigma"_a,
         Doc("computeGaussianDerivationKernel(sigma) -> ndarray or None")
             .what("float32 first-derivative kernel of 2r + 1 taps, r = (int)(3 sigma): d[i] = -i "
                   "exp(-i^2 / (2 sigma^2)) / sigma^3.")
@@ -311,21 +314,22 @@ void bindGaussian(py::module_&, py::module_& m) {
                     "log(factor) + 0.5), in float32.")
               .refused("undefined ratios (NaN) give 0; infinite ones clamp")
               .c_str());
-    m.def("interpLinear",
-          [](py::handle image, double x, double y) {
-              InArray s = matFromArray(image, "image");
-              double v = 0;
-              nogil([&] { v = ip::interpLinear(s.mat, x, y); });
-              return v;
-          },
-          "image"_a, "x"_a, "y"_a,
-          Doc("interpLinear(image, x, y) -> float")
-              .what("Bilinear value of channel 0 at (x, y), in double; neighbours clamped to the "
-                    "image.")
-              .arg("image", "uint8 or float64 image")
-              .arg("x, y", "position in pixels (column, row)")
-              .refused("other dtypes and empty images give 0, NaN coordinates NaN")
-              .c_str());
+    m.def(
+        "interpLinear",
+        [](py::handle image, double x, double y) {
+            InArray s = matFromArray(image, "image");
+            double v = 0;
+            nogil([&] { v = ip::interpLinear(s.mat, x, y); });
+            return v;
+        },
+        "image"_a, "x"_a, "y"_a,
+        Doc("interpLinear(image, x, y) -> float")
+            .what("Bilinear value of channel 0 at (x, y), in double; neighbours clamped to the "
+                  "image.")
+            .arg("image", "uint8 or float64 image")
+            .arg("x, y", "position in pixels (column, row)")
+            .refused("other dtypes and empty images give 0, NaN coordinates NaN")
+            .c_str());
 
     m.def(
         "convolveImageHoriz",

@@ -15,9 +15,8 @@ using tarvo::Mat;
 py::object resizeTo(py::handle src, int width, int height, int interpolation, py::handle dst) {
     InArray s = matFromArray(src, "src");
     Dst d = makeDst(dst, "dst", s, shapeOf(height, width, s.mat.type(), s.mat.channels()));
-    return callInto(s, d, [&](const Mat& a, Mat& b) {
-        ip::resize(a, b, width, height, interpolation);
-    });
+    return callInto(s, d,
+                    [&](const Mat& a, Mat& b) { ip::resize(a, b, width, height, interpolation); });
 }
 
 py::object resizeBy(py::handle src, float scale, py::handle dst) {
@@ -46,8 +45,9 @@ void bindGeometry(py::module_&, py::module_& m) {
               .argFromTool("height", "height")
               .argFromTool("interpolation", "interpolation",
                            "ResizeScaleXY, ResizeLinear, ResizeCubic, ResizeArea, ResizeLanczos4")
-              .arg("scale", "factor form (a float in place of width and height): width = "
-                            "(int)(cols * scale + 0.5), height likewise, with ResizeScaleXY")
+              .arg("scale",
+                   "factor form (a float in place of width and height): width = "
+                   "(int)(cols * scale + 0.5), height likewise, with ResizeScaleXY")
               .arg("dst", kDstHelp)
               .returns("dst of shape (height, width[, channels]) and src's dtype")
               .refused("an empty src, a non-positive or too large size, an unknown code, int32 "

@@ -84,75 +84,82 @@ void bindIntegral(py::module_&, py::module_& m) {
                     "columns left of x, per channel. The tilted table sums the upward-opening "
                     "45-degree triangle whose apex is src pixel (y - 1, x - 1).")
               .arg("src", kAnySrc)
-              .arg("sum", "array to write the sums into, or None: int32 for uint8 and int32 "
-                          "sources (wrapping modulo 2^32), float64 otherwise")
-              .arg("sqsum", "None/False: not computed; True: a new float64 table of squares; "
-                            "an array: written in place")
-              .arg("tilted", "as sqsum, for the tilted table (same dtype as sum); asking for it "
-                             "computes sqsum too")
+              .arg("sum",
+                   "array to write the sums into, or None: int32 for uint8 and int32 "
+                   "sources (wrapping modulo 2^32), float64 otherwise")
+              .arg("sqsum",
+                   "None/False: not computed; True: a new float64 table of squares; "
+                   "an array: written in place")
+              .arg("tilted",
+                   "as sqsum, for the tilted table (same dtype as sum); asking for it "
+                   "computes sqsum too")
               .returns("sum alone, (sum, sqsum), or (sum, tilted, sqsum) when tilted is asked "
                        "for (the C++ argument order)")
               .refused("an empty src gives empty arrays (tables given: unchanged)")
               .c_str());
-    m.def("integralSquareImage",
-          [](py::handle src, py::handle dst) {
-              InArray s = matFromArray(src, "src");
-              Dst d = makeDst(dst, "dst", s, tableShape(s.mat, tarvo::MAT_Tdouble));
-              if (d.inPlace) throw py::value_error("dst: cannot be written over src");
-              nogil([&] { ip::integralSquareImage(s.mat, d.mat); });
-              return d.result();
-          },
-          "src"_a, py::kw_only(), "dst"_a = py::none(),
-          Doc("integralSquareImage(src, *, dst=None) -> ndarray")
-              .what("The square-sum table alone, float64, (rows + 1, cols + 1).")
-              .arg("src", kAnySrc)
-              .arg("dst", kDstHelp)
-              .refused("an empty src gives an empty array (dst given: unchanged)")
-              .c_str());
-    m.def("integralTiltedImage",
-          [](py::handle src, py::handle sum, py::handle tilted) {
-              InArray s = matFromArray(src, "src");
-              const Shape sh = tableShape(s.mat, sumDepth(s.mat.type()));
-              Dst ds = makeDst(sum, "sum", s, sh), dt = makeDst(tilted, "tilted", s, sh);
-              if (ds.inPlace || dt.inPlace)
-                  throw py::value_error("an integral table cannot be written over its source");
-              nogil([&] { ip::integralTiltedImage(s.mat, ds.mat, dt.mat); });
-              return py::make_tuple(ds.result(), dt.result());
-          },
-          "src"_a, py::kw_only(), "sum"_a = py::none(), "tilted"_a = py::none(),
-          Doc("integralTiltedImage(src, *, sum=None, tilted=None) -> (sum, tilted)")
-              .what("The upright and the tilted sum tables (see integralImage).")
-              .arg("src", kAnySrc)
-              .arg("sum, tilted", "arrays to write into, or None")
-              .refused("an empty src gives empty arrays (tables given: unchanged)")
-              .c_str());
-    m.def("sumIntegralImage",
-          [](py::handle sum, py::handle r) {
-              InArray s = matFromArray(sum, "sum");
-              const tarvo::Rect_<int> rect = toRect(r, "r");
-              return ip::sumIntegralImage(s.mat, rect);
-          },
-          "sum"_a, "r"_a,
-          Doc("sumIntegralImage(sum, r) -> float")
-              .what("Sum of the source over rectangle r read from channel 0 of an upright or "
-                    "tilted table: sum[y][x] + sum[y+h][x+w] - sum[y][x+w] - sum[y+h][x]; int32 "
-                    "tables in wrapping int arithmetic, float64 tables in double.")
-              .arg("sum", "a table from integralImage")
-              .arg("r", "Rect(x, y, width, height) or any 4 numbers, in source pixels")
-              .refused("other dtypes, negative sizes or corners outside the table give 0.0")
-              .c_str());
+    m.def(
+        "integralSquareImage",
+        [](py::handle src, py::handle dst) {
+            InArray s = matFromArray(src, "src");
+            Dst d = makeDst(dst, "dst", s, tableShape(s.mat, tarvo::MAT_Tdouble));
+            if (d.inPlace) throw py::value_error("dst: cannot be written over src");
+            nogil([&] { ip::integralSquareImage(s.mat, d.mat); });
+            return d.result();
+        },
+        "src"_a, py::kw_only(), "dst"_a = py::none(),
+        Doc("integralSquareImage(src, *, dst=None) -> ndarray")
+            .what("The square-sum table alone, float64, (rows + 1, cols + 1).")
+            .arg("src", kAnySrc)
+            .arg("dst", kDstHelp)
+            .refused("an empty src gives an empty array (dst given: unchanged)")
+            .c_str());
+    m.def(
+        "integralTiltedImage",
+        [](py::handle src, py::handle sum, py::handle tilted) {
+            InArray s = matFromArray(src, "src");
+            const Shape sh = tableShape(s.mat, sumDepth(s.mat.type()));
+            Dst ds = makeDst(sum, "sum", s, sh), dt = makeDst(tilted, "tilted", s, sh);
+            if (ds.inPlace || dt.inPlace)
+                throw py::value_error("an integral table cannot be written over its source");
+            nogil([&] { ip::integralTiltedImage(s.mat, ds.mat, dt.mat); });
+            return py::make_tuple(ds.result(), dt.result());
+        },
+        "src"_a, py::kw_only(), "sum"_a = py::none(), "tilted"_a = py::none(),
+        Doc("integralTiltedImage(src, *, sum=None, tilted=None) -> (sum, tilted)")
+            .what("The upright and the tilted sum tables (see integralImage).")
+            .arg("src", kAnySrc)
+            .arg("sum, tilted", "arrays to write into, or None")
+            .refused("an empty src gives empty arrays (tables given: unchanged)")
+            .c_str());
+    m.def(
+        "sumIntegralImage",
+        [](py::handle sum, py::handle r) {
+            InArray s = matFromArray(sum, "sum");
+            const tarvo::Rect_<int> rect = toRect(r, "r");
+            return ip::sumIntegralImage(s.mat, rect);
+        },
+        "sum"_a, "r"_a,
+        Doc("sumIntegralImage(sum, r) -> float")
+            .what("Sum of the source over rectangle r read from channel 0 of an upright or "
+                  "tilted table: sum[y][x] + sum[y+h][x+w] - sum[y][x+w] - sum[y+h][x]; int32 "
+                  "tables in wrapping int arithmetic, float64 tables in double.")
+            .arg("sum", "a table from integralImage")
+            .arg("r", "Rect(x, y, width, height) or any 4 numbers, in source pixels")
+            .refused("other dtypes, negative sizes or corners outside the table give 0.0")
+            .c_str());
     m.def(
         "pyrDown",
         [](py::handle src, py::handle size, int borderType, py::handle dst) {
             return pyramid(true, src, size, borderType, dst);
         },
-        "src"_a, "dstsize"_a = py::make_tuple(0, 0), "borderType"_a = int(tarvo::BorderMirrorNoEdge),
-        py::kw_only(), "dst"_a = py::none(),
+        "src"_a, "dstsize"_a = py::make_tuple(0, 0),
+        "borderType"_a = int(tarvo::BorderMirrorNoEdge), py::kw_only(), "dst"_a = py::none(),
         Doc("pyrDown(src, dstsize=(0, 0), borderType=BorderMirrorNoEdge, *, dst=None) -> ndarray")
             .what("Gaussian 5-tap (1 4 6 4 1)^2 / 256 smoothing and halving.")
             .arg("src", "uint8, int16, float32 or float64 image, any channel count")
-            .arg("dstsize", "(width, height); a non-positive component means ((cols + 1) // 2, "
-                            "(rows + 1) // 2)")
+            .arg("dstsize",
+                 "(width, height); a non-positive component means ((cols + 1) // 2, "
+                 "(rows + 1) // 2)")
             .arg("borderType", "0..4 (BorderFill reads zeros); bit 16 is ignored")
             .arg("dst", kDstHelp)
             .refused("int32 or empty sources and other border codes give an empty array (dst "
@@ -163,8 +170,8 @@ void bindIntegral(py::module_&, py::module_& m) {
         [](py::handle src, py::handle size, int borderType, py::handle dst) {
             return pyramid(false, src, size, borderType, dst);
         },
-        "src"_a, "dstsize"_a = py::make_tuple(0, 0), "borderType"_a = int(tarvo::BorderMirrorNoEdge),
-        py::kw_only(), "dst"_a = py::none(),
+        "src"_a, "dstsize"_a = py::make_tuple(0, 0),
+        "borderType"_a = int(tarvo::BorderMirrorNoEdge), py::kw_only(), "dst"_a = py::none(),
         Doc("pyrUp(src, dstsize=(0, 0), borderType=BorderMirrorNoEdge, *, dst=None) -> ndarray")
             .what("Doubling with the 5-tap kernel times 4 (even outputs 1 6 1, odd 4 4 per axis, "
                   "/ 64). Columns past the edges always mirror without repeating the edge.")
@@ -182,11 +189,13 @@ void bindIntegral(py::module_&, py::module_& m) {
             const tarvo::Point4_<double> v = toScalar(value, "value");
             const long long rows = (long long)s.mat.rows() + top + bottom;
             const long long cols = (long long)s.mat.cols() + left + right;
-            if (rows > INT_MAX || cols > INT_MAX) throw py::value_error("the padded size is too large");
+            if (rows > INT_MAX || cols > INT_MAX)
+                throw py::value_error("the padded size is too large");
             Dst d = makeDst(dst, "dst", s,
                             shapeOf(int(rows), int(cols), s.mat.type(), s.mat.channels()));
             if (d.inPlace) throw py::value_error("dst: a padded image cannot be written over src");
-            nogil([&] { ip::copyMakeBorder(s.mat, d.mat, top, bottom, left, right, borderType, v); });
+            nogil(
+                [&] { ip::copyMakeBorder(s.mat, d.mat, top, bottom, left, right, borderType, v); });
             return d.result();
         },
         "src"_a, "top"_a, "bottom"_a, "left"_a, "right"_a, "borderType"_a, "value"_a = 0.0,
@@ -196,10 +205,12 @@ void bindIntegral(py::module_&, py::module_& m) {
             .what("Pads src by the given margins (pixels) into a larger image of the same dtype.")
             .arg("src", kAnySrc)
             .arg("top, bottom, left, right", "margins in pixels, not negative")
-            .arg("borderType", "BorderClamp .. BorderMirrorNoEdge repeat source samples; "
-                               "BorderFill (0) fills with value; bit 16 is ignored")
-            .arg("value", "fill of BorderFill: a number, or up to 4 per channel (channels beyond "
-                          "4 repeat the first four)")
+            .arg("borderType",
+                 "BorderClamp .. BorderMirrorNoEdge repeat source samples; "
+                 "BorderFill (0) fills with value; bit 16 is ignored")
+            .arg("value",
+                 "fill of BorderFill: a number, or up to 4 per channel (channels beyond "
+                 "4 repeat the first four)")
             .arg("dst", kDstHelp)
             .refused("negative margins, an empty src or an unknown code give an empty array (dst "
                      "given: unchanged)")

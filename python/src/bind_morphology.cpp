@@ -21,10 +21,11 @@ py::object elementForm(ElementFn f, py::handle src, py::handle element, py::hand
     InArray e;
     if (!element.is_none()) e = matFromArrayLike(element, "element");
     const tarvo::Point2_<int> a = toPoint(anchor, "anchor");
-    const tarvo::Point4_<double> bv =
-        borderValue.is_none() ? ip::morphologyNeutralBorder() : toScalar(borderValue, "borderValue");
+    const tarvo::Point4_<double> bv = borderValue.is_none() ? ip::morphologyNeutralBorder()
+                                                            : toScalar(borderValue, "borderValue");
     Dst d = makeDst(dst, "dst", s, sameAs(s.mat));
-    return callInto(s, d, [&](const Mat& x, Mat& y) { f(x, y, e.mat, a, iterations, borderType, bv); });
+    return callInto(s, d,
+                    [&](const Mat& x, Mat& y) { f(x, y, e.mat, a, iterations, borderType, bv); });
 }
 
 py::object binaryForm(BinaryFn f, BinaryInPlaceFn inPlace, py::handle src, int kw, int kh,
@@ -43,8 +44,9 @@ const char* const kElementRefused =
     "the element give an empty array (dst given: unchanged)";
 const char* const kBinaryRefused =
     "an empty src or a negative size gives an empty array (dst given: unchanged)";
-const char* const kMorphSrc = "uint8, int16, float32 or float64 image, any channel count (each "
-                              "channel on its own)";
+const char* const kMorphSrc =
+    "uint8, int16, float32 or float64 image, any channel count (each "
+    "channel on its own)";
 const char* const kBinarySrc = "image read as bytes, one per column (uint8 one-channel)";
 
 Doc elementDoc(const char* signature, const char* tool, const char* what) {
@@ -66,7 +68,8 @@ Doc elementDoc(const char* signature, const char* tool, const char* what) {
              "acts as 1")
         .arg("dst", kDstHelp)
         .returns("dst: src's shape and dtype; binary form: uint8 (rows, cols) of 0 and 255")
-        .refused(std::string(kElementRefused).append("; binary form: ").append(kBinaryRefused).c_str());
+        .refused(
+            std::string(kElementRefused).append("; binary form: ").append(kBinaryRefused).c_str());
     return d;
 }
 

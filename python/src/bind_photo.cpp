@@ -9,10 +9,12 @@ namespace {
 namespace ip = tarvo::ip;
 using tarvo::Mat;
 
-const char* const kByteColour = "uint8 image, R, G, B (3 channels; other layouts give what the "
-                                "operator does with them)";
-const char* const kHistSrc = "uint8 image with 1 channel, or 3 (R, G, B: remapped through its "
-                             "luminance)";
+const char* const kByteColour =
+    "uint8 image, R, G, B (3 channels; other layouts give what the "
+    "operator does with them)";
+const char* const kHistSrc =
+    "uint8 image with 1 channel, or 3 (R, G, B: remapped through its "
+    "luminance)";
 const char* const kHistRefused =
     "an empty src, another dtype or a channel count other than 1 and 3 give an empty array "
     "(dst given: left unchanged)";
@@ -165,8 +167,7 @@ void bindPhoto(py::module_&, py::module_& m) {
               .c_str());
     m.def("hsl", &hsl, "src"_a, "hueShift"_a, "saturationShift"_a, "lightnessShift"_a,
           py::kw_only(), "dst"_a = py::none(),
-          Doc("hsl(src, hueShift, saturationShift, lightnessShift, *, dst=None) -> ndarray",
-              "hsl")
+          Doc("hsl(src, hueShift, saturationShift, lightnessShift, *, dst=None) -> ndarray", "hsl")
               .arg("src", kByteColour)
               .argFromTool("hueShift", "hue", "wraps once around 0..360")
               .argFromTool("saturationShift", "saturation", "result clamped to 0..100")

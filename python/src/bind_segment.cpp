@@ -15,13 +15,13 @@ py::object threshold(py::handle src, double thresh, double maxval, int type, py:
     const int depth = percent ? tarvo::MAT_Tuchar : s.mat.type();
     Dst d = makeDst(dst, "dst", s, shapeOf(s.mat.rows(), s.mat.cols(), depth, 1));
     // int32 and float64 sources only get their destination prepared: clear it.
-    if (d.user.is_none() && !s.empty() && (depth == tarvo::MAT_Tint || depth == tarvo::MAT_Tdouble) &&
+    if (d.user.is_none() && !s.empty() &&
+        (depth == tarvo::MAT_Tint || depth == tarvo::MAT_Tdouble) &&
         d.mat.create(s.mat.rows(), s.mat.cols(), depth) >= 0)
         d.mat.zero();
     double t = 0;
-    py::object out = callInto(s, d, [&](const Mat& a, Mat& b) {
-        t = ip::Threshold(a, b, thresh, maxval, type);
-    });
+    py::object out = callInto(
+        s, d, [&](const Mat& a, Mat& b) { t = ip::Threshold(a, b, thresh, maxval, type); });
     return py::make_tuple(t, out);
 }
 
@@ -51,8 +51,9 @@ void bindSegment(py::module_&, py::module_& m) {
           Doc("Threshold(src, thresh, maxval, type, *, dst=None) -> (t, dst)", "threshold")
               .what("Thresholds a one-channel image; a sample equal to the threshold counts as "
                     "below it.")
-              .arg("src", "uint8, int16 or float32 image with one channel (only the first cols "
-                          "samples of each row are read)")
+              .arg("src",
+                   "uint8, int16 or float32 image with one channel (only the first cols "
+                   "samples of each row are read)")
               .argFromTool("thresh", "value",
                            "uint8 and int16 use floor(thresh); float32 compares as given")
               .argFromTool("maxval", "max", "rounded and kept to the low 8 / 16 bits")
@@ -64,9 +65,10 @@ void bindSegment(py::module_&, py::module_& m) {
               .returns("(t, dst): the threshold used (Otsu's value with ThreshOtsuBit, the "
                        "level reached for the percentile types) and dst, one channel of src's "
                        "size and dtype (uint8 for the percentile types)")
-              .refused("an empty src returns (0.0, empty array); int32 and float64 sources "
-                       "return thresh and a dst that is only prepared (a new one is zeros, a given one "
-                       "unchanged)")
+              .refused(
+                  "an empty src returns (0.0, empty array); int32 and float64 sources "
+                  "return thresh and a dst that is only prepared (a new one is zeros, a given one "
+                  "unchanged)")
               .c_str());
     m.def("adaptiveThreshold", &adaptive, "src"_a, "maxValue"_a, "method"_a, "type"_a,
           "blockSize"_a, "delta"_a, py::kw_only(), "dst"_a = py::none(),

@@ -85,7 +85,8 @@ const char* const kDstHelp =
     "dtype, be writable, with pixels contiguous within each row); passing src itself runs the "
     "in-place form; an array that overlaps src only in part raises ValueError";
 
-Doc::Doc(const char* signature, const char* tool) : m_signature(signature), m_tool(tool ? tool : "") {}
+Doc::Doc(const char* signature, const char* tool)
+    : m_signature(signature), m_tool(tool ? tool : "") {}
 
 Doc& Doc::what(const char* text) {
     m_what = text;
@@ -99,7 +100,8 @@ Doc& Doc::arg(const char* name, const char* help) {
 
 Doc& Doc::argFromTool(const char* name, const char* param, const char* note) {
     std::string text;
-    const tarvotool::Operation* op = m_tool.empty() ? nullptr : tarvotool::findOperation(m_tool.c_str());
+    const tarvotool::Operation* op =
+        m_tool.empty() ? nullptr : tarvotool::findOperation(m_tool.c_str());
     for (int k = 0; op && k < tarvotool::paramCount(*op); k++)
         if (std::strcmp(op->params[k].name, param) == 0) text = paramText(op->params[k]);
     if (note) text += text.empty() ? note : std::string("; ") + note;
@@ -123,7 +125,8 @@ Doc& Doc::note(const char* text) {
 }
 
 const char* Doc::c_str() {
-    const tarvotool::Operation* op = m_tool.empty() ? nullptr : tarvotool::findOperation(m_tool.c_str());
+    const tarvotool::Operation* op =
+        m_tool.empty() ? nullptr : tarvotool::findOperation(m_tool.c_str());
     std::string s = m_signature + "\n\n";
     std::string what = m_what;
     if (what.empty() && op) what = std::string(op->summary) + ".";
@@ -132,8 +135,10 @@ const char* Doc::c_str() {
         s += "\nArguments:\n";
         for (const auto& a : m_args) {
             std::string head = "  " + a.first;
-            if (head.size() < 18) head.resize(18, ' ');
-            else head += "\n" + std::string(18, ' ');
+            if (head.size() < 18)
+                head.resize(18, ' ');
+            else
+                head += "\n" + std::string(18, ' ');
             s += head + wrap(a.second, 18) + "\n";
         }
     }
@@ -153,8 +158,7 @@ const char* Doc::c_str() {
 
 namespace {
 
-const char* const kModuleDoc =
-    "Low-level extension of the tarvo package; import tarvo instead.\n";
+const char* const kModuleDoc = "Low-level extension of the tarvo package; import tarvo instead.\n";
 
 }  // namespace
 
