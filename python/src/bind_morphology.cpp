@@ -47,8 +47,6 @@ const char* const kBinaryRefused =
 const char* const kMorphSrc =
     "uint8, int16, float32 or float64 image, any channel count (each "
     "channel on its own)";
-const char* const kBinarySrc = "image read as bytes, one per column (uint8 one-channel)";
-
 Doc elementDoc(const char* signature, const char* tool, const char* what) {
     Doc d(signature, tool);
     if (what) d.what(what);
@@ -64,8 +62,8 @@ Doc elementDoc(const char* signature, const char* tool, const char* what) {
              "fill of BorderFill: a number or up to 4 per channel; None is the neutral value "
              "(edges neither darken nor brighten)")
         .arg("kernelWidth, kernelHeight",
-             "binary window form (when these two ints follow src): window size in pixels, 0 "
-             "acts as 1")
+             "binary window form (when these two ints follow src; src is read as bytes, one per "
+             "column): window size in pixels, 0 acts as 1")
         .arg("dst", kDstHelp)
         .returns("dst: src's shape and dtype; binary form: uint8 (rows, cols) of 0 and 255")
         .refused(

@@ -26,6 +26,14 @@ def camera():
     return img
 
 
+def tool_env():
+    """The environment for the tool: a sanitizer runtime preloaded for the
+    interpreter must not reach a tool that carries its own."""
+    env = dict(os.environ)
+    env.pop("LD_PRELOAD", None)
+    return env
+
+
 @pytest.fixture(scope="session")
 def tool():
     path = os.environ.get("TARVO_TOOL")
@@ -35,7 +43,7 @@ def tool():
     def run(op, options, src, tmp_path):
         out = str(tmp_path / (op + ".png"))
         cmd = [path, op] + options.split() + [src, out]
-        res = subprocess.run(cmd, capture_output=True, text=True)
+        res = subprocess.run(cmd, capture_output=True, text=True, env=tool_env())
         assert res.returncode == 0, res.stderr
         return tarvo.imread(out, tarvo.IMG_UNCHANGED)
 

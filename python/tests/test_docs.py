@@ -6,6 +6,7 @@ import subprocess
 import pytest
 
 import tarvo
+from conftest import tool_env
 
 ip = tarvo.ip
 
@@ -35,7 +36,8 @@ def test_tool_rows_feed_the_docstrings():
     for fn, op in [(ip.gaussian, "gaussian"), (ip.canny, "canny"), (ip.erode, "erode"),
                    (ip.resize, "resize"), (ip.Threshold, "threshold"),
                    (ip.colorize, "colorize"), (ip.histogramEqualize, "equalize")]:
-        help_text = subprocess.run([path, op, "--help"], capture_output=True, text=True).stdout
+        help_text = subprocess.run([path, op, "--help"], capture_output=True, text=True,
+                                   env=tool_env()).stdout
         doc = " ".join(fn.__doc__.split())
         assert "tarvo " + op + " --help" in doc
         # Each option line of the tool's help that the docstring maps shows the same words.
