@@ -101,11 +101,13 @@ py::object histogramPlain(py::handle src, py::handle dst) {
 py::object histogramStretch(py::handle src, int mode, py::handle dst) {
     InArray s = matFromArray(src, "src");
     Dst d = makeDst(dst, "dst", s, sameAs(s.mat));
-    if (d.inPlace) {
-        nogil([&] { ip::histogramStretch(d.mat, mode); });
-        return d.result();
-    }
-    return callInto(s, d, [&](const Mat& a, Mat& b) { ip::histogramStretch(a, b, mode); });
+    // The two-matrix form clears a new destination and leaves it so when the
+    // image needs no stretch; the in-place form on a copy keeps the picture.
+    nogil([&] {
+        copyPixels(s.mat, d.mat);
+        ip::histogramStretch(d.mat, mode);
+    });
+    return d.result();
 }
 
 void bindPhoto(py::module_&, py::module_& m) {
@@ -245,8 +247,11 @@ void bindPhoto(py::module_&, py::module_& m) {
               .argFromTool("mode", "mode", "other codes: the luminance range")
               .arg("dst", kDstHelp)
               .returns("dst, src's shape and dtype")
-              .refused("images without three channels and flat luminance (mode 0) are left "
-                       "alone: an empty array, or dst unchanged")
+              .refused("images without three channels, a flat luminance (mode 0) and images "
+                       "already spanning 0..255 (mode 2) come back unchanged")
+              .note("dst starts as a copy of src and is stretched in place (the C++ two-matrix "
+                    "form would clear a new destination and leave it cleared when nothing needs "
+                    "stretching).")
               .c_str());
 }
 

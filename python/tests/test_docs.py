@@ -42,6 +42,6 @@ def test_tool_rows_feed_the_docstrings():
         assert "tarvo " + op + " --help" in doc
         # Each option line of the tool's help that the docstring maps shows the same words.
         options = [line.split(None, 1)[1].split(" (")[0] for line in help_text.splitlines()
-                   if line.startswith("  --")]
+                   if line.startswith("  --") and len(line.split(None, 1)) == 2]
         summary = help_text.splitlines()[1].rstrip(".")
         assert summary in doc or any(" ".join(o.split()) in doc for o in options), op
