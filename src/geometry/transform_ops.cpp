@@ -3,6 +3,7 @@
 // Every operator builds its result in a temporary that replaces the target at
 // the end, and checks everything it can refuse before it touches the target.
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstring>
 #include <utility>
@@ -383,6 +384,72 @@ void resampleSimple(const Mat& src, Mat& tmp, int sampler) {
     });
 }
 
+// Kernel resampling with shared horizontal sums. The row sum of source row r
+// for output column x (sum over the taps of wx[i] times the overflow read at
+// (x0 + i, r)) does not depend on the output row, so each stripe keeps a ring
+// of N such rows and computes every source row once; the vertical pass then
+// adds wy[j] times the row sums in order. The operations are those of the
+// per-pixel sampler, so the bytes are the same. Pixels whose support lies
+// wholly outside take the per-pixel path.
+template <typename T, int N>
+void kernelRows(const SampleSource<T>& s, const std::vector<AxisTaps>& ax,
+                const std::vector<AxisTaps>& ay, Mat& tmp) {
+    const int W = tmp.cols(), H = tmp.rows(), cn = s.cn;
+    const size_t rowLen = size_t(W) * size_t(cn);
+    detail::forRows(H, double(W) * H * N, [&](int r0, int r1) {
+        std::vector<float> ring(rowLen * N);
+        long long tag[N];
+        for (int j = 0; j < N; j++) tag[j] = LLONG_MIN;
+        auto fill = [&](int r, float* h) {
+            const bool rowIn = r >= 0 && r < s.rows;
+            for (int x = 0; x < W; x++) {
+                const AxisTaps& a = ax[size_t(x)];
+                float* o = h + size_t(x) * cn;
+                for (int k = 0; k < cn; k++) o[k] = 0.0f;
+                if (rowIn && a.inside) {
+                    const T* p = s.src->template ptr<T>(r) + size_t(a.i0) * size_t(cn);
+                    for (int i = 0; i < N; i++, p += cn)
+                        for (int k = 0; k < cn; k++) o[k] += a.w[i] * float(p[k]);
+                } else {
+                    for (int i = 0; i < N; i++) {
+                        const T* p = s.read(a.i0 + i, r);
+                        for (int k = 0; k < cn; k++) o[k] += a.w[i] * float(p[k]);
+                    }
+                }
+            }
+        };
+        std::vector<float> acc(rowLen);
+        for (int y = r0; y < r1; y++) {
+            const AxisTaps& b = ay[size_t(y)];
+            const float* rows[N];
+            for (int j = 0; j < N; j++) {
+                const int r = b.i0 + j;
+                const int slot = int(((long long)r % N + N) % N);
+                if (tag[slot] != r) {
+                    fill(r, ring.data() + rowLen * size_t(slot));
+                    tag[slot] = r;
+                }
+                rows[j] = ring.data() + rowLen * size_t(slot);
+            }
+            for (size_t i = 0; i < rowLen; i++) acc[i] = 0.0f;
+            for (int j = 0; j < N; j++) {
+                const float wy = b.w[j];
+                const float* h = rows[j];
+                for (size_t i = 0; i < rowLen; i++) acc[i] += wy * h[i];
+            }
+            T* d = tmp.ptr<T>(y);
+            for (int x = 0; x < W; x++, d += cn) {
+                if (ax[size_t(x)].outside || b.outside) {
+                    detail::samplePrepared(s, ax[size_t(x)], b, d);
+                    continue;
+                }
+                const float* a = acc.data() + size_t(x) * cn;
+                for (int k = 0; k < cn; k++) d[k] = detail::clampKernelSum<T>(a[k]);
+            }
+        }
+    });
+}
+
 // Resample mode 2 (full): plain sampling at output centres, or area sampling
 // when shrinking.
 template <typename T>
@@ -409,13 +476,20 @@ void resampleFull(const Mat& src, Mat& tmp, int method, int overflow, bool disab
             detail::prepareAxis(ax[size_t(x)], centreX(x), src.cols(), method, false);
         for (int y = 0; y < H; y++)
             detail::prepareAxis(ay[size_t(y)], centreY(y), src.rows(), method, true);
-        detail::forRows(H, double(W) * H * ax[0].n, [&](int r0, int r1) {
-            for (int y = r0; y < r1; y++) {
-                T* d = tmp.ptr<T>(y);
-                for (int x = 0; x < W; x++, d += cn)
-                    detail::samplePrepared(s, ax[size_t(x)], ay[size_t(y)], d);
-            }
-        });
+        if (ax[0].n == 2) {
+            detail::forRows(H, double(W) * H * 2, [&](int r0, int r1) {
+                for (int y = r0; y < r1; y++) {
+                    T* d = tmp.ptr<T>(y);
+                    for (int x = 0; x < W; x++, d += cn)
+                        detail::samplePrepared(s, ax[size_t(x)], ay[size_t(y)], d);
+                }
+            });
+            return;
+        }
+        if (ax[0].n == 4)
+            kernelRows<T, 4>(s, ax, ay, tmp);
+        else
+            kernelRows<T, 12>(s, ax, ay, tmp);
         return;
     }
     detail::forRows(H, double(src.cols()) * src.rows(), [&](int r0, int r1) {

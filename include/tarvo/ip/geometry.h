@@ -208,9 +208,9 @@ public:
 };
 
 // Turns the image. Mode 0: quarter turn by rotateType (codes outside 0..2 leave
-// the target as it is and succeed). Mode 1: by `angle` degrees on a canvas
+// the target as it is and succeed). Mode 1: by `angle` degrees clockwise on a canvas
 // grown to the turned corners plus two pixels, nearest source pixel clamped
-// to the image. Mode 2: by `angle` degrees clockwise on the box of the turned
+// to the image. Mode 2: by `angle` degrees counter-clockwise on the box of the turned
 // corners (extents floored), reads outside the image give 0; interpolation,
 // overflow, color and the two flags are stored and do not change the result.
 template <typename T>
@@ -310,9 +310,9 @@ TARVO_EXPORTS void resample(const Mat& src, Mat& dst, int newWidth, int newHeigh
 TARVO_EXPORTS void resample(const Mat& src, Mat& dst, int newWidth, int newHeight,
                             InterpolationMethod interpolation, OverflowMethod overflow,
                             bool disableAveraging);
-// Turns by angle degrees counter-clockwise onto a grown canvas (mode 1).
+// Turns by angle degrees clockwise onto a grown canvas (mode 1).
 TARVO_EXPORTS void rotate(const Mat& src, Mat& dst, float angle);
-// Turns by angle degrees clockwise onto the box of the turned corners (mode 2);
+// Turns by angle degrees counter-clockwise onto the box of the turned corners (mode 2);
 // the other arguments are stored and have no influence.
 TARVO_EXPORTS void rotate(const Mat& src, Mat& dst, float angle, InterpolationMethod interpolation,
                           OverflowMethod overflow, Point4_<unsigned char>* replacement, bool flag1,
