@@ -15,6 +15,7 @@
 // number of threads.
 #pragma once
 
+#include "tarvo/array.h"
 #include "tarvo/export.h"
 #include "tarvo/ip/core.h"
 #include "tarvo/mat.h"
@@ -325,6 +326,87 @@ TARVO_EXPORTS void skew(const Mat& src, Mat& dst, float slopeX, float slopeY, in
 // Fits src into newWidth x newHeight and pads right and bottom; see ipThumbnail.
 TARVO_EXPORTS void thumbnail(const Mat& src, Mat& dst, int newWidth, int newHeight,
                              Point4_<unsigned char> fill);
+
+}  // namespace ip
+
+// ================================================================ warps and remap
+//
+// Roles of the affine coefficients a0..a5 in warpAffine: for destination row i
+// and column j the source position is sx = a0 i + a1 j + a2 (column) and
+// sy = a3 i + a4 j + a5 (row): the row index multiplies a0 and a3. So
+// (1, 0, 0, 0, 1, 0) transposes and (0, 1, 0, 1, 0, 0) copies. A usual forward
+// matrix on (x, y), such as getRotationMatrix2D gives, goes in with its two
+// rows exchanged and `invert` set.
+
+namespace ip {
+
+// Warps src into dst by the affine coefficients (a one-channel 2 x 3 or 3 x 3
+// matrix of any depth, read as float; with `invert`, its inverse). dst must
+// already have src's depth and channels (its size decides the output); it is
+// zeroed first. Bytes: 10-bit bilinear with positions clamped to cols - 2 and
+// rows - 2; other depths: float (double for int and double) bilinear on
+// positions clamped to the image. Bad shapes or types leave dst unchanged.
+TARVO_EXPORTS void warpAffine(const Mat& src, Mat& dst, const Mat& transform, bool invert);
+// Perspective warp: destination (j, i) reads the source at the inverse
+// transform's (X / W, Y / W) (a one-channel 2 x 3 or 3 x 3 matrix; 2 x 3 gets
+// the row (0, 0, 1)). Only positions within 0 .. cols - 1 and 0 .. rows - 1
+// (exclusive) are written; other pixels of dst keep their values. dst must
+// have src's depth and channels, else it is unchanged.
+TARVO_EXPORTS void warpPerspective(const Mat& src, Mat& dst, const Mat& transform);
+// Writes 0 where warpPerspective would write and 255 elsewhere into a byte
+// mask: a given one-channel byte mask keeps its size, anything else becomes a
+// src-sized one. A bad transform leaves mask unchanged.
+TARVO_EXPORTS void warpPerspectiveMask(const Mat& src, Mat& mask, const Mat& transform);
+
+// Samples src at the positions of the maps into dst (map1's size, src's type).
+// Maps: map1 two-channel short (type 10, integer x, y) with map2 empty or a
+// one-channel short of fraction codes (type 2, y fraction * 32 + x fraction,
+// in 1/32), in either order; or float maps, map1 two-channel (type 12) with
+// map2 empty, or map1 and map2 one-channel float x and y (type 4).
+// interpolation: 0 nearest, 1 bilinear (3 too), 2 bicubic, 4 Lanczos (8 taps);
+// borderType BorderFill .. BorderMirrorNoEdge (BorderIsolatedBit ignored),
+// BorderFill using borderValue[k % 4] for channel k. Empty, mistyped or unequal
+// maps, int images and unknown codes leave dst unchanged.
+TARVO_EXPORTS void remap(const Mat& src, Mat& dst, const Mat& map1, const Mat& map2,
+                         int interpolation, int borderType, const Point4_<double>& borderValue);
+// Converts maps between the forms remap takes: dstMapType 4 (two float maps),
+// 12 (one two-channel float map) or 10 (two-channel short integer positions
+// plus a fraction map of type 2, or with `nearest` rounded positions and no
+// fraction map). Bad pairs or types leave both outputs unchanged.
+TARVO_EXPORTS void convertMaps(const Mat& map1, const Mat& map2, Mat& dstMap1, Mat& dstMap2,
+                               int dstMapType, bool nearest);
+
+// The 2 x 3 double affine transform mapping src[i] to dst[i], least squares
+// over all pairs. Fewer than 3 pairs or unequal counts give an empty Mat.
+TARVO_EXPORTS Mat getAffineTransform(const Array<Point2_<float>>& src,
+                                     const Array<Point2_<float>>& dst);
+// The same for exactly three pairs given as arrays of three points (null: empty Mat).
+TARVO_EXPORTS Mat getAffineTransform(const Point2_<float>* src, const Point2_<float>* dst);
+// The 3 x 3 double perspective transform of the first four pairs (last
+// element 1). Fewer than 4 pairs or unequal counts give an empty Mat.
+TARVO_EXPORTS Mat getPerspectiveTransform(const Array<Point2_<float>>& src,
+                                          const Array<Point2_<float>>& dst);
+TARVO_EXPORTS Mat getPerspectiveTransform(const Array<Point2_<int>>& src,
+                                          const Array<Point2_<int>>& dst);
+// 2 x 3 double matrix turning by `angle` degrees (counter-clockwise on screen
+// for positive angles) and scaling about `centre`, on (x, y) points.
+TARVO_EXPORTS Mat getRotationMatrix2D(Point2_<float> centre, double angle, double scale);
+// Makes transform a 3 x 3 float matrix (a + 1, b, e; c, d + 1, f; 0, 0, 1):
+// the parameters are offsets from the identity.
+TARVO_EXPORTS void initWarp(Mat& transform, float a, float b, float c, float d, float e, float f);
+// Applies a one-channel 3 x 3 float or double transform to a point, dividing
+// by the third coordinate; other matrices give (0, 0).
+TARVO_EXPORTS Point2_<float> warpPoint(const Point2_<float>& p, const Mat& transform);
+// The same for every point of src into dst (resized to src's count); integer
+// results are truncated.
+TARVO_EXPORTS void warpPoint(const Array<Point2_<int>>& src, Array<Point2_<int>>& dst,
+                             const Mat& transform);
+TARVO_EXPORTS void warpPoint(const Array<Point2_<float>>& src, Array<Point2_<float>>& dst,
+                             const Mat& transform);
+// Draws the outline of rect mapped by a 3 x 3 float or double transform
+// (without dividing by the third coordinate) in white, one pixel wide. Other
+// matrices draw nothing.
+TARVO_EXPORTS void drawWarpRect(Mat& image, const Rect_<int>& rect, const Mat& transform);
 
 }  // namespace ip
 
