@@ -91,4 +91,31 @@ TEST_F(TransformTool, ChoicesAreNamedAndExplained) {
     EXPECT_NE(run("crop --x 0 --y 0 --width 50 --height 50 --angle 30 " + sample + " x.png"), 0);
 }
 
+TEST_F(TransformTool, WarpRows) {
+    Mat src;
+    ASSERT_TRUE(src.fromImage((std::string(TARVO_TEST_DATA_DIR) + "/coffee.png").c_str()));
+    // The turn goes in with the rotation's rows exchanged and inverted.
+    ASSERT_EQ(run("warp-affine --angle 30 --scale 1.2 " + sample + " a.png"), 0);
+    const Mat r = tarvo::ip::getRotationMatrix2D(
+        tarvo::Point2_<float>(src.cols() / 2.0f, src.rows() / 2.0f), 30, 1.2);
+    Mat t(2, 3, tarvo::MAT_Tdouble), want(src.rows(), src.cols(), src.type1());
+    for (int c = 0; c < 3; c++) {
+        t.ptr<double>(0)[c] = r.value(1, c);
+        t.ptr<double>(1)[c] = r.value(0, c);
+    }
+    tarvo::ip::warpAffine(src, want, t, true);
+    EXPECT_TRUE(tarvo::test::matEqual(load("a.png"), want));
+    ASSERT_EQ(run("warp-perspective --tilt 25 " + sample + " p.png"), 0);
+    EXPECT_EQ(load("p.png").cols(), src.cols());
+    // Fixed-point maps from convertMaps sample exactly like the float maps.
+    for (const char* interp : {"linear", "lanczos"}) {
+        const std::string opts = std::string("remap --effect ripple --strength 6 --border wrap ") +
+                                 "--interpolation " + interp;
+        ASSERT_EQ(run(opts + " --fixed 0 " + sample + " f.png"), 0);
+        ASSERT_EQ(run(opts + " --fixed 1 " + sample + " g.png"), 0);
+        EXPECT_TRUE(tarvo::test::matEqual(load("f.png"), load("g.png"))) << interp;
+    }
+    EXPECT_EQ(run("remap --interpolation 3 " + sample + " x.png"), 2);
+}
+
 #endif  // TARVO_TOOL_PATH
