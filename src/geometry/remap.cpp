@@ -115,6 +115,80 @@ T storeSum(typename WorkOf<T>::type s) {
         return T(s);
 }
 
+// Interpolating routine with KS taps per axis. Positions whose taps all lie
+// inside read the rows directly; the others map each tap through the border
+// rule (a null row or a -1 column reads the fill value).
+template <typename T, int KS>
+void interpRow(const RemapParams& p, const InterpTable& tab, const short* xy,
+               const unsigned short* a, T* d, int n, const T* fill) {
+    using W = typename WorkOf<T>::type;
+    const Mat& src = *p.src;
+    const int cols = src.cols(), rows = src.rows(), cn = src.channels();
+    constexpr int off = KS / 2 - 1, kk = KS * KS;
+    constexpr bool bytes = std::is_same<T, unsigned char>::value;
+    const T* taps[KS];
+    int tx[KS];
+    for (int x = 0; x < n; x++, d += cn) {
+        const int x0 = xy[2 * x] - off, y0 = xy[2 * x + 1] - off;
+        const size_t code = size_t(a ? (a[x] & 1023) : 0) * size_t(kk);
+        const bool inside = x0 >= 0 && y0 >= 0 && x0 + KS <= cols && y0 + KS <= rows;
+        for (int j = 0; j < KS; j++) {
+            int yy = y0 + j, xx = x0 + j;
+            if (!inside) {
+                if (yy < 0 || yy >= rows) yy = ip::borderInterpolate(yy, rows, p.border);
+                if (xx < 0 || xx >= cols) xx = ip::borderInterpolate(xx, cols, p.border);
+            }
+            taps[j] = yy >= 0 && yy < rows ? src.ptr<T>(yy) : nullptr;
+            tx[j] = xx >= 0 && xx < cols ? xx * cn : -1;
+        }
+        if (inside) {
+            for (int j = 0; j < KS; j++) taps[j] += x0 * cn;
+            for (int k = 0; k < cn; k++) {
+                if constexpr (bytes) {
+                    const int* w = tab.i.data() + code;
+                    int sum = 0;
+                    for (int j = 0; j < KS; j++)
+                        for (int i = 0; i < KS; i++)
+                            sum += w[j * KS + i] * int(taps[j][i * cn + k]);
+                    const int r = (sum + (1 << 14)) >> 15;
+                    d[k] = T(r < 0 ? 0 : r > 255 ? 255 : r);
+                } else {
+                    const float* w = tab.f.data() + code;
+                    W sum = 0;
+                    for (int j = 0; j < KS; j++)
+                        for (int i = 0; i < KS; i++)
+                            sum += W(w[j * KS + i]) * W(taps[j][i * cn + k]);
+                    d[k] = storeSum<T>(sum);
+                }
+            }
+            continue;
+        }
+        for (int k = 0; k < cn; k++) {
+            if constexpr (bytes) {
+                const int* w = tab.i.data() + code;
+                int sum = 0;
+                for (int j = 0; j < KS; j++)
+                    for (int i = 0; i < KS; i++) {
+                        const int v =
+                            taps[j] && tx[i] >= 0 ? int(taps[j][tx[i] + k]) : int(fill[k]);
+                        sum += w[j * KS + i] * v;
+                    }
+                const int r = (sum + (1 << 14)) >> 15;
+                d[k] = T(r < 0 ? 0 : r > 255 ? 255 : r);
+            } else {
+                const float* w = tab.f.data() + code;
+                W sum = 0;
+                for (int j = 0; j < KS; j++)
+                    for (int i = 0; i < KS; i++) {
+                        const W v = taps[j] && tx[i] >= 0 ? W(taps[j][tx[i] + k]) : W(fill[k]);
+                        sum += W(w[j * KS + i]) * v;
+                    }
+                d[k] = storeSum<T>(sum);
+            }
+        }
+    }
+}
+
 // Writes one tile row: n pixels at positions xy (pairs) with fraction codes a.
 template <typename T>
 void remapRow(const RemapParams& p, const short* xy, const unsigned short* a, T* d, int n) {
@@ -138,49 +212,13 @@ void remapRow(const RemapParams& p, const short* xy, const unsigned short* a, T*
         }
         return;
     }
-    using W = typename WorkOf<T>::type;
     const InterpTable& tab = interpTable(p.interpolation);
-    const int ks = tab.ksize, off = ks / 2 - 1, kk = ks * ks;
-    const bool bytes = std::is_same<T, unsigned char>::value;
-    const T* taps[8];
-    int tx[8];
-    for (int x = 0; x < n; x++, d += cn) {
-        const int x0 = xy[2 * x] - off, y0 = xy[2 * x + 1] - off;
-        const size_t code = size_t(a ? (a[x] & 1023) : 0) * size_t(kk);
-        const bool inside = x0 >= 0 && y0 >= 0 && x0 + ks <= cols && y0 + ks <= rows;
-        // Rows and columns of the taps; a null row or a -1 column reads the fill.
-        for (int j = 0; j < ks; j++) {
-            int yy = y0 + j;
-            if (!inside && (yy < 0 || yy >= rows)) yy = ip::borderInterpolate(yy, rows, p.border);
-            taps[j] = yy >= 0 && yy < rows ? src.ptr<T>(yy) : nullptr;
-            int xx = x0 + j;
-            if (!inside && (xx < 0 || xx >= cols)) xx = ip::borderInterpolate(xx, cols, p.border);
-            tx[j] = xx >= 0 && xx < cols ? xx * cn : -1;
-        }
-        for (int k = 0; k < cn; k++) {
-            if (bytes) {
-                const int* w = tab.i.data() + code;
-                int sum = 0;
-                for (int j = 0; j < ks; j++)
-                    for (int i = 0; i < ks; i++) {
-                        const int v =
-                            taps[j] && tx[i] >= 0 ? int(taps[j][tx[i] + k]) : int(fill[k]);
-                        sum += w[j * ks + i] * v;
-                    }
-                const int r = (sum + (1 << 14)) >> 15;
-                d[k] = T(r < 0 ? 0 : r > 255 ? 255 : r);
-            } else {
-                const float* w = tab.f.data() + code;
-                W sum = 0;
-                for (int j = 0; j < ks; j++)
-                    for (int i = 0; i < ks; i++) {
-                        const W v = taps[j] && tx[i] >= 0 ? W(taps[j][tx[i] + k]) : W(fill[k]);
-                        sum += W(w[j * ks + i]) * v;
-                    }
-                d[k] = storeSum<T>(sum);
-            }
-        }
-    }
+    if (tab.ksize == 2)
+        interpRow<T, 2>(p, tab, xy, a, d, n, fill);
+    else if (tab.ksize == 4)
+        interpRow<T, 4>(p, tab, xy, a, d, n, fill);
+    else
+        interpRow<T, 8>(p, tab, xy, a, d, n, fill);
 }
 
 inline short shortPos(int v) {

@@ -74,15 +74,26 @@ void quarterTurn(const Mat& src, Mat& dst, int type) {
             const int ye = std::min(rows, by + B);
             for (int bx = 0; bx < cols; bx += B) {
                 const int xe = std::min(cols, bx + B);
-                for (int y = by; y < ye; y++) {
-                    const P* s = src.ptr<P>(y);
-                    if (type == RotateLeft90) {
-                        for (int x = bx; x < xe; x++) dst.ptr<P>(cols - 1 - x)[y] = s[x];
-                    } else if (type == RotateRight90) {
-                        for (int x = bx; x < xe; x++) dst.ptr<P>(x)[rows - 1 - y] = s[x];
-                    } else {
+                if (type == Rotate180) {
+                    for (int y = by; y < ye; y++) {
+                        const P* s = src.ptr<P>(y);
                         P* d = dst.ptr<P>(rows - 1 - y);
                         for (int x = bx; x < xe; x++) d[cols - 1 - x] = s[x];
+                    }
+                    continue;
+                }
+                // Each destination row of the block is written contiguously from
+                // the block's source rows, whose pointers are taken once.
+                const P* s[B];
+                const int n = ye - by;
+                for (int y = 0; y < n; y++) s[y] = src.ptr<P>(by + y);
+                for (int x = bx; x < xe; x++) {
+                    if (type == RotateLeft90) {
+                        P* d = dst.ptr<P>(cols - 1 - x) + by;
+                        for (int y = 0; y < n; y++) d[y] = s[y][x];
+                    } else {
+                        P* d = dst.ptr<P>(x) + (rows - 1 - by);
+                        for (int y = 0; y < n; y++) d[-y] = s[y][x];
                     }
                 }
             }

@@ -36,8 +36,10 @@ inline void fixedPos(float s, int n, int& i0, int& i1, int& f) {
         x = 0;
     else if (s > float(n - 2))
         x = (n - 1) * 1024 - 1024;
+    else if (s == s)
+        x = int(s * 1024.0f);  // 0 .. (n - 2) * 1024: in range
     else
-        x = truncInt(s * 1024.0f);  // NaN gives 0
+        x = 0;  // NaN
     i0 = x >> 10;
     i1 = i0 + 1;
     f = x & 1023;
@@ -116,6 +118,33 @@ bool sameKind(const Mat& src, const Mat& dst) {
 
 }  // namespace
 
+// One destination row of the affine warp for depths other than bytes.
+template <typename T, typename W>
+void affineRow(const Mat& src, unsigned char* d, int cols, float sx, float sy, float ax, float ay) {
+    T* o = reinterpret_cast<T*>(d);
+    const int cn = src.channels();
+    for (int j = 0; j < cols; j++, o += cn, sx += ax, sy += ay) bilinearPixel<T, W>(src, sx, sy, o);
+}
+
+// One destination row of the byte affine warp; CN is the channel count, or 0
+// for any count.
+template <int CN>
+void affineRowBytes(const Mat& src, unsigned char* d, int cols, float sx, float sy, float ax,
+                    float ay) {
+    const int cn = CN ? CN : src.channels(), sc = src.cols(), sr = src.rows();
+    for (int j = 0; j < cols; j++, d += cn, sx += ax, sy += ay) {
+        int x0, x1, y0, y1, fx, fy;
+        fixedPos(sx, sc, x0, x1, fx);
+        fixedPos(sy, sr, y0, y1, fy);
+        const unsigned char* r0 = src.ptr<unsigned char>(y0);
+        const unsigned char* r1 = src.ptr<unsigned char>(y1);
+        const unsigned char *p00 = r0 + x0 * cn, *p01 = r0 + x1 * cn;
+        const unsigned char *p10 = r1 + x0 * cn, *p11 = r1 + x1 * cn;
+        for (int k = 0; k < cn; k++)
+            d[k] = (unsigned char)bilinear10(p00[k], p01[k], p10[k], p11[k], fx, fy);
+    }
+}
+
 // ---------------------------------------------------------------- invokers
 
 // Rows of an affine warp: row i starts at (a0 i + a2, a3 i + a5) and each
@@ -127,25 +156,41 @@ public:
         const Mat& src = *src_;
         Mat& dst = *dst_;
         const float* a = a_;
-        const int cols = dst.cols(), es = dst.elemSize();
+        const int cols = dst.cols();
         const bool bytes = src.type() == MAT_Tuchar;
         for (int i = range.start; i < range.end; i++) {
             float sx = a[0] * float(i) + a[2], sy = a[3] * float(i) + a[5];
             unsigned char* d = dst.data.ptr[i];
-            for (int j = 0; j < cols; j++, d += es, sx += a[1], sy += a[4]) {
-                if (bytes) {
-                    int x0, x1, y0, y1, fx, fy;
-                    fixedPos(sx, src.cols(), x0, x1, fx);
-                    fixedPos(sy, src.rows(), y0, y1, fy);
-                    const int cn = src.channels();
-                    const unsigned char* r0 = src.ptr<unsigned char>(y0);
-                    const unsigned char* r1 = src.ptr<unsigned char>(y1);
-                    for (int k = 0; k < cn; k++)
-                        d[k] = (unsigned char)bilinear10(r0[x0 * cn + k], r0[x1 * cn + k],
-                                                         r1[x0 * cn + k], r1[x1 * cn + k], fx, fy);
-                } else {
-                    bilinearAny(src, sx, sy, d);
+            if (bytes) {
+                switch (src.channels()) {
+                    case 1:
+                        affineRowBytes<1>(src, d, cols, sx, sy, a[1], a[4]);
+                        break;
+                    case 3:
+                        affineRowBytes<3>(src, d, cols, sx, sy, a[1], a[4]);
+                        break;
+                    case 4:
+                        affineRowBytes<4>(src, d, cols, sx, sy, a[1], a[4]);
+                        break;
+                    default:
+                        affineRowBytes<0>(src, d, cols, sx, sy, a[1], a[4]);
+                        break;
                 }
+                continue;
+            }
+            switch (src.type()) {
+                case 2:
+                    affineRow<short, float>(src, d, cols, sx, sy, a[1], a[4]);
+                    break;
+                case 3:
+                    affineRow<int, double>(src, d, cols, sx, sy, a[1], a[4]);
+                    break;
+                case 4:
+                    affineRow<float, float>(src, d, cols, sx, sy, a[1], a[4]);
+                    break;
+                default:
+                    affineRow<double, double>(src, d, cols, sx, sy, a[1], a[4]);
+                    break;
             }
         }
     }
@@ -189,7 +234,7 @@ public:
                     *d = inside ? 0 : 255;
                 } else if (inside) {
                     if (bytes)
-                        byteBilinear(src, truncInt(xf), truncInt(yf), d);
+                        byteBilinear(src, int(xf), int(yf), d);  // in range by the test
                     else
                         bilinearAny(src, X * w, Y * w, d);
                 }
