@@ -63,12 +63,23 @@ void runRotate(const Mat& in, Mat& out, const Args& a) {
                       tarvo::OverflowMethod(a.i(3)), nullptr, false, false);
 }
 
+// A plain crop is clipped to the picture (0 reaching the edge); a turned one
+// needs its turned corners inside and is refused otherwise.
 void runCrop(const Mat& in, Mat& out, const Args& a) {
     out.release();
     const int x = a.i(0), y = a.i(1);
-    const int w = a.i(2) == 0 ? in.cols() - x : a.i(2);
-    const int h = a.i(3) == 0 ? in.rows() - y : a.i(3);
+    int w = a.i(2) == 0 ? in.cols() - x : a.i(2);
+    int h = a.i(3) == 0 ? in.rows() - y : a.i(3);
+    if (a.f(4) == 0.0f) {
+        if (w > in.cols() - x) w = in.cols() - x;
+        if (h > in.rows() - y) h = in.rows() - y;
+    }
     tarvo::ip::crop(in, out, x, y, w, h, a.f(4));
+}
+
+const char* checkCrop(const Mat& in, const Args& a) {
+    if (a.i(0) >= in.cols() || a.i(1) >= in.rows()) return "the corner lies outside the picture";
+    return nullptr;
 }
 
 tarvo::Point4_<unsigned char> fillOf(const Args& a, int first) {
@@ -110,9 +121,10 @@ const Operation kRows[] = {
        kOverflow}},
      runRotate,
      nullptr,
-     "rotate --angle 20 in.png out.png"},
+     "rotate --angle 20 in.png out.png",
+     kGreyOrColour | kAlpha},
     {"crop",
-     "Cut a rectangle out of a picture, optionally turned about its centre",
+     "Cut a rectangle out of a picture (clipped to it), optionally turned about its centre",
      {{"x", "left edge in pixels", 0, 0, 1e6, true},
       {"y", "top edge in pixels", 0, 0, 1e6, true},
       {"width", "width in pixels, 0 for up to the right edge", 0, 0, 1e6, true},
@@ -123,7 +135,9 @@ const Operation kRows[] = {
        0, -360, 360, false}},
      runCrop,
      nullptr,
-     "crop --x 150 --y 80 --width 300 --height 240 --angle 10 in.png out.png"},
+     "crop --x 150 --y 80 --width 300 --height 240 --angle 10 in.png out.png",
+     kGreyOrColour | kAlpha,
+     checkCrop},
     {"expand",
      "Pad a picture with margins of one colour",
      {{"left", "left margin in pixels", 0, 0, 1e5, true},
@@ -135,7 +149,8 @@ const Operation kRows[] = {
       {"blue", "fill colour, blue", 0, 0, 255, true}},
      runExpand,
      nullptr,
-     "expand --left 20 --top 20 --right 20 --bottom 20 --red 255 in.png out.png"},
+     "expand --left 20 --top 20 --right 20 --bottom 20 --red 255 in.png out.png",
+     kGreyOrColour | kAlpha},
     {"resample",
      "Resample a picture with one of sixteen interpolators; shrinking averages pixel areas",
      {{"width", "new width in pixels", 640, 1, 32768, true},
@@ -158,7 +173,8 @@ const Operation kRows[] = {
        0, 0, 1, true}},
      runSkew,
      nullptr,
-     "skew --slope-x 0.3 --pivot-y 240 in.png out.png"},
+     "skew --slope-x 0.3 --pivot-y 240 in.png out.png",
+     kGreyOrColour | kAlpha},
     {"thumbnail",
      "Fit a picture into a box keeping its proportions, padding right and bottom",
      {{"width", "box width in pixels", 160, 1, 32768, true},

@@ -15,13 +15,6 @@ using tarvo::Mat;
 const Choice kEffect[] = {{"swirl", 0}, {"ripple", 1}, {nullptr, 0}};
 const Choice kRemapInterpolation[] = {
     {"nearest", 0}, {"linear", 1}, {"cubic", 2}, {"lanczos", 4}, {nullptr, 0}};
-const Choice kBorder[] = {{"fill", tarvo::BorderFill},
-                          {"clamp", tarvo::BorderClamp},
-                          {"mirror", tarvo::BorderMirror},
-                          {"wrap", tarvo::BorderWrap},
-                          {"mirror-no-edge", tarvo::BorderMirrorNoEdge},
-                          {nullptr, 0}};
-
 // The turn about the picture's centre as warpAffine takes it: the rotation
 // matrix on (x, y) with its two rows exchanged, inverted inside the call.
 void runWarpAffine(const Mat& in, Mat& out, const Args& a) {
@@ -115,7 +108,7 @@ const Operation kRows[] = {
       {"border",
        "reads outside: fill (black), clamp (edge pixel), mirror (edge repeated), wrap, "
        "mirror-no-edge",
-       tarvo::BorderFill, 0, 4, true, kBorder},
+       tarvo::BorderFill, 0, 4, true, kBorderChoices},
       {"fixed", "1 converts the map to 16-bit positions and 1/32 fractions first", 0, 0, 1, true}},
      runRemap,
      nullptr,
