@@ -135,7 +135,7 @@ const Operation kRows[] = {
        0, -360, 360, false}},
      runCrop,
      nullptr,
-     "crop --x 150 --y 80 --width 300 --height 240 --angle 10 in.png out.png",
+     "crop --x 20 --y 20 --width 120 --height 80 --angle 10 in.png out.png",
      kGreyOrColour | kAlpha,
      checkCrop},
     {"expand",
