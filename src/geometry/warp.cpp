@@ -2,27 +2,21 @@
 // solvers and the small point helpers.
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <vector>
 
 #include "filter/overlap.h"
 #include "geometry/rows_parallel.h"
 #include "geometry/transform_solvers.h"
+#include "geometry/warp_internal.h"
 #include "tarvo/ip/geometry.h"
+#include "tarvo/parallel.h"
 #include "tarvo/saturate.h"
 
 namespace tarvo {
 namespace detail {
 
 namespace {
-
-// 10-bit bilinear of four bytes; fx, fy in 0..1023. The products replace the
-// shifts of the textbook form so that negative factors stay defined.
-inline int bilinear10(int p00, int p01, int p10, int p11, int fx, int fy) {
-    const int v = ((p10 * fy + p01 * fx) * 1024 + (p11 - p10 - p01 + p00) * (fx * fy) +
-                   (1024 - (fx + fy)) * 1024 * p00) >>
-                  20;
-    return v > 255 ? 255 : v;
-}
 
 // Fixed-point position along an axis of n samples: index and 10-bit fraction.
 inline void fixedPos(float s, int n, int& i0, int& i1, int& f) {
@@ -145,6 +139,47 @@ void affineRowBytes(const Mat& src, unsigned char* d, int cols, float sx, float 
     }
 }
 
+// The byte affine row through the vector kernel: positions from the scalar
+// running sums into a row buffer of element offsets and fractions, then the
+// gathered bilinear; the kernel's tail is finished by the same formula.
+// `stride` is the source's constant row pitch.
+void affineRowBytesVector(const Mat& src, unsigned char* d, int cols, float sx, float sy, float ax,
+                          float ay, long long stride, std::vector<int32_t>& buf) {
+    const int cn = src.channels(), sc = src.cols(), sr = src.rows(), n = cols * cn;
+    buf.resize(size_t(n) * 3);
+    int32_t *off = buf.data(), *fxs = off + n, *fys = fxs + n;
+    for (int j = 0; j < cols; j++, sx += ax, sy += ay) {
+        int x0, x1, y0, y1, fx, fy;
+        fixedPos(sx, sc, x0, x1, fx);
+        fixedPos(sy, sr, y0, y1, fy);
+        const int32_t o = int32_t(y0 * stride + x0 * cn);
+        for (int k = 0; k < cn; k++) {
+            off[j * cn + k] = o + k;
+            fxs[j * cn + k] = fx;
+            fys[j * cn + k] = fy;
+        }
+    }
+    // A source one sample wide or high keeps both taps on index 0.
+    const int dx = sc > 1 ? cn : 0, dy = sr > 1 ? int(stride) : 0;
+    const unsigned char* base = src.data.ptr[0];
+    int e = warpBilinear8u(base, off, fxs, fys, dx, dy, d, n);
+    for (; e < n; e++) {
+        const unsigned char* p = base + off[e];
+        d[e] = (unsigned char)bilinear10(p[0], p[dx], p[dy], p[dx + dy], fxs[e], fys[e]);
+    }
+}
+
+// The constant row pitch of m in bytes, or -1 when its rows are not evenly
+// spaced or the image spans 2^31 bytes or more (the kernel's offsets are 32-bit).
+long long evenPitch(const Mat& m) {
+    if (m.rows() < 2) return m.rowByteSize();
+    const long long p = (long long)(m.data.ptr[1] - m.data.ptr[0]);
+    if (p < m.rowByteSize() || p * m.rows() >= 0x7FFFFFF0LL) return -1;
+    for (int r = 2; r < m.rows(); r++)
+        if (m.data.ptr[r] - m.data.ptr[0] != p * r) return -1;
+    return p;
+}
+
 // ---------------------------------------------------------------- invokers
 
 // Rows of an affine warp: row i starts at (a0 i + a2, a3 i + a5) and each
@@ -158,9 +193,15 @@ public:
         const float* a = a_;
         const int cols = dst.cols();
         const bool bytes = src.type() == MAT_Tuchar;
+        const long long pitch = bytes && checkHardwareSupport(3) ? evenPitch(src) : -1;
+        std::vector<int32_t> buf;
         for (int i = range.start; i < range.end; i++) {
             float sx = a[0] * float(i) + a[2], sy = a[3] * float(i) + a[5];
             unsigned char* d = dst.data.ptr[i];
+            if (pitch >= 0) {
+                affineRowBytesVector(src, d, cols, sx, sy, a[1], a[4], pitch, buf);
+                continue;
+            }
             if (bytes) {
                 switch (src.channels()) {
                     case 1:

@@ -459,3 +459,28 @@ TEST(RemapMaps, ThreadsAndFirstCallsAgree) {
         EXPECT_TRUE(matEqual(par, ser)) << code;
     }
 }
+
+TEST(WarpAffine, VectorAndScalarPathsAgree) {
+    const Mat t = coeffs({0.27, 1.13, -7.5, 0.96, -0.31, 12.25});
+    for (int type :
+         {int(MAT_Tuchar), int(MAT_Tuchar) | (1 << 3), int(MAT_Tuchar3), int(MAT_Tuchar4)}) {
+        for (int shape = 0; shape < 3; shape++) {
+            const int rows = shape == 1 ? 1 : 37, cols = shape == 2 ? 1 : 53;
+            const Mat src = test::randomMat(rows, cols, type, 31);
+            Mat vec(41, 67, type), sca(41, 67, type);
+            ip::warpAffine(src, vec, t, false);
+            detail::setUseOptimized(false);
+            ip::warpAffine(src, sca, t, false);
+            detail::setUseOptimized(true);
+            EXPECT_TRUE(matEqual(vec, sca)) << type << " " << rows << "x" << cols;
+        }
+    }
+    // A sub-matrix reference (rows spaced by the parent's pitch) as the source.
+    const Mat big = test::randomMat(60, 80, MAT_Tuchar3, 2);
+    Mat part;
+    big.subRefMat(Rect_<int>(10, 5, 40, 30), part);
+    Mat copy = part.clone(), a(30, 40, MAT_Tuchar3), b(30, 40, MAT_Tuchar3);
+    ip::warpAffine(part, a, t, false);
+    ip::warpAffine(copy, b, t, false);
+    EXPECT_TRUE(matEqual(a, b));
+}
