@@ -8,6 +8,7 @@
 
 #include "filter/overlap.h"
 #include "geometry/interp_coeffs.h"
+#include "geometry/warp_internal.h"
 #include "tarvo/ip/filter.h"
 #include "tarvo/ip/geometry.h"
 #include "tarvo/parallel.h"
@@ -221,6 +222,50 @@ void remapRow(const RemapParams& p, const short* xy, const unsigned short* a, T*
         interpRow<T, 8>(p, tab, xy, a, d, n, fill);
 }
 
+// The linear byte routine through the vector kernel: runs of positions whose
+// 2 x 2 taps lie inside go to the kernel as element offsets and fraction
+// codes; border positions take the scalar routine. Same sums, same bytes.
+void remapLinearRowVector(const RemapParams& p, const short* xy, const unsigned short* a,
+                          unsigned char* d, int n, long long pitch, std::vector<int32_t>& buf) {
+    const Mat& src = *p.src;
+    const int cols = src.cols(), rows = src.rows(), cn = src.channels();
+    const int* w = interpTable(1).i.data();
+    buf.resize(size_t(n) * size_t(cn) * 2);
+    int32_t* off = buf.data();
+    int32_t* code = off + size_t(n) * cn;
+    const unsigned char* base = src.data.ptr[0];
+    const int dy = int(pitch);
+    int x = 0;
+    while (x < n) {
+        const int start = x;
+        int e = 0;
+        for (; x < n; x++) {
+            const int x0 = xy[2 * x], y0 = xy[2 * x + 1];
+            if (x0 < 0 || y0 < 0 || x0 + 2 > cols || y0 + 2 > rows) break;
+            const int32_t o = int32_t(y0 * pitch + x0 * cn), c = a ? (a[x] & 1023) : 0;
+            for (int k = 0; k < cn; k++, e++) {
+                off[e] = o + k;
+                code[e] = c;
+            }
+        }
+        if (e) {
+            unsigned char* out = d + size_t(start) * cn;
+            int i = remapLinear8u(base, off, code, w, cn, dy, out, e);
+            for (; i < e; i++) {
+                const unsigned char* q = base + off[i];
+                const int* t = w + 4 * code[i];
+                const int sum = t[0] * q[0] + t[1] * q[cn] + t[2] * q[dy] + t[3] * q[dy + cn];
+                const int r = (sum + (1 << 14)) >> 15;
+                out[i] = (unsigned char)(r < 0 ? 0 : r > 255 ? 255 : r);
+            }
+        }
+        if (x < n) {
+            remapRow<unsigned char>(p, xy + 2 * x, a ? a + x : nullptr, d + size_t(x) * cn, 1);
+            x++;
+        }
+    }
+}
+
 inline short shortPos(int v) {
     return short(v < -32768 ? -32768 : v > 32767 ? 32767 : v);
 }
@@ -252,6 +297,21 @@ public:
         std::vector<short> xy(size_t(bw) * 2);
         std::vector<unsigned short> fa(static_cast<size_t>(bw));
         const bool nearest = p_.interpolation == 0;
+        const long long pitch =
+            std::is_same<T, unsigned char>::value && p_.interpolation == 1 &&
+                    checkHardwareSupport(3)
+                ? evenPitch(p_.src->data.ptr, p_.src->rows(), p_.src->rowByteSize())
+                : -1;
+        std::vector<int32_t> vbuf;
+        auto row = [&](const short* pos, const unsigned short* fr, T* d, int n) {
+            if constexpr (std::is_same<T, unsigned char>::value) {
+                if (pitch >= 0) {
+                    remapLinearRowVector(p_, pos, fr, d, n, pitch, vbuf);
+                    return;
+                }
+            }
+            remapRow<T>(p_, pos, fr, d, n);
+        };
         for (int y0 = range.start; y0 < range.end; y0 += bh) {
             const int y1 = std::min(range.end, y0 + bh);
             for (int x0 = 0; x0 < cols; x0 += bw) {
@@ -265,7 +325,7 @@ public:
                                 ? reinterpret_cast<const unsigned short*>(p_.map2->ptr<short>(y)) +
                                       x0
                                 : nullptr;
-                        remapRow<T>(p_, m, nearest ? nullptr : a, d, n);
+                        row(m, nearest ? nullptr : a, d, n);
                         continue;
                     }
                     const bool two = p_.map1->channels() == 2;
@@ -277,7 +337,7 @@ public:
                         toFixed(fx, fy, nearest, &xy[2 * size_t(x)],
                                 nearest ? nullptr : &fa[size_t(x)]);
                     }
-                    remapRow<T>(p_, xy.data(), nearest ? nullptr : fa.data(), d, n);
+                    row(xy.data(), nearest ? nullptr : fa.data(), d, n);
                 }
             }
         }

@@ -169,15 +169,8 @@ void affineRowBytesVector(const Mat& src, unsigned char* d, int cols, float sx, 
     }
 }
 
-// The constant row pitch of m in bytes, or -1 when its rows are not evenly
-// spaced or the image spans 2^31 bytes or more (the kernel's offsets are 32-bit).
-long long evenPitch(const Mat& m) {
-    if (m.rows() < 2) return m.rowByteSize();
-    const long long p = (long long)(m.data.ptr[1] - m.data.ptr[0]);
-    if (p < m.rowByteSize() || p * m.rows() >= 0x7FFFFFF0LL) return -1;
-    for (int r = 2; r < m.rows(); r++)
-        if (m.data.ptr[r] - m.data.ptr[0] != p * r) return -1;
-    return p;
+long long pitchOf(const Mat& m) {
+    return evenPitch(m.data.ptr, m.rows(), m.rowByteSize());
 }
 
 // ---------------------------------------------------------------- invokers
@@ -193,7 +186,7 @@ public:
         const float* a = a_;
         const int cols = dst.cols();
         const bool bytes = src.type() == MAT_Tuchar;
-        const long long pitch = bytes && checkHardwareSupport(3) ? evenPitch(src) : -1;
+        const long long pitch = bytes && checkHardwareSupport(3) ? pitchOf(src) : -1;
         std::vector<int32_t> buf;
         for (int i = range.start; i < range.end; i++) {
             float sx = a[0] * float(i) + a[2], sy = a[3] * float(i) + a[5];
@@ -289,6 +282,15 @@ private:
     Mat* mask_;
     const double* m_;
 };
+
+long long evenPitch(const unsigned char* const* rows, int nrows, int rowBytes) {
+    if (nrows < 2) return rowBytes;
+    const long long p = (long long)(rows[1] - rows[0]);
+    if (p < rowBytes || p * nrows >= 0x7FFFFFF0LL) return -1;
+    for (int r = 2; r < nrows; r++)
+        if (rows[r] - rows[0] != p * r) return -1;
+    return p;
+}
 
 }  // namespace detail
 

@@ -23,5 +23,16 @@ inline int bilinear10(int p00, int p01, int p10, int p11, int fx, int fy) {
 int warpBilinear8u(const uint8_t* base, const int32_t* off, const int32_t* fx, const int32_t* fy,
                    int dx, int dy, uint8_t* dst, int n);
 
+// remap's linear byte routine for a leading part of [0, n): the four table
+// weights of code[e] (table entries 4 code .. 4 code + 3, in 1/32768) times
+// the bytes at base + off[e], + dx, + dy, + dx + dy, then (sum + 2^14) >> 15
+// saturated. Returns how many elements it wrote.
+int remapLinear8u(const uint8_t* base, const int32_t* off, const int32_t* code,
+                  const int32_t* table, int dx, int dy, uint8_t* dst, int n);
+
+// The constant row pitch of a matrix's rows in bytes, or -1 when the rows are
+// not evenly spaced or span 2^31 bytes or more (the kernels use 32-bit offsets).
+long long evenPitch(const unsigned char* const* rows, int nrows, int rowBytes);
+
 }  // namespace detail
 }  // namespace tarvo

@@ -1,4 +1,5 @@
-// Vector kernel of the byte warps: the 10-bit bilinear of gathered samples.
+// Vector kernels of the byte affine warp and of remap's linear byte routine:
+// bilinear sums of gathered samples.
 // Integer arithmetic is exact (no sum leaves 32 bits), so the result equals
 // the scalar formula's for every element.
 #undef HWY_TARGET_INCLUDE
@@ -17,6 +18,10 @@ namespace hn = hwy::HWY_NAMESPACE;
 #if HWY_TARGET == HWY_SCALAR
 int WarpBilinear8u(const uint8_t*, const int32_t*, const int32_t*, const int32_t*, int, int,
                    uint8_t*, int) {
+    return 0;
+}
+int RemapLinear8u(const uint8_t*, const int32_t*, const int32_t*, const int32_t*, int, int,
+                  uint8_t*, int) {
     return 0;
 }
 #else
@@ -45,6 +50,34 @@ int WarpBilinear8u(const uint8_t* base, const int32_t* off, const int32_t* fx, c
     }
     return x;
 }
+
+int RemapLinear8u(const uint8_t* base, const int32_t* off, const int32_t* code,
+                  const int32_t* table, int dx, int dy, uint8_t* dst, int n) {
+    const hn::ScalableTag<int32_t> di;
+    const hn::Rebind<uint8_t, decltype(di)> d8;
+    const int N = (int)hn::Lanes(di);
+    const int32_t* b = reinterpret_cast<const int32_t*>(base);
+    const auto m255 = hn::Set(di, 255), zero = hn::Zero(di), half = hn::Set(di, 1 << 14);
+    const auto vdx = hn::Set(di, dx), vdy = hn::Set(di, dy), vdxy = hn::Set(di, dx + dy);
+    const auto one = hn::Set(di, 1);
+    int x = 0;
+    for (; x + N <= n; x += N) {
+        const auto o = hn::LoadU(di, off + x);
+        const auto p00 = hn::And(hn::GatherOffset(di, b, o), m255);
+        const auto p01 = hn::And(hn::GatherOffset(di, b, hn::Add(o, vdx)), m255);
+        const auto p10 = hn::And(hn::GatherOffset(di, b, hn::Add(o, vdy)), m255);
+        const auto p11 = hn::And(hn::GatherOffset(di, b, hn::Add(o, vdxy)), m255);
+        const auto w0i = hn::ShiftLeft<2>(hn::LoadU(di, code + x));
+        const auto w1i = hn::Add(w0i, one), w2i = hn::Add(w1i, one), w3i = hn::Add(w2i, one);
+        auto s = hn::Mul(hn::GatherIndex(di, table, w0i), p00);
+        s = hn::Add(s, hn::Mul(hn::GatherIndex(di, table, w1i), p01));
+        s = hn::Add(s, hn::Mul(hn::GatherIndex(di, table, w2i), p10));
+        s = hn::Add(s, hn::Mul(hn::GatherIndex(di, table, w3i), p11));
+        const auto r = hn::Max(hn::Min(hn::ShiftRight<15>(hn::Add(s, half)), m255), zero);
+        hn::StoreU(hn::DemoteTo(d8, r), d8, dst + x);
+    }
+    return x;
+}
 #endif
 
 }  // namespace HWY_NAMESPACE
@@ -56,6 +89,12 @@ HWY_AFTER_NAMESPACE();
 namespace tarvo {
 namespace detail {
 HWY_EXPORT(WarpBilinear8u);
+HWY_EXPORT(RemapLinear8u);
+
+int remapLinear8u(const uint8_t* base, const int32_t* off, const int32_t* code,
+                  const int32_t* table, int dx, int dy, uint8_t* dst, int n) {
+    return HWY_DYNAMIC_DISPATCH(RemapLinear8u)(base, off, code, table, dx, dy, dst, n);
+}
 
 int warpBilinear8u(const uint8_t* base, const int32_t* off, const int32_t* fx, const int32_t* fy,
                    int dx, int dy, uint8_t* dst, int n) {

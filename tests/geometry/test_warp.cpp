@@ -484,3 +484,25 @@ TEST(WarpAffine, VectorAndScalarPathsAgree) {
     ip::warpAffine(copy, b, t, false);
     EXPECT_TRUE(matEqual(a, b));
 }
+
+TEST(RemapMaps, VectorAndScalarPathsAgree) {
+    Mat mx, my;
+    test::rotationMaps(47, 61, 40, 50, 23.0, mx, my);
+    for (int type : {int(MAT_Tuchar), int(MAT_Tuchar3), int(MAT_Tuchar4)}) {
+        const Mat src = test::randomMat(40, 50, type, 17);
+        Mat xy, fr;
+        ip::convertMaps(mx, my, xy, fr, kMapShort2, false);
+        for (int border : {BorderFill, BorderClamp, BorderWrap}) {
+            Mat v1, v2, s1, s2;
+            ip::remap(src, v1, mx, my, 1, border, Point4_<double>(7, 8, 9, 10));
+            ip::remap(src, v2, xy, fr, 1, border, Point4_<double>(7, 8, 9, 10));
+            detail::setUseOptimized(false);
+            ip::remap(src, s1, mx, my, 1, border, Point4_<double>(7, 8, 9, 10));
+            ip::remap(src, s2, xy, fr, 1, border, Point4_<double>(7, 8, 9, 10));
+            detail::setUseOptimized(true);
+            EXPECT_TRUE(matEqual(v1, s1)) << type << " " << border;
+            EXPECT_TRUE(matEqual(v2, s2)) << type << " " << border;
+            EXPECT_TRUE(matEqual(v1, v2)) << type << " " << border;
+        }
+    }
+}
