@@ -222,7 +222,8 @@ void remapRow(const RemapParams& p, const short* xy, const unsigned short* a, T*
         interpRow<T, 8>(p, tab, xy, a, d, n, fill);
 }
 
-// The linear byte routine through the vector kernel: runs of positions whose
+// The linear byte routine through the vector kernel (sources that own their
+// padded pixels only, as the gathers read past a sample): runs of positions whose
 // 2 x 2 taps lie inside go to the kernel as element offsets and fraction
 // codes; border positions take the scalar routine. Same sums, same bytes.
 void remapLinearRowVector(const RemapParams& p, const short* xy, const unsigned short* a,
@@ -299,7 +300,7 @@ public:
         const bool nearest = p_.interpolation == 0;
         const long long pitch =
             std::is_same<T, unsigned char>::value && p_.interpolation == 1 &&
-                    checkHardwareSupport(3)
+                    checkHardwareSupport(3) && p_.src->m_mode == 0 && !p_.src->isRefered()
                 ? evenPitch(p_.src->data.ptr, p_.src->rows(), p_.src->rowByteSize())
                 : -1;
         std::vector<int32_t> vbuf;

@@ -169,7 +169,10 @@ void affineRowBytesVector(const Mat& src, unsigned char* d, int cols, float sx, 
     }
 }
 
+// The kernels read up to three bytes past a sample, so they run only on
+// matrices that own their pixels (and with them the padding behind them).
 long long pitchOf(const Mat& m) {
+    if (m.m_mode != 0 || m.isRefered()) return -1;
     return evenPitch(m.data.ptr, m.rows(), m.rowByteSize());
 }
 

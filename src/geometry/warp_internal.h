@@ -19,7 +19,7 @@ inline int bilinear10(int p00, int p01, int p10, int p11, int fx, int fy) {
 // dst[e] = bilinear10 of the bytes at base + off[e], + dx, + dy, + dx + dy
 // with fractions fx[e], fy[e], for a leading part of [0, n); returns how many
 // elements it wrote (the caller finishes the rest). Reads up to three bytes
-// past the last sample address (inside the padding every matrix carries).
+// past the last sample address: only for matrices that own their (padded) pixels.
 int warpBilinear8u(const uint8_t* base, const int32_t* off, const int32_t* fx, const int32_t* fy,
                    int dx, int dy, uint8_t* dst, int n);
 
