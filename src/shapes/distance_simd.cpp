@@ -147,6 +147,39 @@ void ChamferScanBackward(const int* m, const int* fwd, int n, int w, int carry, 
     }
 }
 
+void ColumnUp(const uint8_t* s, const int* below, int far, int n, int* dy) {
+    const DI d;
+    const hn::Rebind<uint8_t, DI> d8;
+    const int N = (int)hn::Lanes(d);
+    int j = 0;
+    for (; j + N <= n; j += N) {
+        const auto zero = hn::Eq(hn::PromoteTo(d, hn::LoadU(d8, s + j)), hn::Zero(d));
+        const auto up = below ? hn::Add(hn::LoadU(d, below + j), hn::Set(d, 1)) : hn::Set(d, far);
+        hn::StoreU(hn::IfThenZeroElse(zero, up), d, dy + j);
+    }
+    for (; j < n; j++) dy[j] = s[j] ? (below ? below[j] + 1 : far) : 0;
+}
+
+void ColumnDown(int* dist, const int* dy, int n, int rows, float noFeature, float* o) {
+    const DI d;
+    const hn::Rebind<float, DI> df;
+    const int N = (int)hn::Lanes(d);
+    int j = 0;
+    for (; j + N <= n; j += N) {
+        const auto v =
+            hn::Min(hn::Add(hn::LoadU(d, dist + j), hn::Set(d, 1)), hn::LoadU(d, dy + j));
+        hn::StoreU(v, d, dist + j);
+        const auto sq = hn::ConvertTo(df, hn::Mul(v, v));
+        const auto far = hn::RebindMask(df, hn::Gt(v, hn::Set(d, rows - 1)));
+        hn::StoreU(hn::IfThenElse(far, hn::Set(df, noFeature), sq), df, o + j);
+    }
+    for (; j < n; j++) {
+        const int v = std::min(dist[j] + 1, dy[j]);
+        dist[j] = v;
+        o[j] = v < rows ? float(v * v) : noFeature;
+    }
+}
+
 }  // namespace HWY_NAMESPACE
 }  // namespace detail
 }  // namespace ip
@@ -161,6 +194,8 @@ HWY_EXPORT(ChamferTerms3);
 HWY_EXPORT(ChamferTerms5);
 HWY_EXPORT(ChamferScanForward);
 HWY_EXPORT(ChamferScanBackward);
+HWY_EXPORT(ColumnUp);
+HWY_EXPORT(ColumnDown);
 
 void vecChamferTerms3(const int* r, int n, int hv, int dg, int* m) {
     HWY_DYNAMIC_DISPATCH(ChamferTerms3)(r, n, hv, dg, m);
@@ -174,6 +209,12 @@ void vecChamferScanForward(const int* m, const uint8_t* s, int n, int w, int car
 void vecChamferScanBackward(const int* m, const int* fwd, int n, int w, int carry, float scale,
                             int* out, float* d) {
     HWY_DYNAMIC_DISPATCH(ChamferScanBackward)(m, fwd, n, w, carry, scale, out, d);
+}
+void vecColumnUp(const uint8_t* s, const int* below, int far, int n, int* dy) {
+    HWY_DYNAMIC_DISPATCH(ColumnUp)(s, below, far, n, dy);
+}
+void vecColumnDown(int* dist, const int* dy, int n, int rows, float noFeature, float* o) {
+    HWY_DYNAMIC_DISPATCH(ColumnDown)(dist, dy, n, rows, noFeature, o);
 }
 }  // namespace detail
 }  // namespace ip

@@ -23,6 +23,13 @@ void vecChamferScanForward(const int* m, const uint8_t* s, int n, int w, int car
 void vecChamferScanBackward(const int* m, const int* fwd, int n, int w, int carry, float scale,
                             int* out, float* d);
 
+// Column pass of the exact method, bottom-up step: dy[j] = s[j] ? below[j] + 1
+// : 0, or s[j] ? far : 0 when below is null, for j in [0, n).
+void vecColumnUp(const uint8_t* s, const int* below, int far, int n, int* dy);
+// Top-down step: dist[j] = min(dist[j] + 1, dy[j]); o[j] = float(dist[j]^2)
+// when dist[j] < rows, else noFeature. rows at most 46340, so squares fit.
+void vecColumnDown(int* dist, const int* dy, int n, int rows, float noFeature, float* o);
+
 }  // namespace detail
 }  // namespace ip
 }  // namespace tarvo
