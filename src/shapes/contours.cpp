@@ -81,6 +81,31 @@ Point2_<int> step(Point2_<int> pt, int s) {
     return Point2_<int>(pt.x + kCodeDx[s], pt.y + kCodeDy[s]);
 }
 
+// Writers of the tracers: fixed-size copies instead of writeSeqElem's loop.
+inline void putPoint(SeqWriter* w, const Point2_<int>& pt) {
+    if ((size_t)(w->block_max - w->ptr) < sizeof(pt) && !createSeqBlock(w)) return;
+    std::memcpy(w->ptr, &pt, sizeof(pt));
+    w->ptr += sizeof(pt);
+}
+inline void putCode(SeqWriter* w, int s) {
+    if (w->ptr >= w->block_max && !createSeqBlock(w)) return;
+    *w->ptr++ = (signed char)s;
+}
+
+// Next byte of row[x, end) that differs from prev. The first eight bytes are
+// compared as one word, which settles the many short runs next to borders
+// without a call; longer runs go to the vector kernel.
+inline int nextDiffFast(const uint8_t* row, int x, int end, uint8_t prev, FindNextDiffFn fn) {
+    if (x + 8 <= end) {
+        uint64_t w;
+        std::memcpy(&w, row + x, sizeof(w));
+        w ^= prev * 0x0101010101010101ull;
+        if (w) return x + (__builtin_ctzll(w) >> 3);
+        x += 8;
+    }
+    return fn(row, x, end, prev);
+}
+
 }  // namespace
 
 void traceBorder(signed char* ptr, int stepBytes, Point2_<int> pt, Sequence* contour, int method) {
@@ -119,10 +144,9 @@ void traceBorder(signed char* ptr, int stepBytes, Point2_<int> pt, Sequence* con
             else if (*i3 == 1)
                 *i3 = nbd;
             if (method == 0) {
-                const signed char code = (signed char)s;
-                writeSeqElem(&writer, &code);
+                putCode(&writer, s);
             } else if (s != prev_s || method == 1) {
-                writeSeqElem(&writer, &pt);
+                putPoint(&writer, pt);
                 prev_s = s;
             }
             pt = step(pt, s);
@@ -170,10 +194,9 @@ void traceBorderLabelled(signed char* ptr, int stepBytes, Point2_<int> pt, Seque
             else if (*i3 == 1)
                 *i3 = (signed char)nbd;
             if (method == 0) {
-                const signed char code = (signed char)s;
-                writeSeqElem(&writer, &code);
+                putCode(&writer, s);
             } else if (s != prev_s || method == 1) {
-                writeSeqElem(&writer, &pt);
+                putPoint(&writer, pt);
             }
             if (s != prev_s) {
                 if (pt.x < rect.x)
@@ -533,13 +556,13 @@ Sequence* nextContour(_ContourScanner* sc) {
     int x = sc->pt.x;
     int y = sc->pt.y;
     int prev = img[x - 1];
-    const bool vec = checkHardwareSupport(3);
+    const FindNextDiffFn fn = checkHardwareSupport(3) ? findNextDiffKernel() : nullptr;
 
     for (; y < height; y++, img += step) {
         for (; x < width; x++) {
             const uint8_t* row = reinterpret_cast<const uint8_t*>(img);
-            x = vec ? vecFindNextDiff(row, x, width, (uint8_t)prev)
-                    : findNextDiffScalar(row, x, width, (uint8_t)prev);
+            x = fn ? nextDiffFast(row, x, width, (uint8_t)prev, fn)
+                   : findNextDiffScalar(row, x, width, (uint8_t)prev);
             if (x >= width) break;
             int p = img[x];
             do {

@@ -61,6 +61,9 @@ HWY_EXPORT(Binarise);
 int vecFindNextDiff(const uint8_t* row, int x, int end, uint8_t prev) {
     return HWY_DYNAMIC_DISPATCH(FindNextDiff)(row, x, end, prev);
 }
+FindNextDiffFn findNextDiffKernel() {
+    return &HWY_DYNAMIC_DISPATCH(FindNextDiff);
+}
 void vecBinarise(const uint8_t* src, uint8_t* dst, int n) {
     HWY_DYNAMIC_DISPATCH(Binarise)(src, dst, n);
 }

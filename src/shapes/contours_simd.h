@@ -14,6 +14,9 @@ inline int findNextDiffScalar(const uint8_t* row, int x, int end, uint8_t prev) 
 }
 // The same with vector compares; identical result.
 int vecFindNextDiff(const uint8_t* row, int x, int end, uint8_t prev);
+typedef int (*FindNextDiffFn)(const uint8_t*, int, int, uint8_t);
+// The vector search chosen for this processor, to call without dispatch per call.
+FindNextDiffFn findNextDiffKernel();
 // dst[i] = src[i] != 0 for i < n.
 void vecBinarise(const uint8_t* src, uint8_t* dst, int n);
 

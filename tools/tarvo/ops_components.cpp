@@ -111,7 +111,7 @@ const Operation kRows[] = {
       {"blue", "fill colour, blue", 0, 0, 255, false}},
      runFloodfill,
      nullptr,
-     "floodfill --x 300 --y 150 --tolerance 30 --red 0 --green 200 --blue 255 in.png out.png"},
+     "floodfill --x 120 --y 80 --tolerance 30 --red 0 --green 200 --blue 255 in.png out.png"},
     {"select",
      "Magic-wand selection around a seed: outer border (yellow) and holes (blue); prints "
      "whether the seed lies inside",
@@ -120,7 +120,7 @@ const Operation kRows[] = {
       {"tolerance", "largest difference per byte from the seed's colour", 20, 0, 255, true}},
      runSelect,
      nullptr,
-     "select --x 300 --y 150 --tolerance 30 in.png out.png"},
+     "select --x 120 --y 80 --tolerance 30 in.png out.png"},
 };
 
 const DemoStep kDemo[] = {

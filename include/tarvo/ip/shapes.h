@@ -4,6 +4,7 @@
 #pragma once
 
 #include "tarvo/array.h"
+#include "tarvo/autobuffer.h"
 #include "tarvo/export.h"
 #include "tarvo/mat.h"
 #include "tarvo/seq.h"
@@ -138,6 +139,89 @@ TARVO_EXPORTS void findContours(const Mat& image,
 // update is set and the header has room. Null, a header without the sequence
 // magic or another element kind give (0, 0, 0, 0).
 TARVO_EXPORTS Rect_<int> boundingRect(void* points, int update);
+
+namespace ip {
+
+typedef Array<Point2_<int>, const Point2_<int>&> PointArray;
+typedef Array<Point2_<float>, const Point2_<float>&> PointArrayF;
+
+// Douglas-Peucker simplification of a polyline (closed: a polygon) with
+// tolerance eps in pixels: every dropped point lies within eps of the result.
+// dst is replaced (empty for an empty src). A non-finite or negative eps is used as given.
+TARVO_EXPORTS void approxPolyDP(const PointArray& src, PointArray& dst, double eps, bool closed);
+TARVO_EXPORTS void approxPolyDP(const PointArrayF& src, PointArrayF& dst, double eps, bool closed);
+// The kernel: writes at most count points of src into dst and returns how many.
+// stack is the caller's range stack (grown by half when full); a null or empty
+// stack makes the kernel use its own. Null src or dst, or count <= 0, give 0.
+TARVO_EXPORTS int approxPolyDP(const Point2_<int>* src, int count, Point2_<int>* dst, bool closed,
+                               double eps, AutoBuffer<Range, 520>* stack);
+
+// Convex hull of points (sorted in place by x), appended to hull, never
+// cleared. clockwise set: from the leftmost point along the side of larger y;
+// clear: the other way round, from the rightmost point along the side of larger
+// y. Points sharing an x are ordered by a comparison of mixed coordinates.
+// Empty points append nothing.
+TARVO_EXPORTS void convexHull(PointArray& points, PointArray& hull, bool clockwise);
+// Smallest-area rotated rectangle around points (sorted in place), by rotating
+// calipers on their hull; angle in degrees. Empty input gives all zero.
+TARVO_EXPORTS RotatedRect minAreaRect(PointArray& points);
+// Bounding box (min x, min y, max x - min x, max y - min y): no +1. Empty gives zeros.
+TARVO_EXPORTS Rect_<int> getBoundRect(const PointArray& points);
+// Bounding box of the pixels of a one-channel byte image equal to value
+// (width, height = extent + 1, at least 0; no match gives (cols-1, rows-1, ...)).
+// Other images give zeros.
+TARVO_EXPORTS Rect_<int> getBoundRect(const Mat& image, int value);
+// Least-squares ellipse through the points: centre, full axes, angle 0 unless
+// the width would exceed the height (then swapped and 90 + rotation). Fewer than
+// five points, or a non-finite fit, give all zero.
+TARVO_EXPORTS RotatedRect fitEllipse(const PointArray& points);
+// Signed area of the open chain: half the sum over consecutive pairs of
+// y_i x_(i-1) - x_i y_(i-1); the closing edge is not included. Empty gives 0.
+TARVO_EXPORTS double contourArea(const PointArray& points);
+// Pixels of the line p1 -> p2, p2 itself excluded (equal points give none); result resized.
+TARVO_EXPORTS void bresenham(Point2_<int>& p1, Point2_<int>& p2, PointArray& result);
+// The same into two arrays allocated with malloc that the caller frees with
+// free(); count is the number of pixels. Both are null when allocation fails.
+TARVO_EXPORTS void bresenham(int x0, int y0, int x1, int y1, int*& xs, int*& ys, int& count);
+// Crossing of the infinite lines ab and cd; (0, 0) for parallel lines.
+TARVO_EXPORTS Point2_<float> crossPointTwoLines(const Point2_<float>& a, const Point2_<float>& b,
+                                                const Point2_<float>& c, const Point2_<float>& d);
+TARVO_EXPORTS Point2_<float> crossPointTwoLines(const Point2_<int>& a, const Point2_<int>& b,
+                                                const Point2_<int>& c, const Point2_<int>& d);
+// Crossing of the segments ab and cd, ends included: true and result written,
+// or false (parallel or no crossing) with result untouched.
+TARVO_EXPORTS bool intersectPointTwoLines(const Point2_<float>& a, const Point2_<float>& b,
+                                          const Point2_<float>& c, const Point2_<float>& d,
+                                          Point2_<float>& result);
+// Twice the area of the triangle (x1, y1), (x2, y2), (x3, y3), always >= 0.
+TARVO_EXPORTS float triangleArea(float x1, float y1, float x2, float y2, float x3, float y3);
+
+// A turning point of a one-dimensional signal: position, valley flag (0 for a
+// maximum), the signal's value there and the width of its plateau.
+struct TARVO_EXPORTS PeakInfo {
+    int position;
+    unsigned char valley;
+    double value;
+    int width;
+    PeakInfo() : position(0), valley(0), value(0.0), width(0) {}
+    // Mean absolute drop from the peak over the six samples position-5..position
+    // that lie in the signal (integer division); 0 when position is outside it.
+    int sharp(const Vec_<unsigned char>& signal) const;
+};
+typedef Array<PeakInfo, const PeakInfo&> PeakArray;
+
+// Maxima and minima of a signal of any depth, appended to peaks; a plateau
+// counts once at its middle with its width. Fewer than three samples find none.
+TARVO_EXPORTS void detectPeaks(const Vec& signal, PeakArray& peaks);
+// detectPeaks, then every entry of peaks that is a minimum (Max) or a maximum
+// (Min) is removed, earlier entries included.
+TARVO_EXPORTS void detectPeaksMax(const Vec& signal, PeakArray& peaks);
+TARVO_EXPORTS void detectPeaksMin(const Vec& signal, PeakArray& peaks);
+// Line fitting entry point without behaviour: returns false, writes nothing.
+TARVO_EXPORTS bool fitLine(const Mat& points, int distType, double param, double reps, double aeps,
+                           float* line);
+
+}  // namespace ip
 
 // ---- connected components, flood fill and selection
 
