@@ -22,7 +22,8 @@ namespace {
 // each inner side: the rows they write see the same neighbours as in one
 // image-high strip.
 void edgeStrip(const Mat& src, Mat& out, int s0, int h, int first, int last,
-               const unsigned char* tone, unsigned char* buf) {
+               const unsigned char* tone, float gain, bool vec, unsigned char* buf,
+               unsigned char* val) {
     const int cols = src.cols(), cn = src.channels(), use = cn < 3 ? cn : 3;
     // buf holds h + 1 rows of cols bytes: the smoothed first bytes, then zeros.
     unsigned char* zero = buf + size_t(h) * cols;
@@ -35,7 +36,14 @@ void edgeStrip(const Mat& src, Mat& out, int s0, int h, int first, int last,
         }
         const unsigned char* s = src.data.ptr[s0 + i];
         sm[0] = sm[cols - 1] = 0;
-        for (int x = 1; x < cols - 1; x++) sm[x] = s[x * cn];
+        int x = 1;
+        if (vec && cn == 1) {
+            std::copy(s + 1, s + cols - 1, sm + 1);
+            x = cols - 1;
+        } else if (vec) {
+            x += photoFirstBytes(s + cn, cn, sm + 1, cols - 2);
+        }
+        for (; x < cols - 1; x++) sm[x] = s[x * cn];
     }
     for (int i = first; i < last; i++) {
         const unsigned char* c = buf + size_t(i) * cols;
@@ -57,21 +65,33 @@ void edgeStrip(const Mat& src, Mat& out, int s0, int h, int first, int last,
             continue;
         }
         put(0, diff(c[0], a[0]) + diff(c[0], b[0]) + diff(c[0], carry) + diff(c[0], c[1]));
+        int x0 = 1;
+        if (vec) {
+            // Interior columns in vector code, straight into grey rows; colour
+            // rows get the values spread over their pixels.
+            x0 = photoEdgeValues(a, c, b, cols, gain, cn == 1 ? d : val);
+            if (cn > 1) {
+                int x = 1 + photoSpreadValues(val + 1, s + cn, d + cn, x0 - 1, cn);
+                for (; x < x0; x++) {
+                    for (int k = 0; k < use; k++) d[x * cn + k] = val[x];
+                    for (int k = use; k < cn; k++) d[x * cn + k] = s[x * cn + k];
+                }
+            }
+        }
         if (cn == 1) {
-            // The common grey case as one plain loop the compiler vectorises.
-            for (int x = 1; x < cols - 1; x++) {
+            for (int x = x0; x < cols - 1; x++) {
                 const int sum = diff(c[x], a[x]) + diff(c[x], b[x]) + diff(c[x], c[x - 1]) +
                                 diff(c[x], c[x + 1]);
                 d[x] = tone[sum];
             }
         } else if (cn == 3) {
-            for (int x = 1; x < cols - 1; x++) {
+            for (int x = x0; x < cols - 1; x++) {
                 const int sum = diff(c[x], a[x]) + diff(c[x], b[x]) + diff(c[x], c[x - 1]) +
                                 diff(c[x], c[x + 1]);
                 d[3 * x] = d[3 * x + 1] = d[3 * x + 2] = tone[sum];
             }
         } else {
-            for (int x = 1; x < cols - 1; x++)
+            for (int x = x0; x < cols - 1; x++)
                 put(x, diff(c[x], a[x]) + diff(c[x], b[x]) + diff(c[x], c[x - 1]) +
                            diff(c[x], c[x + 1]));
         }
@@ -92,15 +112,17 @@ void photoEdgeImage(const Mat& src, Mat& out, float gain) {
         const int v = truncInt(255.0f - m);
         tone[s] = (unsigned char)(v < 0 ? 0 : v > 255 ? 255 : v);
     }
+    const bool vec = checkHardwareSupport(2);
     // Strip k starts at row 11 k; the last is the first that reaches the end.
     const int strips = rows <= 15 ? 1 : (rows - 15 + 10) / 11 + 1;
     const auto body = [&](int k0, int k1) {
-        std::vector<unsigned char> buf(size_t(16) * cols);
+        std::vector<unsigned char> buf(size_t(17) * cols);
         for (int k = k0; k < k1; k++) {
             const int s0 = 11 * k;
             const int h = rows - s0 < 15 ? rows - s0 : 15;
             const bool lastStrip = k == strips - 1;
-            edgeStrip(src, out, s0, h, k == 0 ? 0 : 2, lastStrip ? h : 13, tone, buf.data());
+            edgeStrip(src, out, s0, h, k == 0 ? 0 : 2, lastStrip ? h : 13, tone, gain, vec,
+                      buf.data(), buf.data() + size_t(16) * cols);
         }
     };
     photoParallelRows(strips, double(rows) * cols, body);
