@@ -1,6 +1,7 @@
 // The outline image and the two operators built on it: ipSketch and
 // ipRoughSketch.
 #include <algorithm>
+#include <memory>
 #include <new>
 #include <vector>
 
@@ -232,6 +233,114 @@ inline int hatch(int G, int x, const HatchRow& r, const HatchColumns& c) {
     return G - b(r.m23 + (long long)c.m08[x]);
 }
 
+// The hatching of one row in table form, for the fast path. Every band of
+// hatch() subtracts at most two terms table[(r + c(x)) % 40], with r a row term
+// and c(x) a column term. Reducing both mod 40 first and reading tables
+// repeated twice (80 entries) gives the same entry without the division, and
+// a band table by G replaces the chain of comparisons.
+class HatchTables {
+public:
+    explicit HatchTables(const HatchColumns& c) : cols_(int(c.d15.size())) {
+        for (int i = 0; i < 80; i++) {
+            tab_[kA1][i] = kHatchA[i % 40];
+            tab_[kA3][i] = 3 * kHatchA[i % 40];
+            tab_[kA4][i] = 4 * kHatchA[i % 40];
+            tab_[kB][i] = kHatchB[i % 40];
+            tab_[kZero][i] = 0;
+            hi_[i] = 255 - kHatchD[i % 40] / 5;
+            lo_[i] = kHatchD[i % 40];
+        }
+        for (std::vector<unsigned char>& v : col_) v.resize(size_t(cols_));
+        for (int x = 0; x < cols_; x++) {
+            col_[kD15][x] = (unsigned char)(c.d15[x] % 40);
+            col_[kTwice][x] = (unsigned char)(2 * (x % 20));
+            col_[kD13][x] = (unsigned char)(c.d13[x] % 40);
+            col_[kM13][x] = (unsigned char)(c.m13[x] % 40);
+            col_[kM07][x] = (unsigned char)(c.m07[x] % 40);
+            col_[kM12][x] = (unsigned char)(c.m12[x] % 40);
+            col_[kM11][x] = (unsigned char)(c.m11[x] % 40);
+            col_[kM08][x] = (unsigned char)(c.m08[x] % 40);
+            col_[kM09][x] = (unsigned char)(c.m09[x] % 40);
+            col_[kHalf][x] = (unsigned char)((x >> 1) % 40);
+            col_[kNone][x] = 0;
+        }
+        for (int g = 0; g < 256; g++)
+            band_[g] = g > 240 || g <= 20 ? 0
+                       : g >= 211         ? 1
+                       : g >= 181         ? 2
+                       : g >= 161         ? 3
+                       : g >= 141         ? 4
+                       : g >= 121         ? 5
+                       : g >= 101         ? 6
+                       : g >= 81          ? 7
+                       : g >= 61          ? 8
+                       : g >= 41          ? 9
+                                          : 10;
+    }
+
+    // Runs one row: e holds the outline row (cn bytes a pixel) and receives
+    // the result in its first `use` bytes; g is the grey row.
+    void row(const HatchRow& r, const unsigned char* g, unsigned char* e, int cn, int use) const {
+        struct Term {
+            int table, column, row;
+        };
+        // Row terms with their constants, mod 40.
+        const Term terms[11][2] = {
+            {{kA4, kD15, r.m27 + 15}, {kZero, kNone, 0}},
+            {{kA3, kTwice, r.y % 26 + 23}, {kZero, kNone, 0}},
+            {{kB, kD13, r.m19 + 11}, {kZero, kNone, 0}},
+            {{kB, kM13, r.m27 + 33}, {kA1, kM07, r.m19 + 17}},
+            {{kA1, kM12, r.m25 + 16}, {kB, kD15, r.m18 + 12}},
+            {{kB, kM11, r.m23 + 14}, {kA1, kM08, r.m12 + 13}},
+            {{kA1, kM11, r.m19 + 23}, {kB, kM09, r.and15 + 25}},
+            {{kA1, kM12, r.m17 + 13}, {kB, kHalf, r.m21 + 19}},
+            {{kB, kM09, r.m19 + 9}, {kZero, kNone, 0}},
+            {{kA3, kM11, r.and15}, {kZero, kNone, 0}},
+            {{kB, kM08, r.m23}, {kZero, kNone, 0}},
+        };
+        const int* t1[11];
+        const int* t2[11];
+        const unsigned char* c1[11];
+        const unsigned char* c2[11];
+        for (int b = 0; b < 11; b++) {
+            t1[b] = tab_[terms[b][0].table] + terms[b][0].row % 40;
+            t2[b] = tab_[terms[b][1].table] + terms[b][1].row % 40;
+            c1[b] = col_[terms[b][0].column].data();
+            c2[b] = col_[terms[b][1].column].data();
+        }
+        const int* hi = hi_ + (r.m23 + 3) % 40;
+        const int* lo = lo_ + r.m27 % 40;
+        const unsigned char* half = col_[kHalf].data();
+        const auto run = [&](auto store) {
+            for (int x = 0; x < cols_; x++, e += cn) {
+                const int G = g[x], b = band_[G];
+                const int t = G - t1[b][c1[b][x]] - t2[b][c2[b][x]];
+                int ev = e[0];
+                if (ev < 60) ev = 200;
+                int q = truncInt(0.7 * ev + 0.8 * t);
+                q = q > 255 ? 255 : q < 0 ? 0 : q;
+                store(e, (unsigned char)(q >= 251 ? hi[half[x]] : q < 20 ? lo[half[x]] : q));
+            }
+        };
+        // Fixed byte counts, so the stores stay plain moves.
+        if (use == 3)
+            run([](unsigned char* p, unsigned char v) { p[0] = p[1] = p[2] = v; });
+        else if (use == 2)
+            run([](unsigned char* p, unsigned char v) { p[0] = p[1] = v; });
+        else
+            run([](unsigned char* p, unsigned char v) { p[0] = v; });
+    }
+
+private:
+    enum { kA1, kA3, kA4, kB, kZero, kTables };
+    enum { kD15, kTwice, kD13, kM13, kM07, kM12, kM11, kM08, kM09, kHalf, kNone, kColumns };
+    int cols_;
+    int tab_[kTables][80];
+    int hi_[80], lo_[80];
+    unsigned char band_[256];
+    std::vector<unsigned char> col_[kColumns];
+};
+
 }  // namespace
 
 bool ipRoughSketch::process(Mat* src, Mat* dst) {
@@ -244,11 +353,17 @@ bool ipRoughSketch::process(Mat* src, Mat* dst) {
     const int rows = src->rows(), cols = src->cols(), cn = src->channels();
     const int use = cn < 3 ? cn : 3;
     const HatchColumns columns(cols);
+    const bool fast = detail::useOptimized();
+    std::unique_ptr<HatchTables> tables(fast ? new (std::nothrow) HatchTables(columns) : nullptr);
     return intoTarget(src, target, [&](Mat& E) {
         detail::photoEdgeImage(*src, E, 1.2f);
         const auto body = [&](int y0, int y1) {
             for (int y = y0; y < y1; y++) {
                 const HatchRow hr(y);
+                if (tables) {
+                    tables->row(hr, gray.data.ptr[y], E.data.ptr[y], cn, use);
+                    continue;
+                }
                 const unsigned char* g = gray.data.ptr[y];
                 unsigned char* e = E.data.ptr[y];
                 for (int x = 0; x < cols; x++, e += cn) {
