@@ -5,6 +5,7 @@
 #include "photo/stylise_internal.h"
 #include "tarvo/ip/filter.h"
 #include "tarvo/ip/photo.h"
+#include "tarvo/parallel.h"
 #include "tarvo/saturate.h"
 
 namespace tarvo {
@@ -81,7 +82,19 @@ void bloom(const Mat& src, Mat& dst, float lift, float gain) {
             }
         }
     };
-    detail::photoParallelRows(rows, double(rows) * cols * 4.0, body);
+    if (!detail::useOptimized() || cn == 4) {
+        detail::photoParallelRows(rows, double(rows) * cols * 4.0, body);
+    } else if (cn == 3) {
+        // The same conversions a chunk of the row at a time, in vector code;
+        // the map depends on trunc(Y) (0..255) alone, so it is a table.
+        float mapped[256];
+        for (int v = 0; v < 256; v++) mapped[v] = mapY(float(v));
+        detail::histRemapLuma(src, out, [&](float y) { return mapped[truncInt(y) & 255]; });
+    } else {
+        unsigned char lut[256];
+        for (int v = 0; v < 256; v++) lut[v] = saturate_cast<unsigned char>(double(mapY(float(v))));
+        detail::photoLutRows(src, out, lut);
+    }
     light(out, 40, 0);
     histogramStretch(out, 0);
     convolve2(out, kBox3, 3, 9, 0, FilterSquare);

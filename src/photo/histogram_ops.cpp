@@ -21,6 +21,7 @@ void histLumaStats(const Mat& src, bool wantHist, LumaStats& stats) {
     const int stripeRows = cols >= 65536 ? 1 : 65536 / cols;
     const int stripes = (rows + stripeRows - 1) / stripeRows;
     std::vector<LumaStats> part((size_t)stripes);
+    const bool vec = !wantHist && checkHardwareSupport(2);
     const auto body = [&](int i0, int i1) {
         for (int i = i0; i < i1; i++) {
             LumaStats& st = part[(size_t)i];
@@ -30,7 +31,19 @@ void histLumaStats(const Mat& src, bool wantHist, LumaStats& stats) {
             bool first = true;
             for (int y = y0; y < y1; y++) {
                 const unsigned char* s = src.data.ptr[y];
-                for (int x = 0; x < cols; x++, s += 3) {
+                int x = 0;
+                if (vec) {
+                    // Minimum and maximum are exact: any order gives the same.
+                    float vlo, vhi;
+                    x = photoLumaMinMax(s, cols, &vlo, &vhi);
+                    if (x > 0) {
+                        lo = first || vlo < lo ? vlo : lo;
+                        hi = first || vhi > hi ? vhi : hi;
+                        first = false;
+                        s += 3 * x;
+                    }
+                }
+                for (; x < cols; x++, s += 3) {
                     float Y, U, V;
                     histToYuv(s, Y, U, V);
                     if (first || Y < lo) lo = Y;
@@ -304,7 +317,8 @@ bool ipHistogramStretch::process(Mat* src, Mat* dst) {
     detail::histRemapLuma(*src, *target, [&](float y) {
         double v = (double(y) - lo) * scale;
         v = v < 0.0 ? 0.0 : v > 255.0 ? 255.0 : v;
-        return float(truncInt(v) & 255);
+        // Y, lo and the scale are finite, so v is too and converts directly.
+        return float(static_cast<int>(v));
     });
     return true;
 }

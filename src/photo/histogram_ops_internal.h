@@ -2,6 +2,7 @@
 // colour image and the Y -> Y' remapping through float Y, U, V.
 #pragma once
 
+#include <cstdint>
 #include <vector>
 
 #include "photo/color_internal.h"
@@ -52,6 +53,14 @@ inline unsigned char histRoundByte(float v) {
     return static_cast<unsigned char>(static_cast<int>(t));
 }
 
+// Vector forms of the conversions above over a prefix of n packed RGB pixels
+// (each returns how many it did; the caller finishes with the scalar code):
+// Y, U, V planes from bytes; bytes from Y, U, V planes, rounded as
+// histRoundByte; the minimum and maximum of Y (left alone when it does none).
+int photoToYuv(const uint8_t* src, int n, float* Y, float* U, float* V);
+int photoFromYuv(const float* Y, const float* U, const float* V, int n, uint8_t* dst);
+int photoLumaMinMax(const uint8_t* src, int n, float* lo, float* hi);
+
 // dst pixel = src pixel with its Y replaced by map(Y), for 3-channel byte
 // images of the same size; dst may be src. map must be a pure function. Rows
 // are done in chunks: the conversions run as plain loops over arrays, the
@@ -60,6 +69,7 @@ template <typename F>
 void histRemapLuma(const Mat& src, Mat& dst, const F& map) {
     const int cols = src.cols();
     constexpr int kChunk = 256;
+    const bool vec = checkHardwareSupport(2);
     const auto body = [&](int y0, int y1) {
         float Y[kChunk], U[kChunk], V[kChunk];
         for (int y = y0; y < y1; y++) {
@@ -69,10 +79,11 @@ void histRemapLuma(const Mat& src, Mat& dst, const F& map) {
                 const int n = cols - x0 < kChunk ? cols - x0 : kChunk;
                 const unsigned char* sp = s + 3 * x0;
                 unsigned char* dp = d + 3 * x0;
-                for (int i = 0; i < n; i++) histToYuv(sp + 3 * i, Y[i], U[i], V[i]);
-                for (int i = 0; i < n; i++) Y[i] = map(Y[i]);
+                int i = vec ? photoToYuv(sp, n, Y, U, V) : 0;
+                for (; i < n; i++) histToYuv(sp + 3 * i, Y[i], U[i], V[i]);
+                for (i = 0; i < n; i++) Y[i] = map(Y[i]);
                 const float gu = float(0.114 * 1.772 / 0.587), gv = float(0.299 * 1.402 / 0.587);
-                for (int i = 0; i < n; i++) {
+                for (i = vec ? photoFromYuv(Y, U, V, n, dp) : 0; i < n; i++) {
                     const float r = Y[i] + 1.402f * V[i], b = Y[i] + 1.772f * U[i];
                     const float g = Y[i] - gu * U[i] - gv * V[i];
                     dp[3 * i] = histRoundByte(r);

@@ -1,0 +1,141 @@
+// Vector kernels of the luminance path: packed RGB bytes to float Y, U, V and
+// back. They use the very operations of histToYuv / histFromYuv in the same
+// order (no contraction, IEEE division), so every float and every byte agrees
+// with the scalar code.
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "photo/luma_simd.cpp"
+#include "hwy/foreach_target.h"  // IWYU pragma: keep
+#include "hwy/highway.h"
+
+#include "photo/histogram_ops_internal.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace tarvo {
+namespace detail {
+namespace HWY_NAMESPACE {
+namespace hn = hwy::HWY_NAMESPACE;
+
+#if HWY_TARGET == HWY_SCALAR
+int PhotoToYuv(const uint8_t*, int, float*, float*, float*) {
+    return 0;
+}
+int PhotoFromYuv(const float*, const float*, const float*, int, uint8_t*) {
+    return 0;
+}
+int PhotoLumaMinMax(const uint8_t*, int, float*, float*) {
+    return 0;
+}
+#else
+
+template <class DF, class V>
+HWY_INLINE V LumaOf(DF df, V r, V g, V b) {
+    return hn::Add(hn::Add(g, hn::Mul(hn::Set(df, 0.299f), hn::Sub(r, g))),
+                   hn::Mul(hn::Set(df, 0.114f), hn::Sub(b, g)));
+}
+
+template <class DF, class D8>
+HWY_INLINE void LoadRgb(DF df, D8 d8, const uint8_t* p, hn::Vec<DF>& r, hn::Vec<DF>& g,
+                        hn::Vec<DF>& b) {
+    const hn::RebindToSigned<DF> di;
+    hn::Vec<D8> r8, g8, b8;
+    hn::LoadInterleaved3(d8, p, r8, g8, b8);
+    r = hn::ConvertTo(df, hn::PromoteTo(di, r8));
+    g = hn::ConvertTo(df, hn::PromoteTo(di, g8));
+    b = hn::ConvertTo(df, hn::PromoteTo(di, b8));
+}
+
+int PhotoToYuv(const uint8_t* src, int n, float* Y, float* U, float* V) {
+    const hn::ScalableTag<float> df;
+    const hn::Rebind<uint8_t, decltype(df)> d8;
+    const int N = int(hn::Lanes(df));
+    const auto ku = hn::Set(df, 1.772f), kv = hn::Set(df, 1.402f);
+    int x = 0;
+    for (; x + N <= n; x += N) {
+        hn::Vec<decltype(df)> r, g, b;
+        LoadRgb(df, d8, src + 3 * x, r, g, b);
+        const auto y = LumaOf(df, r, g, b);
+        hn::StoreU(y, df, Y + x);
+        hn::StoreU(hn::Div(hn::Sub(b, y), ku), df, U + x);
+        hn::StoreU(hn::Div(hn::Sub(r, y), kv), df, V + x);
+    }
+    return x;
+}
+
+// floor(v + 0.5) clamped to 0..255, exactly: floor(v) plus one when the
+// fraction v - floor(v) (exact for the values that are not clamped anyway)
+// reaches one half.
+template <class DF, class V>
+HWY_INLINE V RoundByte(DF df, V v) {
+    const auto f = hn::Floor(v);
+    const auto up = hn::Ge(hn::Sub(v, f), hn::Set(df, 0.5f));
+    const auto r = hn::IfThenElse(up, hn::Add(f, hn::Set(df, 1.0f)), f);
+    return hn::Min(hn::Max(r, hn::Zero(df)), hn::Set(df, 255.0f));
+}
+
+int PhotoFromYuv(const float* Y, const float* U, const float* V, int n, uint8_t* dst) {
+    const hn::ScalableTag<float> df;
+    const hn::RebindToSigned<decltype(df)> di;
+    const hn::Rebind<uint8_t, decltype(df)> d8;
+    const int N = int(hn::Lanes(df));
+    const auto gu = hn::Set(df, float(0.114 * 1.772 / 0.587));
+    const auto gv = hn::Set(df, float(0.299 * 1.402 / 0.587));
+    const auto kr = hn::Set(df, 1.402f), kb = hn::Set(df, 1.772f);
+    int x = 0;
+    for (; x + N <= n; x += N) {
+        const auto y = hn::LoadU(df, Y + x), u = hn::LoadU(df, U + x), v = hn::LoadU(df, V + x);
+        const auto r = hn::Add(y, hn::Mul(kr, v));
+        const auto b = hn::Add(y, hn::Mul(kb, u));
+        const auto g = hn::Sub(hn::Sub(y, hn::Mul(gu, u)), hn::Mul(gv, v));
+        const auto r8 = hn::DemoteTo(d8, hn::ConvertTo(di, RoundByte(df, r)));
+        const auto g8 = hn::DemoteTo(d8, hn::ConvertTo(di, RoundByte(df, g)));
+        const auto b8 = hn::DemoteTo(d8, hn::ConvertTo(di, RoundByte(df, b)));
+        hn::StoreInterleaved3(r8, g8, b8, d8, dst + 3 * x);
+    }
+    return x;
+}
+
+int PhotoLumaMinMax(const uint8_t* src, int n, float* lo, float* hi) {
+    const hn::ScalableTag<float> df;
+    const hn::Rebind<uint8_t, decltype(df)> d8;
+    const int N = int(hn::Lanes(df));
+    if (n < N) return 0;
+    auto vlo = hn::Set(df, 1e30f), vhi = hn::Set(df, -1e30f);
+    int x = 0;
+    for (; x + N <= n; x += N) {
+        hn::Vec<decltype(df)> r, g, b;
+        LoadRgb(df, d8, src + 3 * x, r, g, b);
+        const auto y = LumaOf(df, r, g, b);
+        vlo = hn::Min(vlo, y);
+        vhi = hn::Max(vhi, y);
+    }
+    *lo = hn::GetLane(hn::MinOfLanes(df, vlo));
+    *hi = hn::GetLane(hn::MaxOfLanes(df, vhi));
+    return x;
+}
+
+#endif
+
+}  // namespace HWY_NAMESPACE
+}  // namespace detail
+}  // namespace tarvo
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace tarvo {
+namespace detail {
+HWY_EXPORT(PhotoToYuv);
+HWY_EXPORT(PhotoFromYuv);
+HWY_EXPORT(PhotoLumaMinMax);
+
+int photoToYuv(const uint8_t* src, int n, float* Y, float* U, float* V) {
+    return HWY_DYNAMIC_DISPATCH(PhotoToYuv)(src, n, Y, U, V);
+}
+int photoFromYuv(const float* Y, const float* U, const float* V, int n, uint8_t* dst) {
+    return HWY_DYNAMIC_DISPATCH(PhotoFromYuv)(Y, U, V, n, dst);
+}
+int photoLumaMinMax(const uint8_t* src, int n, float* lo, float* hi) {
+    return HWY_DYNAMIC_DISPATCH(PhotoLumaMinMax)(src, n, lo, hi);
+}
+}  // namespace detail
+}  // namespace tarvo
+#endif
