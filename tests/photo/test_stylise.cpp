@@ -289,6 +289,30 @@ TEST(Stylise, DenoiseAndBloom) {
     EXPECT_TRUE(untouched.empty());
 }
 
+// Rough sketch and bloom: table and vector code on all threads against the
+// per-pixel code on one, on odd sizes wider than a vector and a conversion chunk.
+TEST(Stylise, FastPathsMatchPerPixelCode) {
+    Unpin restore;
+    uint32_t seed = 70;
+    for (int cn : {1, 3, 4})
+        for (int cols : {5, 301}) {
+            Mat src = test::randomMat(37, cols, MAT_Tuchar + ((cn - 1) << 3), seed++);
+            // A dark and a bright block reach the low and high hatching ends.
+            for (int y = 3; y < 12; y++)
+                for (int x = 0; x < cols * cn / 2; x++) src.data.ptr[y][x] = y < 8 ? 3 : 252;
+            Mat ref[2], got[2];
+            for (int fast = 0; fast < 2; fast++) {
+                detail::setUseOptimized(fast == 1);
+                setNumThreads(fast == 1 ? 0 : 1);
+                Mat* out = fast ? got : ref;
+                ip::roughSketch(src, out[0]);
+                ip::bloom(src, out[1], 0.3f, 0.7f);
+            }
+            EXPECT_TRUE(test::matEqual(got[0], ref[0])) << "rough sketch " << cn << "x" << cols;
+            EXPECT_TRUE(test::matEqual(got[1], ref[1])) << "bloom " << cn << "x" << cols;
+        }
+}
+
 TEST(Stylise, RefusalsAndPumps) {
     Unpin restore;
     Mat empty, f = test::randomMat(3, 3, MAT_Tfloat3, 1), five(3, 3, MAT_Tuchar + (4 << 3));
