@@ -106,6 +106,53 @@ inline int nextDiffFast(const uint8_t* row, int x, int end, uint8_t prev, FindNe
     return fn(row, x, end, prev);
 }
 
+// The row scan in blocks of 64 bytes. Most bytes the scan meets need no
+// work: a border start needs prev 0 and 1 here (outer) or 0 here after a
+// positive byte (hole), and any other change only moves lnbd.x to the start of
+// a run of a label (a byte other than 0 and 1). With prev == row[x - 1], which
+// the scan keeps, both are properties of the bytes alone, so one vector
+// compare per block finds them: the cursor jumps from border start to border
+// start and sets lnbd.x as the skipped changes would have. A trace may
+// relabel bytes of the row ahead, so the cache is dropped after one.
+class ScanCursor {
+public:
+    explicit ScanCursor(ScanBitsFn fn) : fn_(fn) {}
+    void reset() { valid_ = false; }
+    // The next border start at or after x (width if none); lnbdx follows the
+    // label runs passed on the way. 64 bytes from any x < width must be readable.
+    int next(const uint8_t* row, int x, int width, int* lnbdx) {
+        for (;;) {
+            if (valid_ && (unsigned)(x - base_) < 64u) {
+                const int off = x - base_;
+                const uint64_t ev = events_ >> off, lb = labels_ >> off;
+                if (ev) {
+                    const int k = __builtin_ctzll(ev);
+                    const uint64_t before = lb & ((1ull << k) - 1);
+                    if (before) *lnbdx = x + 63 - __builtin_clzll(before);
+                    return x + k;
+                }
+                if (lb) *lnbdx = x + 63 - __builtin_clzll(lb);
+                x = base_ + 64;
+            }
+            if (x >= width) return width;
+            base_ = x;
+            fn_(row + x, &events_, &labels_);
+            if (width - x < 64) {
+                const uint64_t keep = (1ull << (width - x)) - 1;
+                events_ &= keep;
+                labels_ &= keep;
+            }
+            valid_ = true;
+        }
+    }
+
+private:
+    ScanBitsFn fn_;
+    uint64_t events_ = 0, labels_ = 0;
+    int base_ = 0;
+    bool valid_ = false;
+};
+
 }  // namespace
 
 void traceBorder(signed char* ptr, int stepBytes, Point2_<int> pt, Sequence* contour, int method) {
@@ -556,14 +603,26 @@ Sequence* nextContour(_ContourScanner* sc) {
     int x = sc->pt.x;
     int y = sc->pt.y;
     int prev = img[x - 1];
-    const FindNextDiffFn fn = checkHardwareSupport(3) ? findNextDiffKernel() : nullptr;
+    // Blocks of 64 bytes may read into the next row (the last scanned row is
+    // followed by the cleared frame row), so they need rows of 64 bytes or more.
+    const bool vec = checkHardwareSupport(3);
+    const bool blocks = vec && step >= 64;
+    const FindNextDiffFn fn = vec ? findNextDiffKernel() : nullptr;
+    ScanCursor cursor(blocks ? scanBitsKernel() : nullptr);
 
     for (; y < height; y++, img += step) {
+        cursor.reset();
         for (; x < width; x++) {
             const uint8_t* row = reinterpret_cast<const uint8_t*>(img);
-            x = fn ? nextDiffFast(row, x, width, (uint8_t)prev, fn)
-                   : findNextDiffScalar(row, x, width, (uint8_t)prev);
-            if (x >= width) break;
+            if (blocks) {
+                x = cursor.next(row, x, width, &lnbd.x);
+                if (x >= width) break;
+                prev = img[x - 1];
+            } else {
+                x = fn ? nextDiffFast(row, x, width, (uint8_t)prev, fn)
+                       : findNextDiffScalar(row, x, width, (uint8_t)prev);
+                if (x >= width) break;
+            }
             int p = img[x];
             do {
                 int is_hole = 0;
@@ -652,6 +711,7 @@ Sequence* nextContour(_ContourScanner* sc) {
                     else
                         clearMemStorage(sc->storage1);
                     p = img[x];
+                    cursor.reset();  // the trace may have relabelled this row
                     break;
                 }
 

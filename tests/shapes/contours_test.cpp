@@ -298,6 +298,10 @@ TEST(FindContours, VectorAndScalarPathsAgree) {
     }
     int tw;
     imgs.push_back(towers(12, &tw));
+    // Wider rows in 64-byte blocks, past the label wrap; and an int image
+    // scanned as bytes, whose values are neither 0 nor 1 everywhere.
+    imgs.push_back(towers(40, &tw));
+    imgs.push_back(test::randomMat(17, 70, MAT_Tint, 7, -300.0, 300.0));
     for (size_t i = 0; i < imgs.size(); i++)
         for (int mode = 0; mode <= 3; mode++)
             for (int method = 0; method <= 4; method++) {
