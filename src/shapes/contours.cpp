@@ -117,14 +117,14 @@ inline int nextDiffFast(const uint8_t* row, int x, int end, uint8_t prev, FindNe
 class ScanCursor {
 public:
     explicit ScanCursor(ScanBitsFn fn) : fn_(fn) {}
-    void reset() { valid_ = false; }
+    void reset() { end_ = base_ = 0; }
     // The next border start at or after x (width if none); lnbdx follows the
     // label runs passed on the way. 64 bytes from any x < width must be readable.
     int next(const uint8_t* row, int x, int width, int* lnbdx) {
         for (;;) {
-            if (valid_ && (unsigned)(x - base_) < 64u) {
-                const int off = x - base_;
-                const uint64_t ev = events_ >> off, lb = labels_ >> off;
+            while (x < end_ && x >= base_) {
+                const int w = (x - base_) >> 6, off = (x - base_) & 63;
+                const uint64_t ev = events_[w] >> off, lb = labels_[w] >> off;
                 if (ev) {
                     const int k = __builtin_ctzll(ev);
                     const uint64_t before = lb & ((1ull << k) - 1);
@@ -132,25 +132,29 @@ public:
                     return x + k;
                 }
                 if (lb) *lnbdx = x + 63 - __builtin_clzll(lb);
-                x = base_ + 64;
+                x += 64 - off;
             }
             if (x >= width) return width;
+            // A run of blocks from x; the last one is cut at the row's end.
+            int blocks = (width - x + 63) >> 6;
+            if (blocks > kBlocks) blocks = kBlocks;
+            fn_(row + x, blocks, events_, labels_);
             base_ = x;
-            fn_(row + x, &events_, &labels_);
-            if (width - x < 64) {
-                const uint64_t keep = (1ull << (width - x)) - 1;
-                events_ &= keep;
-                labels_ &= keep;
+            end_ = x + 64 * blocks;
+            if (end_ > width) {
+                const uint64_t keep = (1ull << (64 - (end_ - width))) - 1;
+                events_[blocks - 1] &= keep;
+                labels_[blocks - 1] &= keep;
+                end_ = width;
             }
-            valid_ = true;
         }
     }
 
 private:
+    static const int kBlocks = 32;
     ScanBitsFn fn_;
-    uint64_t events_ = 0, labels_ = 0;
-    int base_ = 0;
-    bool valid_ = false;
+    uint64_t events_[kBlocks], labels_[kBlocks];
+    int base_ = 0, end_ = 0;
 };
 
 }  // namespace
