@@ -314,12 +314,20 @@ bool ipHistogramStretch::process(Mat* src, Mat* dst) {
     const double lo = st.minY, hi = st.maxY;
     if (hi == lo) return false;
     const double scale = 255.0 / (hi - lo);
-    detail::histRemapLuma(*src, *target, [&](float y) {
-        double v = (double(y) - lo) * scale;
-        v = v < 0.0 ? 0.0 : v > 255.0 ? 255.0 : v;
-        // Y, lo and the scale are finite, so v is too and converts directly.
-        return float(static_cast<int>(v));
-    });
+    // Dividing by 1 and adding 0 leave the product as it is (a -0 becomes +0,
+    // which the clamp and truncation turn into 0 either way).
+    detail::LumaAffine curve;
+    curve.lo = lo;
+    curve.mul = scale;
+    detail::histRemapLuma(
+        *src, *target,
+        [&](float y) {
+            double v = (double(y) - lo) * scale;
+            v = v < 0.0 ? 0.0 : v > 255.0 ? 255.0 : v;
+            // Y, lo and the scale are finite, so v is too and converts directly.
+            return float(static_cast<int>(v));
+        },
+        &curve);
     return true;
 }
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "photo/color_internal.h"
+#include "photo/photo_internal.h"
 #include "tarvo/mat.h"
 #include "tarvo/saturate.h"
 
@@ -61,12 +62,28 @@ int photoToYuv(const uint8_t* src, int n, float* Y, float* U, float* V);
 int photoFromYuv(const float* Y, const float* U, const float* V, int n, uint8_t* dst);
 int photoLumaMinMax(const uint8_t* src, int n, float* lo, float* hi);
 
+// What vector code needs to know of a Y curve (map stays the reference):
+// with a table, map(Y) = table[trunc(Y) & 255]; without one it is
+// float(trunc(clamp(((double(Y) - lo) * mul) / div + add, 0, 255))) with
+// finite values. photoAffineMap applies the latter to a prefix of the n
+// values of Y (in place), photoTableMap the former; both return how many they
+// did. `post`, when given, is a byte table applied to the resulting bytes (a
+// later whole-image table pass, done while the chunk is at hand).
+struct LumaAffine {
+    double lo = 0.0, mul = 1.0, div = 1.0, add = 0.0;
+    const float* table = nullptr;
+    const unsigned char* post = nullptr;
+};
+int photoTableMap(float* Y, int n, const float* table);
+int photoAffineMap(float* Y, int n, const LumaAffine& a);
+
 // dst pixel = src pixel with its Y replaced by map(Y), for 3-channel byte
 // images of the same size; dst may be src. map must be a pure function. Rows
 // are done in chunks: the conversions run as plain loops over arrays, the
-// curve in between.
+// curve in between. `curve`, when given, lets vector code apply the curve (and
+// a byte table after it).
 template <typename F>
-void histRemapLuma(const Mat& src, Mat& dst, const F& map) {
+void histRemapLuma(const Mat& src, Mat& dst, const F& map, const LumaAffine* curve = nullptr) {
     const int cols = src.cols();
     constexpr int kChunk = 256;
     const bool vec = checkHardwareSupport(2);
@@ -81,7 +98,11 @@ void histRemapLuma(const Mat& src, Mat& dst, const F& map) {
                 unsigned char* dp = d + 3 * x0;
                 int i = vec ? photoToYuv(sp, n, Y, U, V) : 0;
                 for (; i < n; i++) histToYuv(sp + 3 * i, Y[i], U[i], V[i]);
-                for (i = 0; i < n; i++) Y[i] = map(Y[i]);
+                i = 0;
+                if (vec && curve)
+                    i = curve->table ? photoTableMap(Y, n, curve->table)
+                                     : photoAffineMap(Y, n, *curve);
+                for (; i < n; i++) Y[i] = map(Y[i]);
                 const float gu = float(0.114 * 1.772 / 0.587), gv = float(0.299 * 1.402 / 0.587);
                 for (i = vec ? photoFromYuv(Y, U, V, n, dp) : 0; i < n; i++) {
                     const float r = Y[i] + 1.402f * V[i], b = Y[i] + 1.772f * U[i];
@@ -89,6 +110,10 @@ void histRemapLuma(const Mat& src, Mat& dst, const F& map) {
                     dp[3 * i] = histRoundByte(r);
                     dp[3 * i + 1] = histRoundByte(g);
                     dp[3 * i + 2] = histRoundByte(b);
+                }
+                if (curve && curve->post) {
+                    int j = vec ? photoLutU8(dp, dp, 3 * n, curve->post) : 0;
+                    for (; j < 3 * n; j++) dp[j] = curve->post[dp[j]];
                 }
             }
         }

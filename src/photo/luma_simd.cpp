@@ -25,6 +25,12 @@ int PhotoFromYuv(const float*, const float*, const float*, int, uint8_t*) {
 int PhotoLumaMinMax(const uint8_t*, int, float*, float*) {
     return 0;
 }
+int PhotoAffineMap(float*, int, const double*) {
+    return 0;
+}
+int PhotoTableMap(float*, int, const float*) {
+    return 0;
+}
 #else
 
 template <class DF, class V>
@@ -113,6 +119,41 @@ int PhotoLumaMinMax(const uint8_t* src, int n, float* lo, float* hi) {
     return x;
 }
 
+// Y = float(floor(clamp(((double(Y) - lo) * mul) / div + add, 0, 255))) for a
+// prefix of n values; k = {lo, mul, div, add}. The double operations are the
+// scalar ones, lane by lane; the clamped value is finite and non-negative, so
+// floor is the truncation and the float conversion is exact.
+int PhotoAffineMap(float* Y, int n, const double* k) {
+    const hn::ScalableTag<double> dd;
+    const hn::Rebind<float, decltype(dd)> df;
+    const int N = int(hn::Lanes(dd));
+    const auto lo = hn::Set(dd, k[0]), mul = hn::Set(dd, k[1]), div = hn::Set(dd, k[2]);
+    const auto add = hn::Set(dd, k[3]), top = hn::Set(dd, 255.0), zero = hn::Zero(dd);
+    int x = 0;
+    for (; x + N <= n; x += N) {
+        const auto y = hn::PromoteTo(dd, hn::LoadU(df, Y + x));
+        auto t = hn::Add(hn::Div(hn::Mul(hn::Sub(y, lo), mul), div), add);
+        t = hn::Min(hn::Max(t, zero), top);
+        hn::StoreU(hn::DemoteTo(df, hn::Floor(t)), df, Y + x);
+    }
+    return x;
+}
+
+// Y = table[trunc(Y) & 255] for a prefix of n values (Y from bytes lies in
+// 0..255, where the vector truncation agrees with the scalar one).
+int PhotoTableMap(float* Y, int n, const float* table) {
+    const hn::ScalableTag<float> df;
+    const hn::RebindToSigned<decltype(df)> di;
+    const int N = int(hn::Lanes(df));
+    const auto mask = hn::Set(di, 255);
+    int x = 0;
+    for (; x + N <= n; x += N) {
+        const auto idx = hn::And(hn::ConvertTo(di, hn::LoadU(df, Y + x)), mask);
+        hn::StoreU(hn::GatherIndex(df, table, idx), df, Y + x);
+    }
+    return x;
+}
+
 #endif
 
 }  // namespace HWY_NAMESPACE
@@ -126,12 +167,21 @@ namespace detail {
 HWY_EXPORT(PhotoToYuv);
 HWY_EXPORT(PhotoFromYuv);
 HWY_EXPORT(PhotoLumaMinMax);
+HWY_EXPORT(PhotoAffineMap);
+HWY_EXPORT(PhotoTableMap);
 
 int photoToYuv(const uint8_t* src, int n, float* Y, float* U, float* V) {
     return HWY_DYNAMIC_DISPATCH(PhotoToYuv)(src, n, Y, U, V);
 }
 int photoFromYuv(const float* Y, const float* U, const float* V, int n, uint8_t* dst) {
     return HWY_DYNAMIC_DISPATCH(PhotoFromYuv)(Y, U, V, n, dst);
+}
+int photoAffineMap(float* Y, int n, const LumaAffine& a) {
+    const double k[4] = {a.lo, a.mul, a.div, a.add};
+    return HWY_DYNAMIC_DISPATCH(PhotoAffineMap)(Y, n, k);
+}
+int photoTableMap(float* Y, int n, const float* table) {
+    return HWY_DYNAMIC_DISPATCH(PhotoTableMap)(Y, n, table);
 }
 int photoLumaMinMax(const uint8_t* src, int n, float* lo, float* hi) {
     return HWY_DYNAMIC_DISPATCH(PhotoLumaMinMax)(src, n, lo, hi);

@@ -150,11 +150,19 @@ bool ipLevel::process(Mat* src, Mat* dst) {
     }
     // Y, lo and hi are finite and range is not 0, so t is finite and, once
     // clamped, converts directly (which keeps the loop free of branches).
-    detail::histRemapLuma(*src, *target, [&](float y) {
-        double t = (double(y) - lo) * span / range + base;
-        t = t < 0.0 ? 0.0 : t > 255.0 ? 255.0 : t;
-        return float(static_cast<int>(t));
-    });
+    detail::LumaAffine curve;
+    curve.lo = lo;
+    curve.mul = span;
+    curve.div = range;
+    curve.add = base;
+    detail::histRemapLuma(
+        *src, *target,
+        [&](float y) {
+            double t = (double(y) - lo) * span / range + base;
+            t = t < 0.0 ? 0.0 : t > 255.0 ? 255.0 : t;
+            return float(static_cast<int>(t));
+        },
+        &curve);
     return true;
 }
 
