@@ -7,6 +7,7 @@
 #include "photo/histogram_ops_internal.h"
 #include "photo/photo_internal.h"
 #include "tarvo/ip/photo.h"
+#include "tarvo/parallel.h"
 #include "tarvo/saturate.h"
 
 namespace tarvo {
@@ -125,7 +126,19 @@ bool ipLevel::process(Mat* src, Mat* dst) {
     Mat* target = detail::photoPrepare(src, dst);
     if (!target || low == high) return false;
     double lo, hi;
-    if (cn == 1) {
+    if (cn == 1 && detail::useOptimized()) {
+        // The byte minimum and maximum, in a loop the compiler vectorises.
+        unsigned char bmin = 255, bmax = 0;
+        for (int y = 0; y < src->rows(); y++) {
+            const unsigned char* s = src->data.ptr[y];
+            for (int x = 0; x < src->cols(); x++) {
+                bmin = s[x] < bmin ? s[x] : bmin;
+                bmax = s[x] > bmax ? s[x] : bmax;
+            }
+        }
+        lo = bmin;
+        hi = bmax;
+    } else if (cn == 1) {
         lo = src->min(0);
         hi = src->max(0);
     } else {
