@@ -11,6 +11,7 @@
 #include "support/naive_corners.h"
 #include "support/test_util.h"
 #include "tarvo/ip/edges.h"
+#include "tarvo/parallel.h"
 
 using namespace tarvo;
 using namespace tarvo::ip;
@@ -107,6 +108,40 @@ TEST(CornerFast, MatchesTheRingLoopOnRandomImages) {
     const Mat copy(img, Rect_<int>(5, 4, 30, 25));
     EXPECT_EQ(fast(sub, 10, 9, 1), fast(copy, 10, 9, 1));
     EXPECT_FALSE(fast(copy, 10, 9, 1).empty());
+}
+
+TEST(CornerFast, VectorThreadedAndScalarRunsAgree) {
+    // Large enough for several stripes; widths around the vector lengths so
+    // the overlapping last block and the scalar row ends both run.
+    for (int cols : {301, 70, 38}) {
+        Mat img = randomMat(260, cols, MAT_Tuchar, 11, 0, 255);
+        for (int y = 0; y < img.rows(); y++)
+            for (int x = 0; x < cols; x++) {
+                unsigned char& v = img.ptr<unsigned char>(y)[x];
+                if ((x / 7 + y / 5) % 4 == 0)
+                    v = (unsigned char)(200 + v % 40);
+                else if ((x / 6 + y / 9) % 3 == 0)
+                    v = (unsigned char)(v % 30);
+            }
+        for (int arc : {9, 10, 11, 12})
+            for (int b : {-5, 0, 20, 60, 256})
+                if (b >= 20 || cols < 100)
+                    for (int sup : {0, 1}) {
+                        const auto vec = fast(img, b, arc, sup);
+                        tarvo::detail::setUseOptimized(false);
+                        setNumThreads(1);
+                        const auto ref = fast(img, b, arc, sup);
+                        tarvo::detail::setUseOptimized(true);
+                        const auto serialVec = fast(img, b, arc, sup);
+                        setNumThreads(0);
+                        EXPECT_EQ(vec, ref)
+                            << cols << " arc " << arc << " b " << b << " sup " << sup;
+                        EXPECT_EQ(serialVec, ref) << cols << " arc " << arc << " b " << b;
+                        if (b == 20 && cols == 301) {
+                            EXPECT_GT(ref.size(), 50u) << arc << " " << sup;
+                        }
+                    }
+    }
 }
 
 TEST(CornerHarris, MatchesWindowLoopsAndMaskForm) {
