@@ -4,13 +4,17 @@
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <numeric>
 #include <vector>
 
+#include "corner_simd.h"
 #include "tarvo/autobuffer.h"
 #include "tarvo/ip/edges.h"
 #include "tarvo/ip/gaussian.h"
+#include "tarvo/ip/morphology.h"
+#include "tarvo/parallel.h"
 #include "tarvo/tarvoutil.h"
 
 namespace tarvo {
@@ -68,46 +72,89 @@ bool ipCorner::accepts(const Mat* image, const Mat* mask) const {
     return !mask || mask->empty() || isGreyOfSize(mask, imageSize);
 }
 
+namespace {
+
+// Runs fn(y0, y1) over row stripes of [0, rows) through parallel_for_; every
+// caller writes disjoint rows, so the result does not depend on the split.
+template <typename F>
+void forRowStripes(int rows, long long work, const F& fn) {
+    struct Body : ParallelLoopBody {
+        explicit Body(const F& f) : fn(f) {}
+        void operator()(const Range& r) const override { fn(r.start, r.end); }
+        const F& fn;
+    } body(fn);
+    const double stripes = work < (1 << 16) ? 1.0 : double(rows < 64 ? rows : 64);
+    parallel_for_(Range(0, rows), body, stripes);
+}
+
+}  // namespace
+
 int ipCorner::iProcessHarris(const Mat* image, const Mat* mask) {
     const int rows = imageSize.height, cols = imageSize.width;
+    const long long work = (long long)rows * cols;
     Sobel::gradientMagnitudeX(image, &gradX, false);
     Sobel::gradientMagnitudeY(image, &gradY, false);
-    for (int y = 0; y < rows; y++) {
-        const short* gx = gradX.ptr<short>(y);
-        const short* gy = gradY.ptr<short>(y);
-        float* pxx = xx.ptr<float>(y);
-        float* pyy = yy.ptr<float>(y);
-        float* pxy = xy.ptr<float>(y);
-        for (int x = 0; x < cols; x++) {
-            pxx[x] = float(int(gx[x]) * gx[x]);
-            pyy[x] = float(int(gy[x]) * gy[x]);
-            pxy[x] = float(int(gx[x]) * gy[x]);
+    forRowStripes(rows, work, [&](int y0, int y1) {
+        for (int y = y0; y < y1; y++) {
+            const short* gx = gradX.ptr<short>(y);
+            const short* gy = gradY.ptr<short>(y);
+            float* pxx = xx.ptr<float>(y);
+            float* pyy = yy.ptr<float>(y);
+            float* pxy = xy.ptr<float>(y);
+            for (int x = detail::harrisProductsRow(gx, gy, pxx, pyy, pxy, cols); x < cols; x++) {
+                pxx[x] = float(int(gx[x]) * gx[x]);
+                pyy[x] = float(int(gy[x]) * gy[x]);
+                pxy[x] = float(int(gx[x]) * gy[x]);
+            }
         }
-    }
+    });
     ip::gaussian(xx, 5.0f);
     ip::gaussian(yy, 5.0f);
     ip::gaussian(xy, 5.0f);
-    if (mask) strength = double(kNoStrength);
-    for (int y = 0; y < rows; y++) {
-        const unsigned char* m = mask ? mask->data.ptr[y] : nullptr;
-        const float* pxx = xx.ptr<float>(y);
-        const float* pyy = yy.ptr<float>(y);
-        const float* pxy = xy.ptr<float>(y);
-        float* s = strength.ptr<float>(y);
-        for (int x = 0; x < cols; x++) {
-            if (m && !m[x]) continue;
-            s[x] = (pxx[x] * pyy[x] - pxy[x] * pxy[x]) / (pxx[x] + pyy[x] + 1e-06f);
+    forRowStripes(rows, work, [&](int y0, int y1) {
+        for (int y = y0; y < y1; y++) {
+            const unsigned char* m = mask ? mask->data.ptr[y] : nullptr;
+            const float* pxx = xx.ptr<float>(y);
+            const float* pyy = yy.ptr<float>(y);
+            const float* pxy = xy.ptr<float>(y);
+            float* s = strength.ptr<float>(y);
+            for (int x = detail::harrisStrengthRow(pxx, pyy, pxy, m, kNoStrength, s, cols);
+                 x < cols; x++)
+                s[x] = m && !m[x]
+                           ? kNoStrength
+                           : (pxx[x] * pyy[x] - pxy[x] * pxy[x]) / (pxx[x] + pyy[x] + 1e-06f);
         }
-    }
+    });
     // Local maximum over window rows and columns from (y - half, x - half),
     // for pixels whose window lies inside; an even window reaches half - 1
     // past the pixel.
     const int half = window / 2;
     if (window < 1) return 1;
-    for (int y = half + 1; y < rows - half; y++) {
+    const int ya = half + 1, yb = rows - half, xa = half + 1, xb = cols - half;
+    if (ya >= yb || xa >= xb) return 1;
+    if (checkHardwareSupport(2)) {
+        // The same maxima from the morphology's running maxima: max is exact,
+        // and every window of the domain lies inside the image, so the
+        // border rule never enters.
+        Mat element(window, window, MAT_Tuchar);
+        element = 1.0;
+        Mat dilated;
+        ip::dilate(strength, dilated, element, Point2_<int>(half, half));
+        forRowStripes(yb - ya, work, [&](int r0, int r1) {
+            for (int y = ya + r0; y < ya + r1; y++) {
+                const unsigned char* m = mask ? mask->data.ptr[y] : nullptr;
+                const float* d = dilated.ptr<float>(y);
+                float* out = localMax.ptr<float>(y);
+                for (int x = xa; x < xb; x++)
+                    if (!m || m[x]) out[x] = d[x] > 0.0f ? d[x] : 0.0f;
+            }
+        });
+        return 1;
+    }
+    for (int y = ya; y < yb; y++) {
         const unsigned char* m = mask ? mask->data.ptr[y] : nullptr;
         float* out = localMax.ptr<float>(y);
-        for (int x = half + 1; x < cols - half; x++) {
+        for (int x = xa; x < xb; x++) {
             if (m && !m[x]) continue;
             float best = kNoStrength;
             for (int j = 0; j < window; j++) {
@@ -122,16 +169,29 @@ int ipCorner::iProcessHarris(const Mat* image, const Mat* mask) {
 
 namespace {
 // Calls f(x, y) for every pixel whose local maximum the last run computed
-// and that passes the corner test.
+// and that passes the corner test, in row-major order.
 template <typename F>
 void forCorners(const ipCorner& c, const Mat* mask, F f) {
     const int rows = c.imageSize.height, cols = c.imageSize.width, half = c.window / 2;
     if (c.window < 1) return;
+    const int xa = half + 1, xb = cols - half;
+    if (xa >= xb) return;
+    std::vector<unsigned char> flags(size_t(xb - xa) + 8, 0);
     for (int y = half + 1; y < rows - half; y++) {
         const unsigned char* m = mask ? mask->data.ptr[y] : nullptr;
         const float* s = c.strength.ptr<float>(y);
         const float* lm = c.localMax.ptr<float>(y);
-        for (int x = half + 1; x < cols - half; x++) {
+        int x = xa;
+        const int done =
+            xa + detail::harrisPeaksRow(s + xa, lm + xa, c.threshold, flags.data(), xb - xa);
+        for (; x + 8 <= done; x += 8) {
+            uint64_t w;
+            std::memcpy(&w, flags.data() + (x - xa), 8);
+            if (!w) continue;
+            for (int k = x; k < x + 8; k++)
+                if (flags[size_t(k - xa)] && (!m || m[k])) f(k, y, s[k]);
+        }
+        for (; x < xb; x++) {
             if (m && !m[x]) continue;
             if (s[x] == lm[x] && lm[x] > c.threshold) f(x, y, s[x]);
         }

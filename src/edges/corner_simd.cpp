@@ -105,6 +105,60 @@ int FastCornerRow(const uint8_t* const* rows, int b, int n, uint8_t* flags, int 
     return end;
 }
 
+int HarrisProductsRow(const int16_t* gx, const int16_t* gy, float* xx, float* yy, float* xy,
+                      int n) {
+    const hn::ScalableTag<int32_t> d32;
+    const hn::ScalableTag<float> df;
+    const hn::Rebind<int16_t, decltype(d32)> d16;
+    const int N = (int)hn::Lanes(d32);
+    int j = 0;
+    for (; j + N <= n; j += N) {
+        const auto x = hn::PromoteTo(d32, hn::LoadU(d16, gx + j));
+        const auto y = hn::PromoteTo(d32, hn::LoadU(d16, gy + j));
+        hn::StoreU(hn::ConvertTo(df, hn::Mul(x, x)), df, xx + j);
+        hn::StoreU(hn::ConvertTo(df, hn::Mul(y, y)), df, yy + j);
+        hn::StoreU(hn::ConvertTo(df, hn::Mul(x, y)), df, xy + j);
+    }
+    return j;
+}
+
+int HarrisStrengthRow(const float* xx, const float* yy, const float* xy, const uint8_t* mask,
+                      float none, float* s, int n) {
+    const hn::ScalableTag<float> df;
+    const hn::Rebind<int32_t, decltype(df)> d32;
+    const hn::Rebind<uint8_t, decltype(df)> d8;
+    const int N = (int)hn::Lanes(df);
+    const auto eps = hn::Set(df, 1e-06f), vnone = hn::Set(df, none);
+    int j = 0;
+    for (; j + N <= n; j += N) {
+        const auto a = hn::LoadU(df, xx + j), b = hn::LoadU(df, yy + j), c = hn::LoadU(df, xy + j);
+        auto v = hn::Div(hn::Sub(hn::Mul(a, b), hn::Mul(c, c)), hn::Add(hn::Add(a, b), eps));
+        if (mask) {
+            const auto m = hn::PromoteTo(d32, hn::LoadU(d8, mask + j));
+            v = hn::IfThenElse(hn::RebindMask(df, hn::Eq(m, hn::Zero(d32))), vnone, v);
+        }
+        hn::StoreU(v, df, s + j);
+    }
+    return j;
+}
+
+int HarrisPeaksRow(const float* s, const float* lm, float threshold, uint8_t* flags, int n) {
+    const hn::ScalableTag<float> df;
+    const hn::Rebind<int32_t, decltype(df)> d32;
+    const hn::Rebind<uint8_t, decltype(df)> d8;
+    const int N = (int)hn::Lanes(df);
+    const auto thr = hn::Set(df, threshold);
+    const auto one = hn::Set(d32, 1);
+    int j = 0;
+    for (; j + N <= n; j += N) {
+        const auto v = hn::LoadU(df, s + j), m = hn::LoadU(df, lm + j);
+        const auto peak = hn::And(hn::Eq(v, m), hn::Gt(m, thr));
+        hn::StoreU(hn::DemoteTo(d8, hn::IfThenElseZero(hn::RebindMask(d32, peak), one)), d8,
+                   flags + j);
+    }
+    return j;
+}
+
 }  // namespace HWY_NAMESPACE
 }  // namespace detail
 }  // namespace tarvo
@@ -115,6 +169,26 @@ namespace tarvo {
 namespace detail {
 
 HWY_EXPORT(FastCornerRow);
+HWY_EXPORT(HarrisProductsRow);
+HWY_EXPORT(HarrisStrengthRow);
+HWY_EXPORT(HarrisPeaksRow);
+
+int harrisProductsRow(const short* gx, const short* gy, float* xx, float* yy, float* xy, int n) {
+    if (!checkHardwareSupport(3)) return 0;
+    return HWY_DYNAMIC_DISPATCH(HarrisProductsRow)(gx, gy, xx, yy, xy, n);
+}
+
+int harrisStrengthRow(const float* xx, const float* yy, const float* xy, const unsigned char* mask,
+                      float none, float* s, int n) {
+    if (!checkHardwareSupport(2)) return 0;
+    return HWY_DYNAMIC_DISPATCH(HarrisStrengthRow)(xx, yy, xy, mask, none, s, n);
+}
+
+int harrisPeaksRow(const float* s, const float* localMax, float threshold, unsigned char* flags,
+                   int n) {
+    if (!checkHardwareSupport(2)) return 0;
+    return HWY_DYNAMIC_DISPATCH(HarrisPeaksRow)(s, localMax, threshold, flags, n);
+}
 
 int fastCornerRow(const unsigned char* const* rows, int b, int arcLength, unsigned char* flags,
                   int start, int end) {

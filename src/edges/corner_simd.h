@@ -15,5 +15,20 @@ namespace detail {
 int fastCornerRow(const unsigned char* const* rows, int b, int arcLength, unsigned char* flags,
                   int start, int end);
 
+// Harris gradient products of one row, j in [0, n): xx = gx gx, yy = gy gy,
+// xy = gx gy, each an int product converted to float.
+int harrisProductsRow(const short* gx, const short* gy, float* xx, float* yy, float* xy, int n);
+
+// Harris strength of one row, j in [0, n): (xx yy - xy xy) / (xx + yy + 1e-6f),
+// multiplications, additions and the division in that order, in float. With
+// a mask, pixels whose mask byte is 0 get `none` instead.
+int harrisStrengthRow(const float* xx, const float* yy, const float* xy, const unsigned char* mask,
+                      float none, float* s, int n);
+
+// flags[j] = non-zero where s[j] == localMax[j] and localMax[j] > threshold,
+// j in [0, n).
+int harrisPeaksRow(const float* s, const float* localMax, float threshold, unsigned char* flags,
+                   int n);
+
 }  // namespace detail
 }  // namespace tarvo

@@ -171,6 +171,30 @@ TEST(CornerHarris, MatchesWindowLoopsAndMaskForm) {
     EXPECT_EQ(none.getSize(), 0);
 }
 
+TEST(CornerHarris, VectorThreadedAndScalarRunsAgree) {
+    // Several stripes, an odd width; blocks give strong, well-separated peaks.
+    Mat img = randomMat(251, 300, MAT_Tuchar, 21, 0, 60);
+    for (int y = 0; y < img.rows(); y++)
+        for (int x = 0; x < img.cols(); x++)
+            if ((x / 23 + y / 17) % 3 == 0) img.ptr<unsigned char>(y)[x] += 150;
+    Mat mask = flat(251, 300, 255);
+    for (int y = 0; y < 251; y++)
+        for (int x = 0; x < 300; x += 7) mask.ptr<unsigned char>(y)[(x + y) % 300] = 0;
+    // Windows 1 and 2 make most pixels corners (and the tie sort quadratic).
+    for (int w : {3, 4, 5, 8})
+        for (const Mat* m : {static_cast<const Mat*>(nullptr), static_cast<const Mat*>(&mask)}) {
+            Points vec, ref;
+            cornerHarris(img, m ? *m : Mat(), vec, 0, 0.0f, w, 500.0f);
+            tarvo::detail::setUseOptimized(false);
+            setNumThreads(1);
+            cornerHarris(img, m ? *m : Mat(), ref, 0, 0.0f, w, 500.0f);
+            tarvo::detail::setUseOptimized(true);
+            setNumThreads(0);
+            EXPECT_EQ(list(vec), list(ref)) << "window " << w << (m ? " masked" : "");
+            EXPECT_GT(ref.getSize(), 20) << w;
+        }
+}
+
 TEST(CornerHarris, Refusals) {
     ipCorner notCreated;
     Points pts;
