@@ -32,7 +32,8 @@ bool boxOf(float a, float b, float c, int size, int& lo, int& hi) {
 }
 
 unsigned char truncByte(float v) {
-    const int i = truncInt(v);
+    // Bilinear values lie in [0, 255] up to rounding; truncInt keeps NaN safe.
+    const int i = v > -1.0f && v < 256.0f ? (int)v : truncInt(v);
     return (unsigned char)(i < 0 ? 0 : i > 255 ? 255 : i);
 }
 
@@ -98,17 +99,28 @@ class MeshBody : public ParallelLoopBody {
 public:
     MeshBody(const Mat& src, Mat& dst, const std::vector<detail::MeshTri>& tris, int* rowMin,
              int* rowMax)
-        : m_src(src), m_dst(dst), m_tris(tris), m_rowMin(rowMin), m_rowMax(rowMax) {}
+        : m_src(src), m_dst(dst), m_tris(tris), m_rowMin(rowMin), m_rowMax(rowMax) {
+        // The gathering kernel addresses the picture as one block with int32 offsets.
+        const long long stride = src.rowByteSize();
+        m_gatherable = (long long)src.rows() * stride < INT_MAX / 2;
+        for (int y = 1; y < src.rows() && m_gatherable; y++)
+            m_gatherable = src.ptr<unsigned char>(y) == src.ptr<unsigned char>(0) + y * stride;
+    }
 
     void operator()(const Range& range) const override {
         const int cols = m_src.cols(), cn = m_src.channels();
         const float maxX = (float)(m_src.cols() - 1), maxY = (float)(m_src.rows() - 1);
         std::vector<int> ix((size_t)cols), iy((size_t)cols);
         std::vector<float> fx((size_t)cols), fy((size_t)cols);
+        std::vector<unsigned char> vals((size_t)cols * 3);
+        std::vector<int> at((size_t)cols);
         const bool vec = checkHardwareSupport(2);
+        const bool gather = vec && cn == 3 && m_gatherable;
+        const unsigned char* img = m_src.ptr<unsigned char>(0);
+        const int stride = m_src.rowByteSize();
         for (const detail::MeshTri& t : m_tris) {
             const int y0 = std::max(t.top, range.start), y1 = std::min(t.bottom + 1, range.end);
-            const int x0 = t.left, x1 = t.right + 1;
+            const int x0 = t.left, x1 = t.right + 1, n = x1 - x0;
             for (int y = y0; y < y1; y++) {
                 int x = x0;
                 if (vec)
@@ -117,16 +129,36 @@ public:
                 detail::meshRowScalar(t, y, x, x1, maxX, maxY, &ix[0], &iy[0], &fx[0], &fy[0]);
                 unsigned char* out = m_dst.ptr<unsigned char>(y);
                 int lo = m_rowMin[y], hi = m_rowMax[y];
-                for (int k = 0; k < x1 - x0; k++) {
+                // The pixels to write, gathered to the front of the arrays.
+                int m = 0;
+                for (int k = 0; k < n; k++) {
                     if (ix[(size_t)k] < 0) continue;
+                    at[(size_t)m] = x0 + k;
+                    ix[(size_t)m] = ix[(size_t)k];
+                    iy[(size_t)m] = iy[(size_t)k];
+                    fx[(size_t)m] = fx[(size_t)k];
+                    fy[(size_t)m] = fy[(size_t)k];
+                    m++;
+                }
+                if (m == 0) continue;
+                lo = std::min(lo, at[0]);
+                hi = std::max(hi, at[(size_t)m - 1]);
+                const int done = gather ? detail::meshBilinear3(img, stride, &ix[0], &iy[0], &fx[0],
+                                                                &fy[0], m, &vals[0])
+                                        : 0;
+                for (int k = 0; k < done; k++) {
+                    unsigned char* o = out + (size_t)at[(size_t)k] * 3;
+                    o[0] = vals[3 * (size_t)k];
+                    o[1] = vals[3 * (size_t)k + 1];
+                    o[2] = vals[3 * (size_t)k + 2];
+                }
+                for (int k = done; k < m; k++) {
+                    unsigned char* o = out + (size_t)at[(size_t)k] * cn;
                     const int sx = ix[(size_t)k], sy = iy[(size_t)k];
                     const unsigned char* r0 = m_src.ptr<unsigned char>(sy) + (size_t)sx * cn;
                     const unsigned char* r1 = m_src.ptr<unsigned char>(sy + 1) + (size_t)sx * cn;
-                    unsigned char* o = out + (size_t)(x0 + k) * cn;
                     const float a = fx[(size_t)k], b = fy[(size_t)k];
                     for (int c = 0; c < cn; c++) o[c] = bilinear(r0 + c, r1 + c, cn, a, b);
-                    lo = std::min(lo, x0 + k);
-                    hi = std::max(hi, x0 + k);
                 }
                 m_rowMin[y] = lo;
                 m_rowMax[y] = hi;
@@ -140,6 +172,7 @@ private:
     const std::vector<detail::MeshTri>& m_tris;
     int* m_rowMin;
     int* m_rowMax;
+    bool m_gatherable;
 };
 
 }  // namespace

@@ -19,6 +19,10 @@ namespace hn = hwy::HWY_NAMESPACE;
 int MeshRow(const MeshTri&, int, int x0, int, float, float, int*, int*, float*, float*) {
     return x0;
 }
+int Bilinear3(const uint8_t*, int, const int*, const int*, const float*, const float*, int,
+              uint8_t*) {
+    return 0;
+}
 #else
 
 int MeshRow(const MeshTri& t, int y, int x0, int x1, float maxX, float maxY, int* ix, int* iy,
@@ -71,6 +75,49 @@ int MeshRow(const MeshTri& t, int y, int x0, int x1, float maxX, float maxY, int
     return x;
 }
 
+// Bilinear values of three-channel pixels of one continuous image. A 32-bit
+// word read at channel c of the base pixel holds that channel in byte 0 and
+// the same channel of the right-hand pixel in byte 3, and never reaches past
+// the right-hand pixel. Lanes with ix < 0 read pixel 0 and are ignored.
+int Bilinear3(const uint8_t* img, int stride, const int* ix, const int* iy, const float* fx,
+              const float* fy, int n, uint8_t* vals) {
+    const hn::ScalableTag<float> df;
+    const hn::RebindToSigned<decltype(df)> di;
+    const int N = (int)hn::Lanes(df);
+    const int32_t* base = reinterpret_cast<const int32_t*>(img);
+    const auto three = hn::Set(di, 3), st = hn::Set(di, stride);
+    const auto low = hn::Set(di, 0xFF), lo0 = hn::Zero(di), hi255 = hn::Set(di, 255);
+    HWY_ALIGN int32_t out[3][hn::MaxLanes(di)];
+    int k = 0;
+    for (; k + N <= n; k += N) {
+        const auto x = hn::LoadU(di, ix + k);
+        const auto ok = hn::Gt(x, hn::Set(di, -1));
+        const auto y = hn::IfThenElseZero(ok, hn::LoadU(di, iy + k));
+        const auto off = hn::Add(hn::Mul(y, st), hn::Mul(hn::IfThenElseZero(ok, x), three));
+        const auto a = hn::LoadU(df, fx + k), b = hn::LoadU(df, fy + k);
+        for (int c = 0; c < 3; c++) {
+            const auto o = hn::Add(off, hn::Set(di, c));
+            const auto w0 = hn::GatherOffset(di, base, o);
+            const auto w1 = hn::GatherOffset(di, base, hn::Add(o, st));
+            const auto pb = hn::ConvertTo(df, hn::And(w0, low));
+            const auto pr = hn::ConvertTo(df, hn::And(hn::ShiftRight<24>(w0), low));
+            const auto pd = hn::ConvertTo(df, hn::And(w1, low));
+            const auto prd = hn::ConvertTo(df, hn::And(hn::ShiftRight<24>(w1), low));
+            auto v = hn::Add(pb, hn::Mul(hn::Sub(pr, pb), a));
+            v = hn::Add(v, hn::Mul(hn::Sub(pd, pb), b));
+            v = hn::Add(v, hn::Mul(hn::Mul(hn::Add(hn::Sub(hn::Sub(pb, pr), pd), prd), a), b));
+            const auto iv = hn::Min(hn::Max(hn::ConvertTo(di, v), lo0), hi255);
+            hn::Store(iv, di, out[c]);
+        }
+        for (int j = 0; j < N; j++) {
+            vals[3 * (k + j)] = (uint8_t)out[0][j];
+            vals[3 * (k + j) + 1] = (uint8_t)out[1][j];
+            vals[3 * (k + j) + 2] = (uint8_t)out[2][j];
+        }
+    }
+    return k;
+}
+
 #endif  // HWY_TARGET == HWY_SCALAR
 
 }  // namespace HWY_NAMESPACE
@@ -82,6 +129,12 @@ HWY_AFTER_NAMESPACE();
 namespace tarvo {
 namespace detail {
 HWY_EXPORT(MeshRow);
+HWY_EXPORT(Bilinear3);
+
+int meshBilinear3(const uint8_t* img, int stride, const int* ix, const int* iy, const float* fx,
+                  const float* fy, int n, uint8_t* vals) {
+    return HWY_DYNAMIC_DISPATCH(Bilinear3)(img, stride, ix, iy, fx, fy, n, vals);
+}
 
 int meshRowVector(const MeshTri& t, int y, int x0, int x1, float maxX, float maxY, int* ix, int* iy,
                   float* fx, float* fy) {
