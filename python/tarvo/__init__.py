@@ -26,17 +26,8 @@ GaussianDiffFilter, DoGFilter, Sobel, ScaleXY), and the raw-pointer forms
 (edgeOrientaitonField with a strength table).
 """
 
-from collections import namedtuple as _namedtuple
-
 from . import _tarvo
-from ._tarvo import *  # noqa: F401,F403  imread, imwrite, RGBtoGray, constants
+from ._tarvo import *  # noqa: F401,F403  imread, imwrite, RGBtoGray, constants, named tuples
 from ._tarvo import ip  # noqa: F401
 
-Rect = _namedtuple("Rect", "x y width height")
-Rect.__doc__ = "Rectangle in pixels: left column x, top row y, width, height."
-Point = _namedtuple("Point", "x y")
-Point.__doc__ = "Pixel position: column x, row y."
-Size = _namedtuple("Size", "width height")
-Size.__doc__ = "Image size: width (columns), height (rows)."
-
-__all__ = [n for n in dir(_tarvo) if not n.startswith("_")] + ["Rect", "Point", "Size"]
+__all__ = [n for n in dir(_tarvo) if not n.startswith("_")]
