@@ -140,7 +140,9 @@ void bindDirect(py::module_&, py::module_& m) {
           Doc("convolve2(src, kernel, divisor, offset=0, kind=FilterSquare, *, area=None, "
               "dst=None) -> ndarray")
               .what("Direct integer filter: offset + sum / divisor (truncating), bytes clamped "
-                    "to 0..255; pixels whose window crosses the edge keep the source value. "
+                    "to 0..255; pixels whose window crosses the edge keep the source value (the "
+                    "square kind also counts the pixels exactly half a window from the top and "
+                    "left edges as crossing). "
                     "kind FilterSquare takes a size x size kernel, FilterHorizontal and "
                     "FilterVertical one line of taps. With area=(x, y, width, height) the "
                     "square kernel runs only inside the area of a one-channel uint8 image "

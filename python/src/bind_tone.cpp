@@ -119,7 +119,9 @@ void bindTone(py::module_&, py::module_& m) {
         Doc("gamma(src, gamma, *, dst=None) -> ndarray", "gamma")
             .what("Power-law tone curve with |gamma|. uint8: v -> trunc(v^gamma * 255 / "
                   "255^gamma), so 0 and 255 stay; gamma 0 gives a logarithmic curve. float32 "
-                  "and float64: v -> pow(v, gamma) (gamma 0: log(max(v, 1) / 256 + v)).")
+                  "and float64: v -> pow(v, gamma) (gamma 0: log(max(v, 1) / 256 + v)) on the "
+                  "first cols elements of each row only, so with several channels the rest of "
+                  "a new result stays 0.")
             .arg("src", "uint8, float32 or float64 image, any channel count")
             .argFromTool("gamma", "gamma")
             .arg("dst", kDstHelp)
