@@ -68,8 +68,9 @@ void bindChains(py::module_&, py::module_& m) {
                     "suppression, double thresholds and edge following). Each chain of 10 "
                     "points or more is an (n, 2) int32 array of (x, y), from its far end "
                     "towards where it was found.")
-              .arg("src", "uint8 image of 1, 3 or 4 channels (colour is taken as its grey), "
-                          "at most 32767 pixels each way; never written")
+              .arg("src",
+                   "uint8 image of 1, 3 or 4 channels (colour is taken as its grey), "
+                   "at most 32767 pixels each way; never written")
               .argFromTool("nonEdge", "non-edge", "clamped to 0..255")
               .argFromTool("high", "high", "clamped to 0..255")
               .argFromTool("low", "low", "clamped to 0..255")

@@ -65,8 +65,8 @@ void bindComponents(py::module_&, py::module_& m) {
                 nogil([&] {
                     std::lock_guard<std::mutex> g(*self.lock);
                     self.image.swap(img);
-                    found = self.cc.apply(self.image->mat, (unsigned char)background,
-                                          eraseRejected, sortByCount);
+                    found = self.cc.apply(self.image->mat, (unsigned char)background, eraseRejected,
+                                          sortByCount);
                 });
                 img.reset();  // the previous image, released with the GIL held
                 py::list out;
@@ -79,9 +79,10 @@ void bindComponents(py::module_&, py::module_& m) {
                 .what("Labels the image: every pixel other than background is foreground, "
                       "whatever its value. Regions come in scan order (columns left to right, "
                       "rows top to bottom), or by descending pixel count with sortByCount.")
-                .arg("image", "uint8 image, one channel; written only with eraseRejected or "
-                              "eraseConnect (a read-only array is copied, and the copy is what "
-                              "they write)")
+                .arg("image",
+                     "uint8 image, one channel; written only with eraseRejected or "
+                     "eraseConnect (a read-only array is copied, and the copy is what "
+                     "they write)")
                 .arg("background", "byte value of the background, 0..255")
                 .arg("eraseRejected", "writes the background over rejected regions")
                 .arg("sortByCount", "larger regions first")
@@ -191,8 +192,9 @@ void bindComponents(py::module_&, py::module_& m) {
             .what("Four-connected fill from seed of the pixels whose every channel lies within "
                   "tolerance of the seed's colour (ends included), painted with color in image "
                   "itself.")
-            .arg("image", "uint8 image of 1 or 3 channels, written in place (it must be "
-                          "writable and borrowable, else ValueError)")
+            .arg("image",
+                 "uint8 image of 1 or 3 channels, written in place (it must be "
+                 "writable and borrowable, else ValueError)")
             .arg("seed", "(x, y) of the seed pixel")
             .argFromTool("tolerance", "tolerance")
             .arg("color", "one number or up to four, truncated to bytes")

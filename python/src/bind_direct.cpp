@@ -46,8 +46,8 @@ Taps tapsOf(py::handle obj, const char* name) {
         py::array_t<float> c = np.attr("ascontiguousarray")(a, "dtype"_a = "float32");
         t.f.assign(c.data(), c.data() + c.size());
     } else {
-        if (a.size() > 0 && (a.attr("min")().cast<double>() < INT_MIN ||
-                             a.attr("max")().cast<double>() > INT_MAX))
+        if (a.size() > 0 &&
+            (a.attr("min")().cast<double>() < INT_MIN || a.attr("max")().cast<double>() > INT_MAX))
             throw py::value_error(std::string(name) + ": taps outside the int32 range");
         py::array_t<int> c = np.attr("ascontiguousarray")(a, "dtype"_a = "int32");
         t.i.assign(c.data(), c.data() + c.size());
@@ -77,7 +77,8 @@ py::object convolve2(py::handle src, py::handle kernel, double divisor, int offs
     if (!square && t.rows != 1 && t.cols != 1)
         throw py::value_error("kernel: one row or one column of taps is needed");
     const int size = int(square ? t.cols : t.rows * t.cols);
-    if (!area.is_none() && t.isFloat) throw py::type_error("kernel: the area form takes integer taps");
+    if (!area.is_none() && t.isFloat)
+        throw py::type_error("kernel: the area form takes integer taps");
     if (!t.isFloat && (!(divisor >= INT_MIN && divisor <= INT_MAX) || divisor != int(divisor)))
         throw py::value_error("divisor: an integer kernel takes a whole divisor");
     Dst d = makeDst(dst, "dst", s, sameAs(s.mat));
@@ -119,8 +120,8 @@ void bindDirect(py::module_&, py::module_& m) {
     m.attr("FilterHorizontal") = int(tarvo::FilterHorizontal);
     m.attr("FilterVertical") = int(tarvo::FilterVertical);
 
-    m.def("median", &median, "src"_a, "window"_a, "kind"_a = int(tarvo::FilterSquare), py::kw_only(),
-          "dst"_a = py::none(),
+    m.def("median", &median, "src"_a, "window"_a, "kind"_a = int(tarvo::FilterSquare),
+          py::kw_only(), "dst"_a = py::none(),
           Doc("median(src, window, kind=FilterSquare, *, dst=None) -> ndarray")
               .what("Median of the window about every pixel, the window shrinking at the image "
                     "edges. FilterHorizontal is a 1 x window line, FilterVertical a window x 1 "
@@ -134,32 +135,33 @@ void bindDirect(py::module_&, py::module_& m) {
               .refused("a window below 1, an empty src, float data or a line kind on several "
                        "channels give an empty array (dst given: unchanged)")
               .c_str());
-    m.def("convolve2", &convolve2, "src"_a, "kernel"_a, "divisor"_a, "offset"_a = 0,
-          "kind"_a = int(tarvo::FilterSquare), py::kw_only(), "area"_a = py::none(),
-          "dst"_a = py::none(),
-          Doc("convolve2(src, kernel, divisor, offset=0, kind=FilterSquare, *, area=None, "
-              "dst=None) -> ndarray")
-              .what("Direct integer filter: offset + sum / divisor (truncating), bytes clamped "
-                    "to 0..255; pixels whose window crosses the edge keep the source value (the "
-                    "square kind also counts the pixels exactly half a window from the top and "
-                    "left edges as crossing). "
-                    "kind FilterSquare takes a size x size kernel, FilterHorizontal and "
-                    "FilterVertical one line of taps. With area=(x, y, width, height) the "
-                    "square kernel runs only inside the area of a one-channel uint8 image "
-                    "(clipped; max(result, 0) capped at 255) and the rest of dst is 0.")
-              .arg("src", "uint8 or float32 image (area form: uint8, one channel)")
-              .arg("kernel",
-                   "integer taps (array or nested lists); a float kernel is accepted and does "
-                   "nothing, as in C++")
-              .arg("divisor", "whole number; 0 acts as 1")
-              .arg("offset", "added to every result")
-              .arg("kind", "FilterSquare (0), FilterHorizontal (2) or FilterVertical (3)")
-              .arg("area", "optional keyword: Rect or any four numbers")
-              .arg("dst", kDstHelp)
-              .returns("dst, src's shape and dtype")
-              .refused("a float kernel, FilterVec, an empty src or another dtype give an empty "
-                       "array (dst given: unchanged); a kernel of the wrong shape raises ValueError")
-              .c_str());
+    m.def(
+        "convolve2", &convolve2, "src"_a, "kernel"_a, "divisor"_a, "offset"_a = 0,
+        "kind"_a = int(tarvo::FilterSquare), py::kw_only(), "area"_a = py::none(),
+        "dst"_a = py::none(),
+        Doc("convolve2(src, kernel, divisor, offset=0, kind=FilterSquare, *, area=None, "
+            "dst=None) -> ndarray")
+            .what("Direct integer filter: offset + sum / divisor (truncating), bytes clamped "
+                  "to 0..255; pixels whose window crosses the edge keep the source value (the "
+                  "square kind also counts the pixels exactly half a window from the top and "
+                  "left edges as crossing). "
+                  "kind FilterSquare takes a size x size kernel, FilterHorizontal and "
+                  "FilterVertical one line of taps. With area=(x, y, width, height) the "
+                  "square kernel runs only inside the area of a one-channel uint8 image "
+                  "(clipped; max(result, 0) capped at 255) and the rest of dst is 0.")
+            .arg("src", "uint8 or float32 image (area form: uint8, one channel)")
+            .arg("kernel",
+                 "integer taps (array or nested lists); a float kernel is accepted and does "
+                 "nothing, as in C++")
+            .arg("divisor", "whole number; 0 acts as 1")
+            .arg("offset", "added to every result")
+            .arg("kind", "FilterSquare (0), FilterHorizontal (2) or FilterVertical (3)")
+            .arg("area", "optional keyword: Rect or any four numbers")
+            .arg("dst", kDstHelp)
+            .returns("dst, src's shape and dtype")
+            .refused("a float kernel, FilterVec, an empty src or another dtype give an empty "
+                     "array (dst given: unchanged); a kernel of the wrong shape raises ValueError")
+            .c_str());
     m.def("convolve2sep", &convolve2sep, "src"_a, "kernel"_a, "divisor"_a, py::kw_only(),
           "dst"_a = py::none(),
           Doc("convolve2sep(src, kernel, divisor, *, dst=None) -> ndarray")

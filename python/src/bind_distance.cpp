@@ -41,9 +41,8 @@ void bindDistance(py::module_&, py::module_& m) {
     m.attr("DistL2") = int(ip::DistL2);
     m.attr("DistC") = int(ip::DistC);
 
-    m.def("distanceTransform", &distanceTransform, "src"_a, "type"_a = py::none(),
-          "maskSize"_a = 3, "labelType"_a = py::none(), py::kw_only(), "dst"_a = py::none(),
-          "labels"_a = py::none(),
+    m.def("distanceTransform", &distanceTransform, "src"_a, "type"_a = py::none(), "maskSize"_a = 3,
+          "labelType"_a = py::none(), py::kw_only(), "dst"_a = py::none(), "labels"_a = py::none(),
           Doc("distanceTransform(src, type=None, maskSize=3, labelType=None, *, dst=None, "
               "labels=None) -> ndarray or (dst, labels)",
               "distance")
@@ -59,8 +58,9 @@ void bindDistance(py::module_&, py::module_& m) {
               .argFromTool("type", "type", "DistL1 (1), DistL2 (2), DistC (3)")
               .argFromTool("maskSize", "mask")
               .arg("labelType", "selects the labelled form (see above)")
-              .arg("dst", "optional keyword: float32 array of src's size to write the distances "
-                          "into")
+              .arg("dst",
+                   "optional keyword: float32 array of src's size to write the distances "
+                   "into")
               .arg("labels", "optional keyword: int32 array of src's size for the labels")
               .returns("float32 distances, or (distances, int32 labels) with labelType")
               .refused("other sources give empty arrays (given arrays: unchanged)")
@@ -145,8 +145,9 @@ void bindDistance(py::module_&, py::module_& m) {
             .what("Moments of a one-channel image: the raw and central moments and "
                   "inv_sqrt_m00; the nu fields stay 0 (make Moments(m00, ..., m03) from the raw "
                   "ones to get them).")
-            .arg("image", "uint8, int16, float32 or float64 image, one channel (any dtype with "
-                          "binary)")
+            .arg("image",
+                 "uint8, int16, float32 or float64 image, one channel (any dtype with "
+                 "binary)")
             .argFromTool("binary", "binary", "non-zero counts every non-zero pixel as 1")
             .returns("Moments")
             .refused("several channels, int32 without binary, or an empty image give all zeros")

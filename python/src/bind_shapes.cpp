@@ -29,7 +29,8 @@ py::list findContours(py::handle image, int mode, int method, py::handle offset)
         if (method == ip::ChainCode) {
             // The codes are packed bytes at the start of the point array.
             py::array_t<unsigned char> codes(py::ssize_t(c.getSize()));
-            if (c.getSize() > 0) std::memcpy(codes.mutable_data(), c.getData(), size_t(c.getSize()));
+            if (c.getSize() > 0)
+                std::memcpy(codes.mutable_data(), c.getData(), size_t(c.getSize()));
             out.append(codes);
         } else {
             out.append(pointsOut(c));
@@ -65,8 +66,8 @@ py::object boundingRect(py::handle points) {
         const int n = isFloat ? pf.getSize() : pi.getSize();
         const int elem = isFloat ? int(sizeof(Point2_<float>)) : int(sizeof(Point2_<int>));
         tarvo::Sequence* seq =
-            tarvo::createSeq(tarvo::SEQ_MAGIC_VAL | (isFloat ? tarvo::SEQ_ELTYPE_POINT2D32F
-                                                             : tarvo::SEQ_ELTYPE_POINT),
+            tarvo::createSeq(tarvo::SEQ_MAGIC_VAL |
+                                 (isFloat ? tarvo::SEQ_ELTYPE_POINT2D32F : tarvo::SEQ_ELTYPE_POINT),
                              int(sizeof(tarvo::Sequence)), elem, st);
         bool ok = seq != nullptr;
         for (int i = 0; ok && i < n; i++)
@@ -98,8 +99,9 @@ void bindShapes(py::module_&, py::module_& m) {
               .what("Borders of the objects of a one-channel image (non-zero pixels are the "
                     "object) by border following; pixels on the image edge count. The image is "
                     "never written.")
-              .arg("image", "uint8 image, one channel (int32 is scanned as bytes, not "
-                            "thresholded)")
+              .arg("image",
+                   "uint8 image, one channel (int32 is scanned as bytes, not "
+                   "thresholded)")
               .argFromTool("mode", "mode",
                            "RetrExternal (0), RetrList (1), RetrCComp (2), RetrTree (3); values "
                            "above 3 act as 3, other values below 2 as 1")
@@ -121,8 +123,9 @@ void bindShapes(py::module_&, py::module_& m) {
               .what("Douglas-Peucker simplification of a polyline (closed: a polygon): every "
                     "dropped point lies within epsilon of the result.")
               .arg("curve", kPointsEitherHelp)
-              .arg("epsilon", "tolerance in pixels (a negative or non-finite value is used as "
-                              "given)")
+              .arg("epsilon",
+                   "tolerance in pixels (a negative or non-finite value is used as "
+                   "given)")
               .arg("closed", "True for a polygon")
               .returns("(m, 2) array of the kept points, curve's dtype (int32 or float32)")
               .refused("an empty curve gives an empty (0, 2) array")
@@ -279,6 +282,9 @@ void bindShapes(py::module_&, py::module_& m) {
     m.def("triangleArea", &ip::triangleArea, "x1"_a, "y1"_a, "x2"_a, "y2"_a, "x3"_a, "y3"_a,
           Doc("triangleArea(x1, y1, x2, y2, x3, y3) -> float")
               .what("Twice the area of the triangle, always >= 0, in single precision.")
+              .arg("x1, y1", "first corner")
+              .arg("x2, y2", "second corner")
+              .arg("x3, y3", "third corner")
               .c_str());
 }
 

@@ -174,8 +174,7 @@ void bindStylise(py::module_&, py::module_& m) {
             });
         },
         "src"_a, "radius"_a, "twist"_a, "mode"_a, py::kw_only(), "dst"_a = py::none(),
-        Doc("circleTransform(src, radius, twist, mode, *, dst=None) -> ndarray",
-            "circle-transform")
+        Doc("circleTransform(src, radius, twist, mode, *, dst=None) -> ndarray", "circle-transform")
             .what("Lens-like remapping about the centre. Pixels outside the circle, or mapped "
                   "outside the image, take the top left pixel.")
             .arg("src", kStyliseSrc)

@@ -39,10 +39,10 @@ py::array asPairs(py::handle obj, const char* name, const char* dtype) {
     if (a.ndim() != 2 || a.shape(1) != 2)
         throw py::value_error(std::string(name) + ": expected shape (n, 2), got " +
                               std::string(py::str(a.attr("shape"))));
-    if (a.shape(0) > INT_MAX)
-        throw py::value_error(std::string(name) + ": too many points");
+    if (a.shape(0) > INT_MAX) throw py::value_error(std::string(name) + ": too many points");
     if (std::strcmp(dtype, "int32") == 0 && kind != 'i' && kind != 'u' && kind != 'b')
-        throw py::type_error(std::string(name) + ": this function takes integer points (int32), got " +
+        throw py::type_error(std::string(name) +
+                             ": this function takes integer points (int32), got " +
                              std::string(py::str(a.dtype())));
     if (std::strcmp(dtype, "int32") == 0 && a.dtype().itemsize() >= 4) {
         // Values beyond the int32 range would wrap in the conversion.
