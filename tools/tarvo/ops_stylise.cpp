@@ -81,13 +81,10 @@ const Choice kDenoiseMethods[] = {
 const Choice kCircleModes[] = {{"magnify", 0}, {"shrink", 1}, {"twist", 2},
                                {"polar", 3},   {"bands", 4},  {nullptr, 0}};
 
-// Sketch lines compare each pixel with its four neighbours.
-int reachNeighbours(const Args&) {
-    return 1;
-}
-// The 5 x 5 weighted kernel reads two pixels each way, the others one.
+// The kernels leave a band one pixel wider than their half-width unfiltered
+// along the picture's edges, so a tile needs that much more than they read.
 int reachDenoise(const Args& a) {
-    return a.i(1) == 2 ? 2 : 1;
+    return a.i(1) == 2 ? 3 : 2;
 }
 
 const Operation kRows[] = {
@@ -99,7 +96,7 @@ const Operation kRows[] = {
      "sketch --amount 50 in.png out.png",
      kGreyOrColour,
      nullptr,
-     {reachNeighbours, "the four neighbours"}},
+     globalReach("the first column of each row reads the end of the row before")},
     {"rough-sketch",
      "Pencil outline with hand hatching chosen by the grey level",
      {},
@@ -159,7 +156,7 @@ const Operation kRows[] = {
      "denoise --strength 0 --method median in.png out.png",
      kGreyOrColour,
      nullptr,
-     {reachDenoise, "2 for weighted5, else 1"}},
+     {reachDenoise, "kernel half-width plus the unfiltered edge band: 3 for weighted5, else 2"}},
     {"circle-transform",
      "Lens-like remapping inside a circle about the centre",
      {{"radius", "circle radius in pixels, 0 for the half diagonal", 0, 0, 100000, true},
