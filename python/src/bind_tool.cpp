@@ -32,7 +32,21 @@ tarvotool::Args argsFrom(const tarvotool::Operation& op, const py::dict& params)
         while (k < np && key != op.params[k].name) k++;
         if (k == np)
             throw py::value_error(std::string(op.name) + " has no parameter '" + key + "'");
-        args.v[k] = item.second.cast<double>();
+        if (py::isinstance<py::str>(item.second)) {
+            // A named choice ("weighted5") or a number written as text.
+            const std::string word = py::str(item.second);
+            const char* words[2] = {nullptr, word.c_str()};
+            const std::string opt = "--" + key;
+            words[0] = opt.c_str();
+            tarvotool::Args parsed;
+            std::string error;
+            int npos = 0;
+            if (!tarvotool::parseArgs(op, 2, words, parsed, nullptr, 0, &npos, error))
+                throw py::value_error(error);
+            args.v[k] = parsed.v[k];
+        } else {
+            args.v[k] = item.second.cast<double>();
+        }
     }
     return args;
 }
@@ -42,9 +56,9 @@ tarvotool::Args argsFrom(const tarvotool::Operation& op, const py::dict& params)
 py::tuple reach(const std::string& name, const py::dict& params) {
     const tarvotool::Operation& op = rowNamed(name);
     const int r = tarvotool::reachRadius(op, argsFrom(op, params));
-    py::object note = op.reach.note ? py::object(py::str(op.reach.note))
-                                    : op.reach.radius ? py::object(py::none())
-                                                      : py::object(py::str("no reach declared"));
+    py::object note = op.reach.note     ? py::object(py::str(op.reach.note))
+                      : op.reach.radius ? py::object(py::none())
+                                        : py::object(py::str("no reach declared"));
     return py::make_tuple(r, note, op.reach.resizes);
 }
 

@@ -15,9 +15,9 @@ tarvo.ip.<op> on the whole array bit for bit.
     edges.to_zarr("edges.zarr")
 
 Operations whose result depends on the whole picture run as a reduction and
-then a map where that gives the same result (histogramEqualize, the Otsu types
-of Threshold: a histogram summed over the chunks first, computed when apply
-is called); the others (canny, contours, ...) raise ValueError naming why.
+then a map where that gives the same result (histogramEqualize, the Otsu and
+percentile types of Threshold: a histogram summed over the chunks first,
+computed when apply is called); the others (canny, contours, ...) raise ValueError naming why.
 Operations that change the size (pyrDown, pyrUp, resize by a whole factor)
 are accepted when the chunk sizes divide exactly.
 
@@ -55,6 +55,47 @@ def _row_radius(row, **params):
     return r
 
 
+class _Call:
+    """tarvo.ip.<name>(block, *args, **kwargs), looked up by name when called so
+    that it pickles for the workers; index picks one item of a tuple result."""
+
+    def __init__(self, name, *args, index=None, **kwargs):
+        self.name, self.args, self.kwargs, self.index = name, args, kwargs, index
+
+    def __call__(self, block):
+        out = getattr(ip, self.name)(block, *self.args, **self.kwargs)
+        return out if self.index is None else out[self.index]
+
+
+class _Row:
+    """A row of the tarvo tool with its options, run on a block."""
+
+    def __init__(self, row, words):
+        self.row, self.words = row, list(words)
+
+    def __call__(self, block):
+        return _tarvo._tool_run(self.row, block, self.words)
+
+
+class _Table:
+    """A byte lookup table applied to a block."""
+
+    def __init__(self, table):
+        self.table = table
+
+    def __call__(self, block):
+        return self.table[block]
+
+
+class _Resize:
+    def __init__(self, num, den, interpolation):
+        self.num, self.den, self.interpolation = num, den, interpolation
+
+    def __call__(self, block):
+        return ip.resize(block, block.shape[1] * self.num // self.den,
+                         block.shape[0] * self.num // self.den, self.interpolation)
+
+
 class _Plan:
     """How one call tiles: a chunk function, its reach in source pixels, and
     the size factor num / den of the result (1 / 1 unless it resamples)."""
@@ -88,26 +129,27 @@ def _kernel_extent(shape, anchor):
 def _morph(name, row):
     def plan(element=None, anchor=(-1, -1), iterations=1, borderType=_tarvo.BorderFill,
              borderValue=None, kernelWidth=None, kernelHeight=None):
-        f = getattr(ip, name)
         if kernelWidth is not None or kernelHeight is not None:
             # The binary window form: a band of half the window along the
             # edges is left alone, inside the reach.
             kw, kh = int(kernelWidth or 0), int(kernelHeight or 0)
             r = _row_radius(row, size=max(kw, kh) + 1, iterations=1)
-            return _Plan(lambda b: f(b, kw, kh), r)
+            return _Plan(_Call(name, kw, kh), r)
         size = 2 * _element_extent(element, anchor) + 1
         r = _row_radius(row, size=size, iterations=max(int(iterations), 0))
         kw = dict(element=element, anchor=anchor, iterations=iterations, borderType=borderType)
         if borderValue is not None:
             kw["borderValue"] = borderValue
-        return _Plan(lambda b: f(b, **kw), r, periodic=(borderType & 0xFFFF) == _tarvo.BorderWrap)
+        return _Plan(_Call(name, **kw), r, periodic=(borderType & 0xFFFF) == _tarvo.BorderWrap)
     return plan
 
 
 def _threshold(thresh, maxval, type):
     r, note, _ = _tarvo._tool_reach("threshold", dict(value=thresh, max=maxval, type=type))
     if r >= 0:
-        return _Plan(lambda b: ip.Threshold(b, thresh, maxval, type)[1], r)
+        return _Plan(_Call("Threshold", thresh, maxval, type, index=1), r)
+    if type in (ip.ThreshPercentUp, ip.ThreshPercentDown):
+        return "percentile"
     if type & ip.ThreshOtsuBit:
         return "otsu"
     raise ValueError("Threshold of type %d cannot be tiled: %s" % (type, note))
@@ -116,23 +158,23 @@ def _threshold(thresh, maxval, type):
 def _filter2d(ddepth, kernel, anchor=(-1, -1), delta=0, borderType=_tarvo.BorderClamp):
     k = np.asarray(kernel)
     r = _kernel_extent(k.shape[:2], anchor)
-    return _Plan(lambda b: ip.filter2D(b, ddepth, kernel, anchor, delta, borderType), r,
+    return _Plan(_Call("filter2D", ddepth, kernel, anchor, delta, borderType), r,
                  periodic=(borderType & 0xFFFF) == _tarvo.BorderWrap)
 
 
 def _sep_filter2d(ddepth, rowKernel, columnKernel, anchor=(-1, -1), delta=0,
                   borderType=_tarvo.BorderClamp):
     r = _kernel_extent((np.size(columnKernel), np.size(rowKernel)), anchor)
-    return _Plan(lambda b: ip.sepFilter2D(b, ddepth, rowKernel, columnKernel, anchor, delta,
-                                          borderType), r,
+    return _Plan(_Call("sepFilter2D", ddepth, rowKernel, columnKernel, anchor, delta, borderType),
+                 r,
                  periodic=(borderType & 0xFFFF) == _tarvo.BorderWrap)
 
 
 def _gaussian(sigma, support=None):
     r = _row_radius("gaussian", sigma=sigma, support=support or 0)
     if support is None:
-        return _Plan(lambda b: ip.gaussian(b, sigma), r)
-    return _Plan(lambda b: ip.gaussian(b, sigma, support), r)
+        return _Plan(_Call("gaussian", sigma), r)
+    return _Plan(_Call("gaussian", sigma, support), r)
 
 
 def _equalize(bins=256, mask=None):
@@ -145,8 +187,7 @@ def _pyr(name, num, den, radius):
     def plan(dstsize=(0, 0), borderType=_tarvo.BorderMirrorNoEdge):
         if tuple(dstsize) != (0, 0):
             raise ValueError("%s cannot be tiled with an explicit dstsize" % name)
-        f = getattr(ip, name)
-        return _Plan(lambda b: f(b, (0, 0), borderType), radius,
+        return _Plan(_Call(name, (0, 0), borderType), radius,
                      periodic=(borderType & 0xFFFF) == _tarvo.BorderWrap, num=num, den=den)
     return plan
 
@@ -164,8 +205,7 @@ def _point_row(name, row, args):
     def plan(**params):
         opts = {args[k]: v for k, v in params.items() if k in args}
         r = _row_radius(row, **opts)
-        f = getattr(ip, name)
-        return _Plan(lambda b: f(b, **params), r)
+        return _Plan(_Call(name, **params), r)
     return plan
 
 
@@ -205,8 +245,7 @@ def _resize_plan(width, height, interpolation=ip.ResizeScaleXY, shape=None):
                          "(%dx%d to %dx%d is not)" % (cols, rows, width, height))
     r = _row_radius("resize", scale=num / den, interpolation=interpolation)
     r = -(-r // den) * den  # a whole number of output pixels
-    return _Plan(lambda b: ip.resize(b, b.shape[1] * num // den, b.shape[0] * num // den,
-                                     interpolation), r, num=num, den=den)
+    return _Plan(_Resize(num, den, interpolation), r, num=num, den=den)
 
 
 # ---------------------------------------------------------------- tiling
@@ -310,20 +349,26 @@ def apply(op, array, **params):
     else:
         raise ValueError("%s has no tiled form" % name)
 
-    if plan in ("otsu", "equalize"):
+    if plan in ("otsu", "percentile", "equalize"):
         if x.dtype != np.uint8 or x.ndim != 2:
             raise ValueError("%s is tiled on one-channel uint8 pictures only" % name)
         hist = _histogram(x)
         whole = _sorted_picture(hist, x.shape)
-        if plan == "otsu":
+        if plan == "percentile":
+            # Samples below the level k get one value, the others the other:
+            # a binary threshold at k - 1.
+            k, _ = ip.Threshold(whole, params["thresh"], params["maxval"], params["type"])
+            fixed = ip.ThreshBinary if params["type"] == ip.ThreshPercentUp else ip.ThreshBinaryInv
+            plan = _Plan(_Call("Threshold", k - 1, params["maxval"], fixed, index=1), 0)
+        elif plan == "otsu":
             level, _ = ip.Threshold(whole, params["thresh"], params["maxval"], params["type"])
             fixed = params["type"] & ~ip.ThreshOtsuBit
-            plan = _Plan(lambda b: ip.Threshold(b, level, params["maxval"], fixed)[1], 0)
+            plan = _Plan(_Call("Threshold", level, params["maxval"], fixed, index=1), 0)
         else:
             eq = np.asarray(ip.histogramEqualize(whole)).ravel()
             starts = np.concatenate(([0], np.cumsum(hist)[:-1]))
             table = np.where(hist > 0, eq[np.minimum(starts, eq.size - 1)], 0).astype(np.uint8)
-            plan = _Plan(lambda b: table[b], 0)
+            plan = _Plan(_Table(table), 0)
     dtype, channels = _probe(plan.fn, x, plan.radius)
     return _tile(x, plan, dtype, channels)
 
@@ -346,7 +391,7 @@ def apply_row(row, array, **options):
         raise ValueError("%s cannot be tiled: it needs the whole picture (%s)" % (row, note))
     if resizes:
         raise ValueError("%s changes the picture's size: use the library function" % row)
-    plan = _Plan(lambda b: _tarvo._tool_run(row, b, words), r)
+    plan = _Plan(_Row(row, words), r)
     dtype, channels = _probe(plan.fn, x, plan.radius)
     return _tile(x, plan, dtype, channels)
 
