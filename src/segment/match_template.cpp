@@ -1,0 +1,120 @@
+// Template matching: the correlation from the spectrum, then the six scores
+// from window sums of the integral images.
+#include <cmath>
+#include <cstdint>
+#include <vector>
+
+#include "tarvo/ip/integral.h"
+#include "tarvo/ip/segment.h"
+
+namespace tarvo {
+namespace ip {
+
+namespace {
+
+// Window sum of channel c over rows [y, y + h) and columns [x, x + w) of an
+// integral table; int tables wrap in 32 bits like the table itself.
+inline double windowSum(const Mat& t, int y, int x, int h, int w, int c, int cn) {
+    const size_t a = size_t(x) * cn + c, b = size_t(x + w) * cn + c;
+    if (t.type() == MAT_Tint) {
+        const uint32_t* r0 = reinterpret_cast<const uint32_t*>(t.data.ptr[y]);
+        const uint32_t* r1 = reinterpret_cast<const uint32_t*>(t.data.ptr[y + h]);
+        const uint32_t s = r1[b] - r1[a] - r0[b] + r0[a];
+        return double(int32_t(s));
+    }
+    const double* r0 = reinterpret_cast<const double*>(t.data.ptr[y]);
+    const double* r1 = reinterpret_cast<const double*>(t.data.ptr[y + h]);
+    return r1[b] - r1[a] - r0[b] + r0[a];
+}
+
+}  // namespace
+
+void matchTemplate(const Mat& image, const Mat& templ, Mat& result, enTemplateMatchMode mode) {
+    const int m = int(mode);
+    if (image.empty() || templ.empty() || templ.rows() > image.rows() ||
+        templ.cols() > image.cols() || templ.channels() != image.channels()) {
+        result.release();
+        return;
+    }
+    const int rows = image.rows() - templ.rows() + 1, cols = image.cols() - templ.cols() + 1;
+    Mat img;
+    image.sharedTo(img);
+    crossCorr(img, templ, result, Size_<int>(cols, rows), MAT_Tfloat, Point2_<int>(0, 0), 0, 0);
+    if (result.empty() || result.rows() != rows || result.cols() != cols) {
+        result.release();
+        return;
+    }
+    if (m == 2) return;
+    const bool coeff = m == 4 || m == 5;
+    const bool sqdiff = !(m >= 2 && m <= 5);
+    const bool normed = m == 1 || m == 3 || m == 5;
+    const int cn = image.channels(), th = templ.rows(), tw = templ.cols();
+    const double invArea = 1.0 / (double(th) * tw);
+
+    // Template mean and (population) deviation per channel; squares summed over channels.
+    std::vector<double> tmean(static_cast<size_t>(cn), 0.0);
+    double mean2 = 0, std2 = 0;
+    for (int c = 0; c < cn; c++) {
+        double s = 0;
+        for (int j = 0; j < th; j++)
+            for (int i = 0; i < tw; i++) s += templ.value(j, i, c);
+        const double mu = s * invArea;
+        double v = 0;
+        for (int j = 0; j < th; j++)
+            for (int i = 0; i < tw; i++) {
+                const double d = templ.value(j, i, c) - mu;
+                v += d * d;
+            }
+        tmean[size_t(c)] = mu;
+        mean2 += mu * mu;
+        std2 += v * invArea;
+    }
+    Mat sum, sqsum;
+    if (m == 4) {
+        integralImage(img, sum);
+    } else {
+        integralImage(img, sum, sqsum);
+        if (m == 5 && std2 < 2.220446049250313e-16) {
+            result = 1.0;
+            return;
+        }
+    }
+    if (sum.empty() || (m != 4 && sqsum.empty())) return;
+    if (sum.type() != MAT_Tint && sum.type() != MAT_Tdouble) return;
+    const double templSum2 = (mean2 + std2) / invArea;
+    const double normScale =
+        coeff ? std::sqrt(std2) / std::sqrt(invArea) : std::sqrt(mean2 + std2) / std::sqrt(invArea);
+    if (!coeff) std::fill(tmean.begin(), tmean.end(), 0.0);
+
+    for (int y = 0; y < rows; y++) {
+        float* r = result.ptr<float>(y);
+        for (int x = 0; x < cols; x++) {
+            double num = r[x], wndMean2 = 0, wndSum2 = 0;
+            if (coeff) {
+                for (int c = 0; c < cn; c++) {
+                    const double s = windowSum(sum, y, x, th, tw, c, cn);
+                    wndMean2 += s * s;
+                    num -= s * tmean[size_t(c)];
+                }
+                wndMean2 *= invArea;
+            }
+            if (normed || sqdiff)
+                for (int c = 0; c < cn; c++) wndSum2 += windowSum(sqsum, y, x, th, tw, c, cn);
+            if (sqdiff) num = std::max(wndSum2 - 2 * num + templSum2, 0.0);
+            if (normed) {
+                const double diff = std::max(wndSum2 - wndMean2, 0.0);
+                const double t = std::sqrt(diff) * normScale;
+                if (std::fabs(num) < t)
+                    num /= t;
+                else if (t * 1.125 > std::fabs(num))
+                    num = num > 0 ? 1.0 : -1.0;
+                else
+                    num = m == 1 ? 1.0 : 0.0;
+            }
+            r[x] = float(num);
+        }
+    }
+}
+
+}  // namespace ip
+}  // namespace tarvo
