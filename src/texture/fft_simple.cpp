@@ -70,17 +70,24 @@ bool fft(int dir, int m, double* x, double* y) {
 
 bool dft(int dir, int n, double* x1, double* y1, double* x2, double* y2) {
     if (n < 1 || !x1 || !y1 || !x2 || !y2) return true;
+    // One table of the n roots; the angle -2 dir pi i k / n is reduced exactly
+    // to its index (i k dir) mod n before the lookup.
+    std::vector<double> c(static_cast<size_t>(n)), s(static_cast<size_t>(n));
+    for (int j = 0; j < n; j++) detail::sinCos2Pi(j, n, s[size_t(j)], c[size_t(j)]);
+    const long long d = ((-(long long)dir) % n + n) % n;
     for (int i = 0; i < n; i++) {
-        x2[i] = 0;
-        y2[i] = 0;
+        double ar = 0, ai = 0;
+        const long long step = (long long)i * d % n;
+        long long idx = 0;
         for (int k = 0; k < n; k++) {
-            // angle -2 dir pi i k / n, reduced exactly before the sine and cosine
-            const long long ik = (long long)i * k % n;
-            double s, c;
-            detail::sinCos2Pi(-((ik * (dir % n)) % n), n, s, c);
-            x2[i] += x1[k] * c - y1[k] * s;
-            y2[i] += x1[k] * s + y1[k] * c;
+            const double cs = c[size_t(idx)], sn = s[size_t(idx)];
+            ar += x1[k] * cs - y1[k] * sn;
+            ai += x1[k] * sn + y1[k] * cs;
+            idx += step;
+            if (idx >= n) idx -= n;
         }
+        x2[i] = ar;
+        y2[i] = ai;
     }
     for (int i = 0; i < n; i++) {
         x1[i] = dir == 1 ? x2[i] / double(n) : x2[i];
