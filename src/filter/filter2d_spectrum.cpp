@@ -107,8 +107,16 @@ public:
     void run(int x, int y, unsigned char* out, std::vector<unsigned char>& patch,
              std::vector<const unsigned char*>& rows) const {
         const size_t es = size_t(src_.elemSize());
-        patch.resize(size_t(kw_) * size_t(kh_) * es);
         rows.resize(size_t(kh_));
+        if (x - anchor_.x >= 0 && y - anchor_.y >= 0 && x - anchor_.x + kw_ <= src_.cols() &&
+            y - anchor_.y + kh_ <= src_.rows()) {
+            // inside the image: the stage reads the source rows themselves
+            for (int j = 0; j < kh_; j++)
+                rows[size_t(j)] = src_.data.ptr[y - anchor_.y + j] + size_t(x - anchor_.x) * es;
+            (*stage_)(rows.data(), out, 0, 1, 1, src_.channels());
+            return;
+        }
+        patch.resize(size_t(kw_) * size_t(kh_) * es);
         for (int j = 0; j < kh_; j++) {
             unsigned char* pr = patch.data() + size_t(j) * size_t(kw_) * es;
             rows[size_t(j)] = pr;

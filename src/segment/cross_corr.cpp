@@ -65,6 +65,16 @@ inline double sampleAt(const unsigned char* row, int depth, int cn, int x, int c
     }
 }
 
+// d[i] = channel c of element xi[i] of the row (0 where xi[i] < 0).
+template <typename S, typename T>
+void gatherRow(const unsigned char* row, const int* xi, int n, int cn, int c, T* d) {
+    const S* r = reinterpret_cast<const S*>(row);
+    for (int i = 0; i < n; i++) {
+        const int x = xi[i];
+        d[i] = x < 0 ? T(0) : T(r[size_t(x) * cn + c]);
+    }
+}
+
 template <typename T>
 bool tilesImpl(const Mat& image, const Mat& templ, Size_<int> outSize, Point2_<int> anchor,
                int border, bool u16, const CorrTileSink& sink) {
@@ -116,9 +126,26 @@ bool tilesImpl(const Mat& image, const Mat& templ, Size_<int> outSize, Point2_<i
                     if (sy < 0) continue;
                     const unsigned char* srow = image.data.ptr[sy];
                     T* d = buf.ptr<T>(j);
-                    for (int i = 0; i < rw; i++) {
-                        const int sx = xs[size_t(x0 + i)];
-                        d[i] = sx < 0 ? T(0) : T(sampleAt(srow, idepth, cn, sx, c, u16));
+                    const int* xi = xs.data() + x0;
+                    switch (idepth) {
+                        case MAT_Tuchar:
+                            gatherRow<unsigned char>(srow, xi, rw, cn, c, d);
+                            break;
+                        case MAT_Tshort:
+                            if (u16)
+                                gatherRow<unsigned short>(srow, xi, rw, cn, c, d);
+                            else
+                                gatherRow<short>(srow, xi, rw, cn, c, d);
+                            break;
+                        case MAT_Tint:
+                            gatherRow<int>(srow, xi, rw, cn, c, d);
+                            break;
+                        case MAT_Tfloat:
+                            gatherRow<float>(srow, xi, rw, cn, c, d);
+                            break;
+                        default:
+                            gatherRow<double>(srow, xi, rw, cn, c, d);
+                            break;
                     }
                 }
                 dft(buf, spec, 0, rh);

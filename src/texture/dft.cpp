@@ -13,6 +13,7 @@ namespace tarvo {
 namespace {
 
 using detail::ComplexPlan;
+using detail::parallelRange;
 using detail::RealPlan;
 
 template <typename T>
@@ -39,42 +40,56 @@ enum class ColKind { Complex2ch, RealPair, RealSingle };
 template <typename T>
 void columnPass(Mat& m, const std::vector<int>& cols, ColKind kind, bool inverse, T scale) {
     const int rows = m.rows();
-    ComplexPlan<T> cp;
-    RealPlan<T> rp;
-    if (kind == ColKind::RealSingle)
+    if (kind == ColKind::RealSingle) {
+        RealPlan<T> rp;
         rp.init(rows);
-    else
-        cp.init(rows);
-    const size_t ws =
-        kind == ColKind::RealSingle ? rp.workSize() : size_t(4 * rows + 2 * cp.maxFactor() + 8);
-    detail::parallelRange(int(cols.size()), stripesFor((long long)cols.size(), rows),
-                          [&](const Range& r) {
-                              std::vector<T> buf(ws + size_t(4 * rows));
-                              T* a = buf.data() + ws;
-                              T* b = a + 2 * rows;
-                              for (int i = r.start; i < r.end; i++) {
-                                  const int c = cols[size_t(i)];
-                                  if (kind == ColKind::RealSingle) {
-                                      for (int y = 0; y < rows; y++) a[y] = rowOf<T>(m, y)[c];
-                                      if (inverse)
-                                          rp.inverse(a, b, false, scale, buf.data());
-                                      else
-                                          rp.forward(a, b, false, scale, buf.data());
-                                      for (int y = 0; y < rows; y++) rowOf<T>(m, y)[c] = b[y];
-                                      continue;
-                                  }
-                                  const int x = kind == ColKind::Complex2ch ? 2 * c : c;
-                                  for (int y = 0; y < rows; y++) {
-                                      const T* p = rowOf<T>(m, y) + x;
-                                      a[2 * y] = p[0], a[2 * y + 1] = p[1];
-                                  }
-                                  cp.run(a, b, inverse, scale, buf.data());
-                                  for (int y = 0; y < rows; y++) {
-                                      T* p = rowOf<T>(m, y) + x;
-                                      p[0] = b[2 * y], p[1] = b[2 * y + 1];
-                                  }
-                              }
-                          });
+        std::vector<T> buf(rp.workSize() + size_t(2 * rows));
+        T* a = buf.data() + rp.workSize();
+        T* b = a + rows;
+        for (int c : cols) {
+            for (int y = 0; y < rows; y++) a[y] = rowOf<T>(m, y)[c];
+            if (inverse)
+                rp.inverse(a, b, false, scale, buf.data());
+            else
+                rp.forward(a, b, false, scale, buf.data());
+            for (int y = 0; y < rows; y++) rowOf<T>(m, y)[c] = b[y];
+        }
+        return;
+    }
+    // Complex columns, kBatch neighbours at a time lane by lane: the gather
+    // reads kBatch adjacent complex values per row instead of one.
+    constexpr int kBatch = 8;
+    ComplexPlan<T> cp;
+    cp.init(rows);
+    std::vector<int> xs;  // first T offset of each complex column
+    for (int c : cols) xs.push_back(kind == ColKind::Complex2ch ? 2 * c : c);
+    std::vector<int> starts;  // batches of columns that lie next to each other
+    for (size_t i = 0; i < xs.size(); i++)
+        if (i == 0 || xs[i] != xs[i - 1] + 2 || int(i - size_t(starts.back())) == kBatch)
+            starts.push_back(int(i));
+    starts.push_back(int(xs.size()));
+    const int nb = int(starts.size()) - 1;
+    const size_t ws = size_t(2 * cp.maxFactor() + 8);
+    parallelRange(nb, stripesFor((long long)cols.size(), rows), [&](const Range& r) {
+        std::vector<T> buf(ws + size_t(4 * rows * kBatch));
+        T* a = buf.data() + ws;
+        T* b = a + size_t(2 * rows * kBatch);
+        for (int bi = r.start; bi < r.end; bi++) {
+            const int i0 = starts[size_t(bi)], B = starts[size_t(bi) + 1] - i0;
+            const int x0 = xs[size_t(i0)];
+            for (int y = 0; y < rows; y++) {
+                const T* sr = rowOf<T>(m, y) + x0;
+                T* d = a + size_t(y) * 2 * B;
+                for (int k = 0; k < 2 * B; k++) d[k] = sr[k];
+            }
+            cp.runBatch(a, b, B, inverse, scale, buf.data());
+            for (int y = 0; y < rows; y++) {
+                const T* sr = b + size_t(y) * 2 * B;
+                T* d = rowOf<T>(m, y) + x0;
+                for (int k = 0; k < 2 * B; k++) d[k] = sr[k];
+            }
+        }
+    });
 }
 
 // CCS column pass of a one-channel matrix: first column, last column for an

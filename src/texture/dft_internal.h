@@ -34,6 +34,9 @@ struct ComplexPlan {
     // multiplied by scale when scale != 1. `work` holds at least the largest
     // odd factor complex values.
     void run(const T* in, T* out, bool inverse, T scale, T* work) const;
+    // The same for B transforms interleaved lane by lane: element i of
+    // transform l at complex index i * B + l. Identical bits to B single runs.
+    void runBatch(const T* in, T* out, int B, bool inverse, T scale, T* work) const;
     int maxFactor() const;
 };
 
