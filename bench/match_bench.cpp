@@ -46,10 +46,12 @@ void BM_MatchTemplate(benchmark::State& state, int mode) {
     bench::setPixelCounters(state, int64_t(kW) * kH, int64_t(kW) * kH);
 }
 
-// route: 0 automatic, 1 direct, 2 spectrum.
-void BM_Filter2DLarge(benchmark::State& state, int type, int ksize, int route) {
+// route: 0 automatic, 1 direct, 2 spectrum. whole: a kernel of ones (exact
+// sums, no pixel needs the direct recompute) instead of the normalised box.
+void BM_Filter2DLarge(benchmark::State& state, int type, int ksize, int route, bool whole = false) {
     const Mat src = picture(type);
-    Mat k(ksize, ksize, MAT_Tfloat, Point4_<double>(1.0 / (ksize * ksize), 0, 0, 0));
+    const double tap = whole ? 1.0 : 1.0 / (ksize * ksize);
+    Mat k(ksize, ksize, MAT_Tfloat, Point4_<double>(tap, 0, 0, 0));
     detail::setFilter2DRoute(route);
     auto run = [&](Mat& dst) { ip::filter2D(src, dst, -1, k, Point2_<int>(-1, -1), 0, 2); };
     bench::checkPaths(run, "filter2D");
@@ -81,4 +83,18 @@ BENCHMARK_CAPTURE(BM_Filter2DLarge, u8_9x9_spectrum_1080p, int(MAT_Tuchar), 9, 2
 BENCHMARK_CAPTURE(BM_Filter2DLarge, u8_13x13_direct_1080p, int(MAT_Tuchar), 13, 1)
     ->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_Filter2DLarge, u8_13x13_spectrum_1080p, int(MAT_Tuchar), 13, 2)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Filter2DLarge, u8_25x25_direct_1080p, int(MAT_Tuchar), 25, 1)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Filter2DLarge, u8_41x41_direct_1080p, int(MAT_Tuchar), 41, 1)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Filter2DLarge, u8_41x41_spectrum_1080p, int(MAT_Tuchar), 41, 2)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Filter2DLarge, u8_25x25_exact_direct_1080p, int(MAT_Tuchar), 25, 1, true)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Filter2DLarge, u8_25x25_exact_spectrum_1080p, int(MAT_Tuchar), 25, 2, true)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Filter2DLarge, u8_33x33_exact_direct_1080p, int(MAT_Tuchar), 33, 1, true)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Filter2DLarge, u8_33x33_exact_spectrum_1080p, int(MAT_Tuchar), 33, 2, true)
     ->Unit(benchmark::kMillisecond);

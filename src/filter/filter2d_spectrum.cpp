@@ -209,7 +209,14 @@ bool filter2DSpectrum(const Mat& src, Mat& dst, const Mat& kernel, Point2_<int> 
     if (!(S < (floatSum ? 0x1p100 : 0x1p900))) return false;
     double E = double(nonZero + 2) * 0x1p-23 * S;
     if (whole && (sdepth == MAT_Tuchar || sdepth == MAT_Tshort) && S < 0x1p24) E = 0;
-    if (intDst && gRoute != 2 && E > 1.0 / 16) return false;
+    if (intDst && gRoute != 2) {
+        if (E > 1.0 / 16) return false;
+        // About 2 (E + 2^-30 S) of the pixels are recomputed one by one; take the
+        // route only while that costs less than the spectrum saves.
+        const double share = 2 * (E + 0x1p-30 * S);
+        if (share * kFilter2DRecomputeCost > 1.0 - double(kFilter2DIntegerTaps) / double(taps))
+            return false;
+    }
 
     DirectPixel direct(src, kernel, anchor, delta, mode, dst.type1());
     if (intDst && !direct.ok()) return false;

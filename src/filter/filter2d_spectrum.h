@@ -15,8 +15,15 @@ TARVO_EXPORTS void setFilter2DRoute(int route);
 TARVO_EXPORTS int filter2DRoute();
 
 // Smallest kernel (rows * cols) that takes the spectrum route for integer
-// destinations, set at the measured break-even with the direct sum.
-constexpr int kFilter2DIntegerTaps = 50;
+// destinations: the measured break-even with the vectorised direct sum on
+// byte pictures when no pixel needs recomputing (1080p: 25 x 25 direct 27 ms,
+// spectrum 37 ms; 33 x 33 direct 46 ms, spectrum 36 ms; one thread).
+constexpr int kFilter2DIntegerTaps = 870;
+
+// A recomputed pixel costs about this many times a tap of the vectorised
+// direct sum (measured), which bounds the share of pixels near a rounding
+// step that still leaves the spectrum route faster.
+constexpr double kFilter2DRecomputeCost = 50.0;
 
 // Filters src into dst (already created with its final type) through the
 // spectrum when the route rules choose it; returns false, dst untouched, when

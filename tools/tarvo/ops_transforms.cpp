@@ -189,7 +189,7 @@ const Operation kRows[] = {
      kGreyOrColour,
      checkMatch},
     {"filter2d",
-     "Mean over a large box or disc (through the spectrum from 50 taps), mirrored edges",
+     "Mean over a large box or disc, mirrored edges",
      {{"size", "kernel side in pixels", 25, 1, 255, true},
       {"shape", "box or disc", 0, 0, 1, true, kShapes}},
      runFilter2d,
