@@ -79,6 +79,14 @@ TEST(Filter2DSpectrum, IntegerDestinationsEqualTheDirectSum) {
     EXPECT_TRUE(test::matEqual(inplace, d));
     EXPECT_TRUE(
         test::matEqual(filtered(0, src, -1, box, Point2_<int>(-1, -1), 0, BorderMirror), d));
+    // whole-number kernels past the integer threshold take the route on their own
+    Mat ones(30, 30, MAT_Tint, Point4_<double>(1, 1, 1, 1));
+    Mat dark = test::randomMat(40, 45, MAT_Tuchar, 12);
+    for (int y = 0; y < 40; y++)
+        for (int x = 0; x < 45; x++) dark.ptr<unsigned char>(y)[x] &= 63;
+    EXPECT_TRUE(
+        test::matEqual(filtered(0, dark, MAT_Tshort, ones, Point2_<int>(-1, -1), 0, BorderWrap),
+                       filtered(1, dark, MAT_Tshort, ones, Point2_<int>(-1, -1), 0, BorderWrap)));
 }
 
 TEST(Filter2DSpectrum, FloatingDestinationsStayWithinTheBound) {
