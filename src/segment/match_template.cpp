@@ -2,10 +2,12 @@
 // from window sums of the integral images.
 #include <cmath>
 #include <cstdint>
+#include <type_traits>
 #include <vector>
 
 #include "tarvo/ip/integral.h"
 #include "tarvo/ip/segment.h"
+#include "tarvo/parallel.h"
 
 namespace tarvo {
 namespace ip {
@@ -14,18 +16,66 @@ namespace {
 
 // Window sum of channel c over rows [y, y + h) and columns [x, x + w) of an
 // integral table; int tables wrap in 32 bits like the table itself.
+template <typename S>
 inline double windowSum(const Mat& t, int y, int x, int h, int w, int c, int cn) {
     const size_t a = size_t(x) * cn + c, b = size_t(x + w) * cn + c;
-    if (t.type() == MAT_Tint) {
-        const uint32_t* r0 = reinterpret_cast<const uint32_t*>(t.data.ptr[y]);
-        const uint32_t* r1 = reinterpret_cast<const uint32_t*>(t.data.ptr[y + h]);
-        const uint32_t s = r1[b] - r1[a] - r0[b] + r0[a];
-        return double(int32_t(s));
-    }
-    const double* r0 = reinterpret_cast<const double*>(t.data.ptr[y]);
-    const double* r1 = reinterpret_cast<const double*>(t.data.ptr[y + h]);
-    return r1[b] - r1[a] - r0[b] + r0[a];
+    const S* r0 = reinterpret_cast<const S*>(t.data.ptr[y]);
+    const S* r1 = reinterpret_cast<const S*>(t.data.ptr[y + h]);
+    if constexpr (std::is_same<S, uint32_t>::value)
+        return double(int32_t(uint32_t(r1[b] - r1[a] - r0[b] + r0[a])));
+    else
+        return r1[b] - r1[a] - r0[b] + r0[a];
 }
+
+struct ScoreRows : ParallelLoopBody {
+    const Mat &sum, &sqsum;
+    Mat& result;
+    const std::vector<double>& tmean;
+    int m, cn, th, tw;
+    bool coeff, sqdiff, normed;
+    double invArea, templSum2, normScale;
+    ScoreRows(const Mat& s, const Mat& q, Mat& r, const std::vector<double>& t)
+        : sum(s), sqsum(q), result(r), tmean(t) {}
+    void operator()(const Range& range) const override {
+        if (sum.type() == MAT_Tint)
+            rowsOf<uint32_t>(range);
+        else
+            rowsOf<double>(range);
+    }
+    template <typename S>
+    void rowsOf(const Range& range) const {
+        const int cols = result.cols();
+        for (int y = range.start; y < range.end; y++) {
+            float* r = result.ptr<float>(y);
+            for (int x = 0; x < cols; x++) {
+                double num = r[x], wndMean2 = 0, wndSum2 = 0;
+                if (coeff) {
+                    for (int c = 0; c < cn; c++) {
+                        const double s = windowSum<S>(sum, y, x, th, tw, c, cn);
+                        wndMean2 += s * s;
+                        num -= s * tmean[size_t(c)];
+                    }
+                    wndMean2 *= invArea;
+                }
+                if (normed || sqdiff)
+                    for (int c = 0; c < cn; c++)
+                        wndSum2 += windowSum<double>(sqsum, y, x, th, tw, c, cn);
+                if (sqdiff) num = std::max(wndSum2 - 2 * num + templSum2, 0.0);
+                if (normed) {
+                    const double diff = std::max(wndSum2 - wndMean2, 0.0);
+                    const double t = std::sqrt(diff) * normScale;
+                    if (std::fabs(num) < t)
+                        num /= t;
+                    else if (t * 1.125 > std::fabs(num))
+                        num = num > 0 ? 1.0 : -1.0;
+                    else
+                        num = m == 1 ? 1.0 : 0.0;
+                }
+                r[x] = float(num);
+            }
+        }
+    }
+};
 
 }  // namespace
 
@@ -86,34 +136,12 @@ void matchTemplate(const Mat& image, const Mat& templ, Mat& result, enTemplateMa
         coeff ? std::sqrt(std2) / std::sqrt(invArea) : std::sqrt(mean2 + std2) / std::sqrt(invArea);
     if (!coeff) std::fill(tmean.begin(), tmean.end(), 0.0);
 
-    for (int y = 0; y < rows; y++) {
-        float* r = result.ptr<float>(y);
-        for (int x = 0; x < cols; x++) {
-            double num = r[x], wndMean2 = 0, wndSum2 = 0;
-            if (coeff) {
-                for (int c = 0; c < cn; c++) {
-                    const double s = windowSum(sum, y, x, th, tw, c, cn);
-                    wndMean2 += s * s;
-                    num -= s * tmean[size_t(c)];
-                }
-                wndMean2 *= invArea;
-            }
-            if (normed || sqdiff)
-                for (int c = 0; c < cn; c++) wndSum2 += windowSum(sqsum, y, x, th, tw, c, cn);
-            if (sqdiff) num = std::max(wndSum2 - 2 * num + templSum2, 0.0);
-            if (normed) {
-                const double diff = std::max(wndSum2 - wndMean2, 0.0);
-                const double t = std::sqrt(diff) * normScale;
-                if (std::fabs(num) < t)
-                    num /= t;
-                else if (t * 1.125 > std::fabs(num))
-                    num = num > 0 ? 1.0 : -1.0;
-                else
-                    num = m == 1 ? 1.0 : 0.0;
-            }
-            r[x] = float(num);
-        }
-    }
+    // Rows are independent; stripes of rows through the parallel loop.
+    ScoreRows body(sum, sqsum, result, tmean);
+    body.m = m, body.cn = cn, body.th = th, body.tw = tw;
+    body.coeff = coeff, body.sqdiff = sqdiff, body.normed = normed;
+    body.invArea = invArea, body.templSum2 = templSum2, body.normScale = normScale;
+    parallel_for_(Range(0, rows), body, double(rows) * cols / 65536.0);
 }
 
 }  // namespace ip
