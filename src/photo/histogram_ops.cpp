@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "photo/histogram_ops_internal.h"
+#include "photo/photo_internal.h"
 #include "tarvo/ip/photo.h"
 #include "tarvo/saturate.h"
 
@@ -61,18 +62,8 @@ void histLumaStats(const Mat& src, bool wantHist, LumaStats& stats) {
 
 namespace {
 
-// The start every process shares: a destination that does not fit src (size,
-// depth or channel count; the channel count matters because rows are written
-// by src's layout) is re-created and cleared. Returns the matrix to write, or
-// null when src is refused.
 Mat* prepare(Mat* src, Mat* dst) {
-    if (!src || src->empty() || src->rows() <= 0 || src->cols() <= 0) return nullptr;
-    if (dst && dst != src && (!isSameShape(src, dst) || dst->channels() != src->channels())) {
-        dst->release();
-        if (dst->create(*src, false) < 0) return nullptr;
-        dst->zero();
-    }
-    return dst ? dst : src;
+    return detail::photoPrepare(src, dst);
 }
 
 bool byteImage(const Mat& m, bool allowColour) {
@@ -81,15 +72,7 @@ bool byteImage(const Mat& m, bool allowColour) {
 
 // target = lut[src] over every byte of the rows, rows in parallel.
 void applyLut(const Mat& src, Mat& target, const unsigned char lut[256]) {
-    const int n = src.cols() * src.channels();
-    const auto body = [&](int y0, int y1) {
-        for (int y = y0; y < y1; y++) {
-            const unsigned char* s = src.data.ptr[y];
-            unsigned char* d = target.data.ptr[y];
-            for (int x = 0; x < n; x++) d[x] = lut[s[x]];
-        }
-    };
-    detail::photoParallelRows(src.rows(), double(src.rows()) * n, body);
+    detail::photoLutRows(src, target, lut);
 }
 
 // A tone table over the grey levels: applied to the bytes of a grey image,
