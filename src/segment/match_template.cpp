@@ -42,11 +42,47 @@ struct ScoreRows : ParallelLoopBody {
         else
             rowsOf<double>(range);
     }
+    // The same formulas for one channel and a normalised mode, written
+    // without calls or early exits so the compiler can run them in vectors.
+    template <typename S>
+    void oneChannelRow(int y, float* r, int cols) const {
+        const S* s0 = reinterpret_cast<const S*>(sum.data.ptr[y]);
+        const S* s1 = reinterpret_cast<const S*>(sum.data.ptr[y + th]);
+        const double* q0 = reinterpret_cast<const double*>(sqsum.data.ptr[y]);
+        const double* q1 = reinterpret_cast<const double*>(sqsum.data.ptr[y + th]);
+        const double tm = tmean[0];
+        const double other = m == 1 ? 1.0 : 0.0;
+        for (int x = 0; x < cols; x++) {
+            double num = r[x], wndMean2 = 0;
+            if (coeff) {
+                double s;
+                if constexpr (std::is_same<S, uint32_t>::value)
+                    s = double(int32_t(uint32_t(s1[x + tw] - s1[x] - s0[x + tw] + s0[x])));
+                else
+                    s = s1[x + tw] - s1[x] - s0[x + tw] + s0[x];
+                wndMean2 += s * s;
+                num -= s * tm;
+                wndMean2 *= invArea;
+            }
+            const double wndSum2 = 0.0 + (q1[x + tw] - q1[x] - q0[x + tw] + q0[x]);
+            if (sqdiff) num = std::max(wndSum2 - 2 * num + templSum2, 0.0);
+            const double diff = std::max(wndSum2 - wndMean2, 0.0);
+            const double t = std::sqrt(diff) * normScale;
+            const double a = std::fabs(num);
+            const double q = num / t;
+            const double sgn = num > 0 ? 1.0 : -1.0;
+            r[x] = float(a < t ? q : (t * 1.125 > a ? sgn : other));
+        }
+    }
     template <typename S>
     void rowsOf(const Range& range) const {
         const int cols = result.cols();
         for (int y = range.start; y < range.end; y++) {
             float* r = result.ptr<float>(y);
+            if (cn == 1 && normed) {
+                oneChannelRow<S>(y, r, cols);
+                continue;
+            }
             for (int x = 0; x < cols; x++) {
                 double num = r[x], wndMean2 = 0, wndSum2 = 0;
                 if (coeff) {

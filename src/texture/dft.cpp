@@ -268,7 +268,7 @@ void dft(const Mat& src0, Mat& dst, int flags, int nonzeroRows) {
         src = &copy;
     }
     if (dst.create(src->rows(), src->cols(), MAKETYPE(depth, dcn)) < 0) return;
-    dst.zero();
+    // every element of dst is written by the passes below
     if (src->cols() == 1 && src->rows() > 1) {
         const Mat row = columnAsRow(*src);
         Mat out;

@@ -1,5 +1,6 @@
 // Plans and one-dimensional kernels of the transform engine.
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include "texture/dft_internal.h"
@@ -71,10 +72,11 @@ void sinCosSmall(DD a, double& s, double& c) {
     const DD a2 = mul(a, a);
     DD term = a;  // a^(2k+1) / (2k+1)!
     DD sum = a;
-    for (int k = 1; k < 16; k++) {
+    for (int k = 1; k < 16 && term.hi != 0.0; k++) {
         term = mul(term, a2);
         term = divd(term, -double((2 * k) * (2 * k + 1)));
         sum = add(sum, term);
+        if (std::fabs(term.hi) < 1e-36) break;  // far below the last bit of the sum
     }
     s = sum.hi + sum.lo;
     term = {1.0, 0.0};
@@ -83,6 +85,7 @@ void sinCosSmall(DD a, double& s, double& c) {
         term = mul(term, a2);
         term = divd(term, -double((2 * k - 1) * (2 * k)));
         sum = add(sum, term);
+        if (std::fabs(term.hi) < 1e-36) break;
     }
     c = sum.hi + sum.lo;
 }
