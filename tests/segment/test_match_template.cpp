@@ -10,6 +10,7 @@
 #include "support/test_util.h"
 #include "tarvo/ip/filter.h"
 #include "tarvo/ip/segment.h"
+#include "tarvo/parallel.h"
 
 namespace tarvo {
 namespace {
@@ -142,6 +143,22 @@ TEST(CrossCorr, SeamsBetweenTilesMatchBruteForce) {
                     for (int i = 0; i < 40; i++) s += img.value(y + j, x + i) * templ.value(j, i);
                 ASSERT_NEAR(corr.value(y, x), s, 1e-6) << y << "," << x;
             }
+}
+
+TEST(MatchTemplate, SameBitsWhateverThreadsAndVectorPaths) {
+    Mat img = test::randomMat(400, 500, MAKETYPE(MAT_Tuchar, 3), 21);
+    Mat templ = cut(img, 200, 100, 30, 20);
+    Mat base;
+    ip::matchTemplate(img, templ, base, enTemplateMatchMode(5));
+    Mat other;
+    setNumThreads(1);
+    ip::matchTemplate(img, templ, other, enTemplateMatchMode(5));
+    setNumThreads(0);
+    EXPECT_TRUE(test::matEqual(base, other));
+    detail::setUseOptimized(false);
+    ip::matchTemplate(img, templ, other, enTemplateMatchMode(5));
+    detail::setUseOptimized(true);
+    EXPECT_TRUE(test::matEqual(base, other));
 }
 
 TEST(CrossCorr, ChannelPairingBordersAnchorsAndDelta) {
