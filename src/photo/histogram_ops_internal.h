@@ -87,6 +87,8 @@ void histRemapLuma(const Mat& src, Mat& dst, const F& map, const LumaAffine* cur
     const int cols = src.cols();
     constexpr int kChunk = 256;
     const bool vec = checkHardwareSupport(2);
+    uint8_t chain[256];
+    if (vec && curve && curve->post) photoLutChain(curve->post, chain);
     const auto body = [&](int y0, int y1) {
         float Y[kChunk], U[kChunk], V[kChunk];
         for (int y = y0; y < y1; y++) {
@@ -112,7 +114,7 @@ void histRemapLuma(const Mat& src, Mat& dst, const F& map, const LumaAffine* cur
                     dp[3 * i + 2] = histRoundByte(b);
                 }
                 if (curve && curve->post) {
-                    int j = vec ? photoLutU8(dp, dp, 3 * n, curve->post) : 0;
+                    int j = vec ? photoLutU8(dp, dp, 3 * n, chain) : 0;
                     for (; j < 3 * n; j++) dp[j] = curve->post[dp[j]];
                 }
             }

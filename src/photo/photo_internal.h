@@ -25,9 +25,12 @@ inline Mat* photoPrepare(Mat* src, Mat* dst) {
     return dst ? dst : src;
 }
 
-// dst[i] = lut[src[i]] for a prefix of the n bytes (vector code); returns how
-// many were done. src and dst may be the same row.
-int photoLutU8(const uint8_t* src, uint8_t* dst, int n, const uint8_t* lut);
+// The form of a byte table the vector lookup reads (256 bytes).
+void photoLutChain(const uint8_t* lut, uint8_t* chain);
+// dst[i] = lut[src[i]] for a prefix of the n bytes (vector code), with chain =
+// photoLutChain(lut); returns how many were done. src and dst may be the same
+// row.
+int photoLutU8(const uint8_t* src, uint8_t* dst, int n, const uint8_t* chain);
 
 // dst = lut[src] over every byte of src's rows (cols * channels), rows in
 // parallel. dst must have src's rows and row length; it may be src.
