@@ -315,11 +315,16 @@ public:
             for (int x = 0; x < cols_; x++, e += cn) {
                 const int G = g[x], b = band_[G];
                 const int t = G - t1[b][c1[b][x]] - t2[b][c2[b][x]];
-                int ev = e[0];
-                if (ev < 60) ev = 200;
-                int q = truncInt(0.7 * ev + 0.8 * t);
+                const int ev = e[0] < 60 ? 200 : e[0];
+                // ev is 60..255 and t is within -100..255: the sum is small and
+                // finite, so the plain conversion truncates as truncInt does.
+                int q = static_cast<int>(0.7 * ev + 0.8 * t);
                 q = q > 255 ? 255 : q < 0 ? 0 : q;
-                store(e, (unsigned char)(q >= 251 ? hi[half[x]] : q < 20 ? lo[half[x]] : q));
+                // Both ends read unconditionally, so the choice needs no branch.
+                const int h = hi[half[x]], l = lo[half[x]];
+                int out = q < 20 ? l : q;
+                out = q >= 251 ? h : out;
+                store(e, (unsigned char)out);
             }
         };
         // Fixed byte counts, so the stores stay plain moves.
