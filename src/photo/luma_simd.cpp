@@ -50,12 +50,55 @@ HWY_INLINE void LoadRgb(DF df, D8 d8, const uint8_t* p, hn::Vec<DF>& r, hn::Vec<
     b = hn::ConvertTo(df, hn::PromoteTo(di, b8));
 }
 
+// Packed RGB read a whole vector at a time: the 3 N bytes of N pixels are
+// spread so that each 16-byte block holds four pixels, then each pixel
+// becomes a word r | g << 8 | b << 16. Reads 4 N bytes.
+template <class DF>
+class RgbWords {
+public:
+    explicit RgbWords(DF) {
+        for (int i = 0; i < N_ && i < 64; i++) spread_[i] = 3 * (i / 4) + (i % 4 < 3 ? i % 4 : 2);
+    }
+    static int Lanes() { return int(hn::Lanes(DF())); }
+    void Load(const uint8_t* p, hn::Vec<DF>& r, hn::Vec<DF>& g, hn::Vec<DF>& b) const {
+        const DF df;
+        const hn::RebindToSigned<DF> di;
+        const hn::RebindToUnsigned<DF> du;
+        const hn::Repartition<uint8_t, DF> d8;
+        alignas(16) static const uint8_t kWords[16] = {0, 1, 2, 0x80, 3, 4,  5,  0x80,
+                                                       6, 7, 8, 0x80, 9, 10, 11, 0x80};
+        const auto blocks = hn::TableLookupLanes(hn::BitCast(du, hn::LoadU(d8, p)),
+                                                 hn::SetTableIndices(du, spread_));
+        const auto w = hn::BitCast(
+            di, hn::TableLookupBytesOr0(hn::BitCast(d8, blocks), hn::LoadDup128(d8, kWords)));
+        const auto byte = hn::Set(di, 255);
+        r = hn::ConvertTo(df, hn::And(w, byte));
+        g = hn::ConvertTo(df, hn::And(hn::ShiftRight<8>(w), byte));
+        b = hn::ConvertTo(df, hn::ShiftRight<16>(w));
+    }
+
+private:
+    const int N_ = int(hn::Lanes(DF()));
+    alignas(64) int32_t spread_[64] = {};
+};
+
 int PhotoToYuv(const uint8_t* src, int n, float* Y, float* U, float* V) {
     const hn::ScalableTag<float> df;
     const hn::Rebind<uint8_t, decltype(df)> d8;
     const int N = int(hn::Lanes(df));
     const auto ku = hn::Set(df, 1.772f), kv = hn::Set(df, 1.402f);
     int x = 0;
+    if (N <= 64) {
+        const RgbWords<decltype(df)> words(df);
+        for (; 3 * x + 4 * N <= 3 * n; x += N) {
+            hn::Vec<decltype(df)> r, g, b;
+            words.Load(src + 3 * x, r, g, b);
+            const auto y = LumaOf(df, r, g, b);
+            hn::StoreU(y, df, Y + x);
+            hn::StoreU(hn::Div(hn::Sub(b, y), ku), df, U + x);
+            hn::StoreU(hn::Div(hn::Sub(r, y), kv), df, V + x);
+        }
+    }
     for (; x + N <= n; x += N) {
         hn::Vec<decltype(df)> r, g, b;
         LoadRgb(df, d8, src + 3 * x, r, g, b);
@@ -134,6 +177,16 @@ int PhotoLumaMinMax(const uint8_t* src, int n, float* lo, float* hi) {
     if (n < N) return 0;
     auto vlo = hn::Set(df, 1e30f), vhi = hn::Set(df, -1e30f);
     int x = 0;
+    if (N <= 64) {
+        const RgbWords<decltype(df)> words(df);
+        for (; 3 * x + 4 * N <= 3 * n; x += N) {
+            hn::Vec<decltype(df)> r, g, b;
+            words.Load(src + 3 * x, r, g, b);
+            const auto y = LumaOf(df, r, g, b);
+            vlo = hn::Min(vlo, y);
+            vhi = hn::Max(vhi, y);
+        }
+    }
     for (; x + N <= n; x += N) {
         hn::Vec<decltype(df)> r, g, b;
         LoadRgb(df, d8, src + 3 * x, r, g, b);
