@@ -81,13 +81,13 @@ bool checkHardwareSupport(int feature) {
     static const int64_t targets = hwy::SupportedTargets();
 #if HWY_ARCH_X86
     switch (feature) {
-        case 2:
-        case 3:
+        case CPU_FLOAT_VECTORS:
+        case CPU_INT_VECTORS:
             return (targets & (HWY_SSSE3 | HWY_SSE4 | HWY_AVX2 | HWY_AVX3)) != 0;
-        case 4:
+        case CPU_SSE41:
             return (targets & (HWY_SSE4 | HWY_AVX2 | HWY_AVX3)) != 0;
-        case 10:
-        case 11:
+        case CPU_AVX:
+        case CPU_AVX2:
             return (targets & (HWY_AVX2 | HWY_AVX3)) != 0;
         default:
             return false;
@@ -95,7 +95,7 @@ bool checkHardwareSupport(int feature) {
 #else
     // Other architectures: the baseline vector unit (e.g. NEON) serves codes 2 to 4.
     (void)targets;
-    return feature >= 2 && feature <= 4;
+    return feature >= CPU_FLOAT_VECTORS && feature <= CPU_SSE41;
 #endif
 }
 
