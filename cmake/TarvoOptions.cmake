@@ -13,9 +13,10 @@ function(tarvo_target_flags target)
     target_compile_options(${target} PRIVATE -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
     target_link_options(${target} PRIVATE -fsanitize=address,undefined)
   endif()
-  if(TARVO_BUILD_FUZZ)
-    # Coverage counters for libFuzzer in every target, so the operator fuzzer
-    # is guided by the library's own branches.
+  if(TARVO_FUZZ_COVERAGE)
+    # Coverage counters for libFuzzer in every target, so the operator fuzzer is
+    # guided by the library's own branches. Off by default: it changes every
+    # object file, and CI wants the fuzzer to reuse the sanitizer build as is.
     target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
   endif()
   if(TARVO_TSAN)

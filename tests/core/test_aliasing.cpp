@@ -79,13 +79,13 @@ const std::vector<Case>& cases() {
         {"histogramEqualizeGeneral", MAT_Tuchar,
          [](const Mat& s, Mat& d) { ip::histogramEqualize(s, d, 100, nullptr); }},
         {"histogramLog", MAT_Tuchar3, [](const Mat& s, Mat& d) { ip::histogramLog(s, d); }},
-        {"colorize", MAT_Tuchar3,
-         [](const Mat& s, Mat& d) { ip::colorize(s, d, 30, 200, 0.5f); }},
+        {"colorize", MAT_Tuchar3, [](const Mat& s, Mat& d) { ip::colorize(s, d, 30, 200, 0.5f); }},
         {"blurringCircle", MAT_Tuchar3,
          [](const Mat& s, Mat& d) { ip::blurringCircle(s, d, 4, 2, 3, Point2_<int>(4, 3)); }},
         {"RGBtoGray", MAT_Tuchar3,
          [](const Mat& s, Mat& d) { ColorSpace::RGBtoGray(s, d, BMP_RGB); }},
-        {"GraytoRGB", MAT_Tuchar, [](const Mat& s, Mat& d) { ColorSpace::GraytoRGB(s, d, BMP_RGB); }},
+        {"GraytoRGB", MAT_Tuchar,
+         [](const Mat& s, Mat& d) { ColorSpace::GraytoRGB(s, d, BMP_RGB); }},
         {"extractChannel", MAT_Tuchar3,
          [](const Mat& s, Mat& d) { ColorSpace::extractChannel(s, d, 1); }},
         {"copyTo", MAT_Tshort, [](const Mat& s, Mat& d) { s.copyTo(d); }},
@@ -178,9 +178,9 @@ TEST(CheckedSizes, OverflowingRowsAndRectanglesAreRefusedOrClipped) {
 
 TEST(CheckedSizes, AbsurdRingAndUnknownModesLeaveNoUnwrittenPixels) {
     const Mat a = test::randomMat(9, 8, MAT_Tuchar, 5, 0.0, 255.0);
-    Ptr<ip::FilterEngine> e = ip::createLinearFilter(MAT_Tuchar, MAT_Tuchar, kernel3(),
-                                                     Point2_<int>(-1, -1), 0.0, BorderClamp, -1,
-                                                     Point4_<double>());
+    Ptr<ip::FilterEngine> e =
+        ip::createLinearFilter(MAT_Tuchar, MAT_Tuchar, kernel3(), Point2_<int>(-1, -1), 0.0,
+                               BorderClamp, -1, Point4_<double>());
     ASSERT_FALSE(e.empty());
     EXPECT_EQ(e->start(a, Rect_<int>(0, 0, -1, -1), false, INT_MAX), 0);
     EXPECT_EQ(e->start(a, Rect_<int>(0, 0, -1, -1), false, 1 << 26), 0);

@@ -63,8 +63,8 @@ struct FuzzRegistrar {
 
 #define TARVO_FUZZ_CAT2(a, b) a##b
 #define TARVO_FUZZ_CAT(a, b) TARVO_FUZZ_CAT2(a, b)
-#define TARVO_FUZZ_OPS(table)                                                           \
-    static const ::fuzz::FuzzRegistrar TARVO_FUZZ_CAT(fuzzRegistrar_, __LINE__)(        \
+#define TARVO_FUZZ_OPS(table)                                                    \
+    static const ::fuzz::FuzzRegistrar TARVO_FUZZ_CAT(fuzzRegistrar_, __LINE__)( \
         table, sizeof(table) / sizeof((table)[0]))
 
 // Bytes of every row, for comparisons.

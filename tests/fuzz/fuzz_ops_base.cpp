@@ -21,9 +21,14 @@ const fuzz::FuzzOp kOps[] = {
          a.subRefMat(rect(in), s);
          Mat want(s);
          switch (in.range(0, 2)) {
-             case 0: a = s; break;
-             case 1: a.create(s, true); break;
-             default: a = Mat(a, Range(in.hostileInt(-2, 70), in.hostileInt(-2, 70)), false);
+             case 0:
+                 a = s;
+                 break;
+             case 1:
+                 a.create(s, true);
+                 break;
+             default:
+                 a = Mat(a, Range(in.hostileInt(-2, 70), in.hostileInt(-2, 70)), false);
          }
          fuzz::touch(a);
          if (in.range(0, 1) == 0 && !want.empty() && !fuzz::sameBytes(a, want) && a.isValid() &&
@@ -59,12 +64,23 @@ const fuzz::FuzzOp kOps[] = {
          const int which = in.range(0, 5), ch = in.hostileInt(-1, 4);
          fuzz::withArrangement(in, in.mat(), [&](const Mat& s, Mat& d) {
              switch (which) {
-                 case 0: ColorSpace::RGBtoGray(s, d, BMP_RGB); break;
-                 case 1: ColorSpace::GraytoRGB(s, d, BMP_BGR); break;
-                 case 2: ColorSpace::RGBtoYUV(s, d); break;
-                 case 3: ColorSpace::YUVtoRGB(s, d); break;
-                 case 4: ColorSpace::RGBtoLab(s, d); break;
-                 default: ColorSpace::extractChannel(s, d, ch);
+                 case 0:
+                     ColorSpace::RGBtoGray(s, d, BMP_RGB);
+                     break;
+                 case 1:
+                     ColorSpace::GraytoRGB(s, d, BMP_BGR);
+                     break;
+                 case 2:
+                     ColorSpace::RGBtoYUV(s, d);
+                     break;
+                 case 3:
+                     ColorSpace::YUVtoRGB(s, d);
+                     break;
+                 case 4:
+                     ColorSpace::RGBtoLab(s, d);
+                     break;
+                 default:
+                     ColorSpace::extractChannel(s, d, ch);
              }
          });
      }},

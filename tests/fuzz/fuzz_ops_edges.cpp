@@ -23,9 +23,8 @@ const fuzz::FuzzOp kOps[] = {
      [](FuzzInput& in) {
          const float lo = in.hostileFloat(-10, 200), hi = in.hostileFloat(-10, 400);
          const int mode = in.hostileInt(0, 2);
-         fuzz::withArrangement(in, in.mat(MAT_Tuchar, 0), [&](const Mat& s, Mat& d) {
-             ip::canny(s, d, lo, hi, mode);
-         });
+         fuzz::withArrangement(in, in.mat(MAT_Tuchar, 0),
+                               [&](const Mat& s, Mat& d) { ip::canny(s, d, lo, hi, mode); });
      }},
     {"edgeOrientaitonField",
      [](FuzzInput& in) {

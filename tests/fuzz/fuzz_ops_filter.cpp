@@ -53,22 +53,33 @@ const fuzz::FuzzOp kOps[] = {
          const int which = in.range(0, 5);
          fuzz::withArrangement(in, in.mat(), [&](const Mat& s, Mat& d) {
              switch (which) {
-                 case 0: ip::gaussian(s, d, sigma, support); break;
-                 case 1: ip::gaussianX(s, d, sigma); break;
-                 case 2: ip::gaussianY(s, d, sigma); break;
-                 case 3: ip::gaussianDiffX(s, d, sigma, support); break;
-                 case 4: ip::gaussianDiffY(s, d, sigma, support); break;
-                 default: ip::dogfilter(s, d, sigma, support, 3.0f);
+                 case 0:
+                     ip::gaussian(s, d, sigma, support);
+                     break;
+                 case 1:
+                     ip::gaussianX(s, d, sigma);
+                     break;
+                 case 2:
+                     ip::gaussianY(s, d, sigma);
+                     break;
+                 case 3:
+                     ip::gaussianDiffX(s, d, sigma, support);
+                     break;
+                 case 4:
+                     ip::gaussianDiffY(s, d, sigma, support);
+                     break;
+                 default:
+                     ip::dogfilter(s, d, sigma, support, 3.0f);
              }
          });
      }},
     {"blurringCircle",
      [](FuzzInput& in) {
-         const int r = in.hostileInt(-3, 40), a = in.hostileInt(-3, 9), b = in.hostileInt(-3, 9);
+         // a and b stay modest: each disc pixel builds a kernel of that support.
+         const int r = in.hostileInt(-3, 40), a = in.range(-3, 9), b = in.range(-3, 9);
          const Point2_<int> c(in.hostileInt(-5, 70), in.hostileInt(-5, 70));
-         fuzz::withArrangement(in, in.mat(MAT_Tuchar, 3), [&](const Mat& s, Mat& d) {
-             ip::blurringCircle(s, d, r, a, b, c);
-         });
+         fuzz::withArrangement(in, in.mat(MAT_Tuchar, 3),
+                               [&](const Mat& s, Mat& d) { ip::blurringCircle(s, d, r, a, b, c); });
      }},
     {"integralImage",
      [](FuzzInput& in) {
@@ -113,10 +124,17 @@ const fuzz::FuzzOp kOps[] = {
          const int it = in.range(-1, 3), border = in.hostileInt(0, 20), op = in.range(0, 3);
          fuzz::withArrangement(in, in.mat(), [&](const Mat& s, Mat& d) {
              switch (op) {
-                 case 0: ip::erode(s, d, el, a, it, border); break;
-                 case 1: ip::dilate(s, d, el, a, it, border); break;
-                 case 2: ip::opening(s, d, el, a, it, border); break;
-                 default: ip::closing(s, d, el, a, it, border);
+                 case 0:
+                     ip::erode(s, d, el, a, it, border);
+                     break;
+                 case 1:
+                     ip::dilate(s, d, el, a, it, border);
+                     break;
+                 case 2:
+                     ip::opening(s, d, el, a, it, border);
+                     break;
+                 default:
+                     ip::closing(s, d, el, a, it, border);
              }
          });
      }},
@@ -125,10 +143,17 @@ const fuzz::FuzzOp kOps[] = {
          const int w = in.hostileInt(-1, 9), h = in.hostileInt(-1, 9), op = in.range(0, 3);
          fuzz::withArrangement(in, in.mat(), [&](const Mat& s, Mat& d) {
              switch (op) {
-                 case 0: ip::erode(s, d, w, h); break;
-                 case 1: ip::dilate(s, d, w, h); break;
-                 case 2: ip::opening(s, d, w, h); break;
-                 default: ip::closing(s, d, w, h);
+                 case 0:
+                     ip::erode(s, d, w, h);
+                     break;
+                 case 1:
+                     ip::dilate(s, d, w, h);
+                     break;
+                 case 2:
+                     ip::opening(s, d, w, h);
+                     break;
+                 default:
+                     ip::closing(s, d, w, h);
              }
          });
      }},

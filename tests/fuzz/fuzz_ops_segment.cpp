@@ -12,9 +12,8 @@ const fuzz::FuzzOp kOps[] = {
      [](FuzzInput& in) {
          const double t = in.hostileDouble(-300, 300), m = in.hostileDouble(-300, 300);
          const int type = in.hostileInt(0, 16);
-         fuzz::withArrangement(in, in.mat(), [&](const Mat& s, Mat& d) {
-             ip::Threshold(s, d, t, m, type);
-         });
+         fuzz::withArrangement(in, in.mat(),
+                               [&](const Mat& s, Mat& d) { ip::Threshold(s, d, t, m, type); });
      }},
     {"adaptiveThreshold",
      [](FuzzInput& in) {
