@@ -45,7 +45,11 @@ void laplace(const Mat& srcIn, Mat& dst, int selector) {
     if (guard.failed()) return;
     const Mat& src = guard.get();
     const int depth = prepareDerivDst(src, dst);
-    if (depth == 0 || (selector != 1 && selector != 3)) return;
+    if (depth == 0) return;
+    if (selector != 1 && selector != 3) {
+        dst.zero();  // created but not filtered: cleared, never stale heap bytes
+        return;
+    }
     static const float k1[9] = {0, 1, 0, 1, -4, 1, 0, 1, 0};
     static const float k3[9] = {2, 0, 2, 0, -8, 0, 2, 0, 2};
     Mat kernel;
