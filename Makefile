@@ -1,5 +1,7 @@
 # Thin wrapper over CMake + Ninja. `make demo` and `make test` work on a fresh
-# Debian machine: both install what is missing first.
+# Debian machine: both install what is missing first. `make demo` compiles only
+# the library and the tool; tests and benchmarks build under `make test` and
+# `make bench`.
 
 BUILD      ?= build
 ASAN_BUILD ?= build-asan
@@ -26,7 +28,8 @@ configure: deps $(BUILD)/build.ninja
 build: configure
 	cmake --build $(BUILD) -j $(JOBS)
 
-demo: build
+demo: configure
+	cmake --build $(BUILD) -j $(JOBS) --target tarvo
 	$(BUILD)/tools/tarvo/tarvo demo --out demo-out
 
 test: build
@@ -35,7 +38,8 @@ test: build
 # Two tables: the library's parallel loop pinned to one thread, then all threads.
 # Each row shows Mpix/s and xCopy (time as a multiple of copying the same bytes).
 BENCH_RUN = $(BUILD)/bench/tarvo-bench --benchmark_min_time=0.2 --benchmark_counters_tabular=true $(BENCH_ARGS)
-bench: build
+bench: configure
+	cmake --build $(BUILD) -j $(JOBS) --target tarvo-bench
 	@echo "== one thread"
 	TARVO_BENCH_THREADS=1 $(BENCH_RUN)
 	@echo "== all threads"

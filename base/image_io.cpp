@@ -294,14 +294,14 @@ bool Mat::fromImage(const char* path, unsigned long flags) {
     return true;
 }
 
-bool Mat::toImage(const char* path, int jpegQuality) const {
+bool Mat::toImage(const char* path, int jpegQuality, int pngCompression) const {
     if (!path || !*path || !isValid() || type() != MAT_Tuchar || m_rows <= 0 || m_cols <= 0)
         return false;
     const int cn = channels();
     const std::string ext = detail::lowerExtension(path);
     if (ext == "png") {
         if (cn != 1 && cn != 3 && cn != 4) return false;
-        return detail::encodePng(*this, path);
+        return detail::encodePng(*this, path, pngCompression);
     }
     if (ext == "jpg" || ext == "jpeg") {
         if (cn != 1 && cn != 3) return false;

@@ -69,8 +69,9 @@ bool decodeImage(const unsigned char* data, size_t size, unsigned long flags,
 
 // Encoders. img is a valid byte matrix whose channel count the format accepts
 // (checked by the caller); rows are read through the row table, so references
-// to sub-matrices work. They return false on any write error.
-bool encodePng(const Mat& img, const char* path);
+// to sub-matrices work. They return false on any write error. PNG compression
+// 0..9 sets the zlib level; other values keep the codec's default.
+bool encodePng(const Mat& img, const char* path, int compression = -1);
 bool encodeJpeg(const Mat& img, const char* path, int quality);
 bool encodeBmp(const Mat& img, const char* path);
 bool encodePnm(const Mat& img, const char* path);

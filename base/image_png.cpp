@@ -126,7 +126,7 @@ void pngFlushCallback(png_structp png) {
     if (std::fflush(fp) != 0) png_error(png, "flush failed");
 }
 
-bool pngWriteBody(PngWriteState& st, const Mat& img) {
+bool pngWriteBody(PngWriteState& st, const Mat& img, int compression) {
     if (setjmp(png_jmpbuf(st.png))) return false;
     png_set_write_fn(st.png, st.fp, pngWriteCallback, pngFlushCallback);
     const int cn = img.channels();
@@ -135,6 +135,7 @@ bool pngWriteBody(PngWriteState& st, const Mat& img) {
                                     : PNG_COLOR_TYPE_RGB_ALPHA;
     png_set_IHDR(st.png, st.info, (png_uint_32)img.cols(), (png_uint_32)img.rows(), 8, colorType,
                  PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    if (compression >= 0 && compression <= 9) png_set_compression_level(st.png, compression);
     png_write_info(st.png, st.info);
     for (int r = 0; r < img.rows(); r++) png_write_row(st.png, img.ptr<unsigned char>(r));
     png_write_end(st.png, nullptr);
@@ -161,14 +162,14 @@ bool decodePng(const unsigned char* data, size_t size, bool keepAlpha, const Ima
     return ok;
 }
 
-bool encodePng(const Mat& img, const char* path) {
+bool encodePng(const Mat& img, const char* path, int compression) {
     PngWriteState st;
     st.fp = std::fopen(path, "wb");
     if (!st.fp) return false;
     st.png =
         png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, pngErrorJump, pngWarningSilent);
     if (st.png) st.info = png_create_info_struct(st.png);
-    bool ok = st.png && st.info && pngWriteBody(st, img);
+    bool ok = st.png && st.info && pngWriteBody(st, img, compression);
     if (st.png) png_destroy_write_struct(&st.png, st.info ? &st.info : nullptr);
     if (std::fclose(st.fp) != 0) ok = false;
     if (!ok) std::remove(path);

@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
-# Installs the Release build into a scratch prefix and builds a small program
-# against it twice: through the CMake package and through pkg-config.
+# Installs the Release build into a scratch prefix, runs the installed tarvo
+# tool without any library path set, and builds a small program against the
+# installed library twice: through the CMake package and through pkg-config.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 BUILD=${BUILD:-build}
 tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
 cmake --install "$BUILD" --prefix "$tmp/prefix" >/dev/null
+# The tool must find its library through its own run path.
+env -u LD_LIBRARY_PATH "$tmp/prefix/bin/tarvo" --version
 cmake -S tests/install -B "$tmp/app" -G Ninja -DCMAKE_PREFIX_PATH="$tmp/prefix" >/dev/null
 cmake --build "$tmp/app" >/dev/null
 "$tmp/app/app" data/coffee.png "$tmp/edges-cmake.png"

@@ -241,8 +241,10 @@ public:
     // true on success; on failure the matrix is empty.
     bool fromImage(const char* path, unsigned long flags = IMG_COLOR);
     // Saves byte images (1, 3 or 4 channels) as PNG, JPEG, BMP, PGM or PPM by
-    // the extension. Returns false on an unknown extension or unsupported type.
-    bool toImage(const char* path, int jpegQuality = 95) const;
+    // the extension. jpegQuality 1..100 (clamped); pngCompression 0 (none) to 9
+    // (smallest), anything else the codec's default. Returns false on an unknown
+    // extension, an unsupported type or a failed write (errno tells why).
+    bool toImage(const char* path, int jpegQuality = 95, int pngCompression = -1) const;
     // The library's own binary record: magic, version, type, rows, cols, pixel
     // rows (little-endian). Return 1 on success, 0 on failure.
     int fromFile(XFile* file) override;

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <vector>
 
 namespace tarvotool {
@@ -44,6 +45,9 @@ std::string formatNumber(double v, bool integer) {
 }
 
 }  // namespace
+
+const Choice kBorderChoices[] = {{"fill", 0}, {"clamp", 1},          {"mirror", 2},
+                                 {"wrap", 3}, {"mirror-no-edge", 4}, {nullptr, 0}};
 
 OperationRegistrar::OperationRegistrar(const Operation* rows, std::size_t count) {
     registeredOperations().insert(registeredOperations().end(), rows, rows + count);
@@ -185,24 +189,107 @@ std::string operationHelp(const Operation& op) {
         char line[512];
         if (p.choices) {
             const char* def = choiceName(p, p.def);
-            std::snprintf(line, sizeof(line), "  --%-12s %s (default %s)\n", p.name, p.help,
+            std::snprintf(line, sizeof(line), "  --%-12s%s%s (default %s)\n", p.name,
+                          std::strlen(p.name) > 12 ? "\n                 " : " ", p.help,
                           def ? def : formatNumber(p.def, true).c_str());
             s += line;
             for (const Choice* c = p.choices; c->name; c++) {
-                std::snprintf(line, sizeof(line), "      %-16s (%d)\n", c->name, c->code);
+                // A choice named by its own number ("3" for 3) needs no code beside it.
+                if (std::to_string(c->code) == c->name)
+                    std::snprintf(line, sizeof(line), "      %s\n", c->name);
+                else
+                    std::snprintf(line, sizeof(line), "      %-16s (%d)\n", c->name, c->code);
                 s += line;
             }
             continue;
         }
-        std::snprintf(line, sizeof(line), "  --%-12s %s (%s %s..%s, default %s)\n", p.name, p.help,
+        std::snprintf(line, sizeof(line), "  --%-12s%s%s (%s %s..%s, default %s)\n", p.name,
+                      std::strlen(p.name) > 12 ? "\n                 " : " ", p.help,
                       p.integer ? "whole number" : "number", formatNumber(p.lo, p.integer).c_str(),
                       formatNumber(p.hi, p.integer).c_str(),
                       formatNumber(p.def, p.integer).c_str());
         s += line;
     }
+    s += "output options:\n"
+         "  --quality N     JPEG quality of OUT, 1..100 (default 95)\n"
+         "  --compression N PNG compression of OUT, 0 none .. 9 smallest (default 6)\n";
     s += "IN is a PNG, JPEG, BMP, PGM or PPM picture; OUT's extension picks the format.\n";
+    if ((op.inputs & kGreyOrColour) == kColour)
+        s += "IN must be a colour picture; grey pictures are refused.\n";
+    else if ((op.inputs & kGreyOrColour) == kGrey)
+        s += "IN must be a grey picture; colour pictures are refused.\n";
+    else
+        s += "Grey pictures stay grey, colour pictures stay colour.\n";
     if (op.example) s += std::string("example: tarvo ") + op.example + "\n";
     return s;
+}
+
+namespace {
+
+const char* channelWord(int cn) {
+    switch (cn) {
+        case 1:
+            return "grey (one channel)";
+        case 3:
+            return "colour (three channels)";
+        case 4:
+            return "colour with transparency (four channels)";
+        default:
+            return "of an unusual channel count";
+    }
+}
+
+// R, G, B of an R, G, B, A byte picture.
+bool dropAlpha(const tarvo::Mat& in, tarvo::Mat& out) {
+    if (out.create(in.rows(), in.cols(), tarvo::MAT_Tuchar3) < 0) return false;
+    for (int y = 0; y < in.rows(); y++) {
+        const unsigned char* s = in.ptr<unsigned char>(y);
+        unsigned char* d = out.ptr<unsigned char>(y);
+        for (int x = 0; x < in.cols(); x++, s += 4, d += 3) {
+            d[0] = s[0];
+            d[1] = s[1];
+            d[2] = s[2];
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+bool applyOperation(const Operation& op, const tarvo::Mat& in, const Args& args, tarvo::Mat& out,
+                    const std::string& inName, std::string& error) {
+    out.release();
+    const tarvo::Mat* src = &in;
+    tarvo::Mat opaque;
+    const int cn = in.channels();
+    if (cn == 4 && !(op.inputs & kAlpha) && in.type() == tarvo::MAT_Tuchar) {
+        if (!dropAlpha(in, opaque)) {
+            error = std::string(op.name) + ": out of memory for '" + inName + "'";
+            return false;
+        }
+        src = &opaque;
+    }
+    const int scn = src->channels();
+    const bool fits = (scn == 1 && (op.inputs & kGrey)) || (scn == 3 && (op.inputs & kColour)) ||
+                      (scn == 4 && (op.inputs & kAlpha));
+    if (!fits) {
+        error = std::string(op.name) + " needs a " +
+                ((op.inputs & kColour) ? "colour (three-channel)" : "grey (one-channel)") +
+                " picture; '" + inName + "' is " + channelWord(scn);
+        return false;
+    }
+    if (op.check) {
+        if (const char* why = op.check(*src, args)) {
+            error = std::string(op.name) + ": " + why;
+            return false;
+        }
+    }
+    op.run(*src, out, args);
+    if (out.empty()) {
+        error = std::string(op.name) + " refused the picture '" + inName + "'";
+        return false;
+    }
+    return true;
 }
 
 }  // namespace tarvotool

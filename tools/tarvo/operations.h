@@ -33,6 +33,10 @@ struct ParamSpec {
     const Choice* choices = nullptr;  // closed set of codes, or null
 };
 
+// The border modes of the filter and geometry families, for a --border option:
+// fill, clamp, mirror, wrap, mirror-no-edge (codes 0..4).
+extern const Choice kBorderChoices[];
+
 constexpr int kMaxParams = 16;
 
 // Parameter values in the order of Operation::params.
@@ -41,6 +45,16 @@ struct Args {
     int i(int k) const { return int(v[k]); }
     float f(int k) const { return float(v[k]); }
 };
+
+// Channel counts of the pictures an operation takes, as bits of
+// Operation::inputs. Pictures are loaded as they are: grey files give one
+// channel, colour files three, colour with transparency four.
+enum : unsigned {
+    kGrey = 1u,    // one channel
+    kColour = 2u,  // three channels, R, G, B
+    kAlpha = 4u,   // four channels, R, G, B, A; without it the alpha is dropped
+};
+constexpr unsigned kGreyOrColour = kGrey | kColour;
 
 struct Operation {
     const char* name;
@@ -54,6 +68,13 @@ struct Operation {
     tarvo::PumpABC* (*makePump)(const Args& args);
     // One example invocation without the leading "tarvo", ending the help.
     const char* example = nullptr;
+    // Channel counts run() accepts; a picture outside them is refused with a
+    // one-line reason before run() is called.
+    unsigned inputs = kGreyOrColour;
+    // Optional check of the parameters against the picture, called before
+    // run(): returns null when they fit, else the reason in a few words
+    // (e.g. "--scale cannot be combined with --width").
+    const char* (*check)(const tarvo::Mat& in, const Args& args) = nullptr;
 };
 
 // Adds rows to the operation table; used through TARVO_TOOL_OPERATIONS at
@@ -106,5 +127,12 @@ bool parseArgs(const Operation& op, int n, const char* const* words, Args& args,
 
 // Usage text of one operation (for --help).
 std::string operationHelp(const Operation& op);
+
+// Runs op on in into out the way the command line does: checks the picture's
+// channels and the parameters, drops an alpha channel the operation does not
+// take, and reports an empty result. On failure returns false with one line
+// in error; inName names the picture in that line.
+bool applyOperation(const Operation& op, const tarvo::Mat& in, const Args& args, tarvo::Mat& out,
+                    const std::string& inName, std::string& error);
 
 }  // namespace tarvotool

@@ -1,5 +1,6 @@
 // Rows of the tarvo tool for the core operations.
 #include "operations.h"
+#include "tarvo/colorspace.h"
 
 namespace tarvotool {
 
@@ -20,12 +21,23 @@ void runCrop(const Mat& in, Mat& out, const Args& a) {
     in.subMat(r, out);
 }
 
+const char* checkCrop(const Mat& in, const Args& a) {
+    if (a.i(0) >= in.cols() || a.i(1) >= in.rows()) return "the corner lies outside the picture";
+    return nullptr;
+}
+
+void runGrey(const Mat& in, Mat& out, const Args&) {
+    tarvo::ColorSpace::RGBtoGray(in, out);
+}
+
 const Operation kRows[] = {
     {"copy",
      "Re-encode a picture; the output format follows the extension of OUT",
      {},
      runCopy,
-     nullptr},
+     nullptr,
+     "copy photo.jpg photo.png",
+     kGreyOrColour | kAlpha},
     {"crop",
      "Cut a rectangle out of a picture (clipped to the picture)",
      {{"x", "left edge in pixels", 0, 0, 1e6, true},
@@ -33,11 +45,21 @@ const Operation kRows[] = {
       {"width", "width in pixels, 0 for up to the right edge", 0, 0, 1e6, true},
       {"height", "height in pixels, 0 for up to the bottom edge", 0, 0, 1e6, true}},
      runCrop,
-     nullptr},
+     nullptr,
+     "crop --x 150 --y 80 --width 300 --height 240 in.png out.png",
+     kGreyOrColour | kAlpha,
+     checkCrop},
+    {"grey",
+     "Grey version of a colour picture (0.299 R + 0.587 G + 0.114 B); grey stays as it is",
+     {},
+     runGrey,
+     nullptr,
+     "grey in.png grey.png"},
 };
 
 const DemoStep kDemo[] = {
     {"crop.png", "a rectangle cut out", "", "crop", "--x 150 --y 80 --width 300 --height 240", 100},
+    {"grey.png", "grey version (one channel)", "", "grey", "", 101},
 };
 
 }  // namespace

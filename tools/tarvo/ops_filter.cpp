@@ -16,25 +16,62 @@ void runGaussian(const Mat& in, Mat& out, const Args& a) {
         tarvo::ip::gaussian(in, out, a.f(0));
 }
 
-// Erosion or dilation with a square element of the given shape; edges take
-// the neutral fill, so they neither darken nor brighten the picture.
-void runMorph(bool erode, const Mat& in, Mat& out, const Args& a) {
+enum MorphKind { kErode, kDilate, kOpening, kClosing };
+
+// Erosion, dilation, opening or closing with a square element of the given
+// shape. The fill border takes the neutral value, so edges neither darken
+// nor brighten the picture.
+void runMorph(MorphKind kind, const Mat& in, Mat& out, const Args& a) {
     out.release();
     const Mat e = tarvo::ip::getStructuringElement(a.i(1), tarvo::Size_<int>(a.i(0), a.i(0)));
     if (e.empty()) return;
-    if (erode)
-        tarvo::ip::erode(in, out, e, tarvo::Point2_<int>(-1, -1), a.i(2));
-    else
-        tarvo::ip::dilate(in, out, e, tarvo::Point2_<int>(-1, -1), a.i(2));
+    const tarvo::Point2_<int> centre(-1, -1);
+    switch (kind) {
+        case kErode:
+            tarvo::ip::erode(in, out, e, centre, a.i(2), a.i(3));
+            break;
+        case kDilate:
+            tarvo::ip::dilate(in, out, e, centre, a.i(2), a.i(3));
+            break;
+        case kOpening:
+            tarvo::ip::opening(in, out, e, centre, a.i(2), a.i(3));
+            break;
+        case kClosing: {
+            // The library's element form of closing erodes first, like opening;
+            // the tool gives the usual closing, dilation then erosion.
+            Mat dilated;
+            tarvo::ip::dilate(in, dilated, e, centre, a.i(2), a.i(3));
+            if (!dilated.empty()) tarvo::ip::erode(dilated, out, e, centre, a.i(2), a.i(3));
+            break;
+        }
+    }
 }
 
 void runErode(const Mat& in, Mat& out, const Args& a) {
-    runMorph(true, in, out, a);
+    runMorph(kErode, in, out, a);
+}
+void runDilate(const Mat& in, Mat& out, const Args& a) {
+    runMorph(kDilate, in, out, a);
+}
+void runOpening(const Mat& in, Mat& out, const Args& a) {
+    runMorph(kOpening, in, out, a);
+}
+void runClosing(const Mat& in, Mat& out, const Args& a) {
+    runMorph(kClosing, in, out, a);
 }
 
-void runDilate(const Mat& in, Mat& out, const Args& a) {
-    runMorph(false, in, out, a);
-}
+const Choice kShapes[] = {{"rect", 0}, {"cross", 1}, {"ellipse", 2}, {nullptr, 0}};
+
+// The four morphology rows share their parameters.
+#define TARVO_MORPH_PARAMS(what)                                                                 \
+    {                                                                                            \
+        {"size", "element width and height in pixels", 3, 1, 255, true},                         \
+            {"shape", "element shape", 0, 0, 2, true, kShapes},                                  \
+            {"iterations", "times the " what " is applied, 0 copies", 1, 0, 1000, true}, {       \
+            "border", "how pixels beyond the edge are made up (fill: neutral, no effect)", 0, 0, \
+                4, true, kBorderChoices                                                          \
+        }                                                                                        \
+    }
 
 const Operation kRows[] = {
     {"gaussian",
@@ -42,25 +79,35 @@ const Operation kRows[] = {
      {{"sigma", "standard deviation in pixels, 0 copies", 1.5, 0, 100, false},
       {"support", "kernel half-width in pixels, 0 for 2 * sigma", 0, 0, 300, false}},
      runGaussian,
-     nullptr},
-    {"erode",
-     "Morphological erosion: each pixel becomes the minimum under the element (darkens)",
-     {{"size", "element width and height in pixels", 3, 1, 255, true},
-      {"shape", "element shape: 0 rectangle, 1 cross, 2 ellipse", 0, 0, 2, true},
-      {"iterations", "times the erosion is applied, 0 copies", 1, 0, 1000, true}},
-     runErode,
-     nullptr},
+     nullptr,
+     "gaussian --sigma 3 in.png out.png"},
+    {"erode", "Morphological erosion: each pixel becomes the minimum under the element (darkens)",
+     TARVO_MORPH_PARAMS("erosion"), runErode, nullptr,
+     "erode --size 5 --shape ellipse in.png out.png"},
     {"dilate",
      "Morphological dilation: each pixel becomes the maximum under the element (brightens)",
-     {{"size", "element width and height in pixels", 3, 1, 255, true},
-      {"shape", "element shape: 0 rectangle, 1 cross, 2 ellipse", 0, 0, 2, true},
-      {"iterations", "times the dilation is applied, 0 copies", 1, 0, 1000, true}},
-     runDilate,
-     nullptr},
+     TARVO_MORPH_PARAMS("dilation"), runDilate, nullptr,
+     "dilate --size 5 --shape cross --iterations 2 in.png out.png"},
+    {"opening", "Morphological opening: erosion then dilation (removes small bright details)",
+     TARVO_MORPH_PARAMS("erosion and the dilation each"), runOpening, nullptr,
+     "opening --size 7 --shape ellipse in.png out.png"},
+    {"closing", "Morphological closing: dilation then erosion (fills small dark gaps)",
+     TARVO_MORPH_PARAMS("erosion and the dilation each"), runClosing, nullptr,
+     "closing --size 7 --shape ellipse in.png out.png"},
 };
+
+#undef TARVO_MORPH_PARAMS
 
 const DemoStep kDemo[] = {
     {"gaussian-3.png", "Gaussian smoothing, sigma 3", "", "gaussian", "--sigma 3", 300},
+    {"erode.png", "erosion, 7x7 ellipse: dark details grow", "", "erode",
+     "--size 7 --shape ellipse", 301},
+    {"dilate.png", "dilation, 7x7 ellipse: bright details grow", "", "dilate",
+     "--size 7 --shape ellipse", 302},
+    {"opening.png", "opening of the grey picture, 9x9 ellipse", "grey.png", "opening",
+     "--size 9 --shape ellipse", 303},
+    {"closing.png", "closing of the grey picture, 5x5 cross, twice", "grey.png", "closing",
+     "--size 5 --shape cross --iterations 2", 304},
 };
 
 }  // namespace

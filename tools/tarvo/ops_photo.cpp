@@ -57,12 +57,15 @@ tarvo::PumpABC* pumpEqualize(const Args&) {
     return new (std::nothrow) tarvo::ipHistogramEqualize();
 }
 
-// Only colour pictures are stretched; a grey one is reported as refused.
+// In place on a copy: a picture that already spans 0..255 in every channel is
+// left alone by the per-channel mode, which must then give the picture back,
+// not the blank destination the two-matrix form would leave.
 void runStretch(const Mat& in, Mat& out, const Args& a) {
-    out.release();
-    if (in.channels() != 3) return;
-    tarvo::ip::histogramStretch(in, out, a.i(0));
+    out = in.clone();
+    tarvo::ip::histogramStretch(out, a.i(0));
 }
+
+const Choice kStretchModes[] = {{"luminance", 0}, {"common", 1}, {"per-channel", 2}, {nullptr, 0}};
 
 tarvo::PumpABC* pumpStretch(const Args& a) {
     return new (std::nothrow) tarvo::ipHistogramStretch(a.i(0));
@@ -75,37 +78,50 @@ const Operation kRows[] = {
       {"saturation", "saturation of the tint", 200, 0, 255, true},
       {"blend", "share of the tint, 0 keeps the picture", 0.7, 0, 1, false}},
      runColorize,
-     pumpColorize},
+     pumpColorize,
+     "colorize --hue 20 --saturation 200 --blend 0.7 in.png out.png",
+     kColour},
     {"shift-rgb",
      "Add a constant to the red, green and blue channels (clamped to 0..255)",
      {{"red", "added to red", 0, -255, 255, true},
       {"green", "added to green", 0, -255, 255, true},
       {"blue", "added to blue", 0, -255, 255, true}},
      runShiftRGB,
-     pumpShiftRGB},
+     pumpShiftRGB,
+     "shift-rgb --red 40 --blue -30 in.png out.png",
+     kColour},
     {"hsl",
      "Shift hue, saturation and lightness (greys keep their colour under a hue shift)",
      {{"hue", "hue shift in degrees", 0, -360, 360, true},
       {"saturation", "saturation shift in percent points", 0, -100, 100, true},
       {"lightness", "lightness shift in percent points", 0, -100, 100, true}},
      runHSL,
-     nullptr},
+     nullptr,
+     "hsl --hue 120 --saturation 20 in.png out.png",
+     kColour},
     {"color-temperature",
      "Shift the colour balance: below 6600 K towards blue, above towards red and yellow",
      {{"kelvin", "colour temperature in kelvin, 6600 is neutral", 5000, 1000, 20000, true}},
      runTemperature,
-     pumpTemperature},
+     pumpTemperature,
+     "color-temperature --kelvin 3500 in.png out.png",
+     kColour},
     {"equalize",
      "Histogram equalisation (colour pictures through their luminance)",
      {},
      runEqualize,
-     pumpEqualize},
+     pumpEqualize,
+     "equalize in.png out.png"},
     {"stretch",
      "Stretch a colour picture's range to 0..255",
-     {{"mode", "0 luminance range, 1 one range for all channels, 2 each channel its own", 0, 0, 2,
-       true}},
+     {{"mode",
+       "luminance: by the luminance range; common: one range for all channels; per-channel: "
+       "each channel its own",
+       0, 0, 2, true, kStretchModes}},
      runStretch,
-     pumpStretch},
+     pumpStretch,
+     "stretch --mode per-channel in.png out.png",
+     kColour},
 };
 
 const DemoStep kDemo[] = {
@@ -119,6 +135,11 @@ const DemoStep kDemo[] = {
      203},
     {"temperature-11000.png", "colour temperature 11000 K", "", "color-temperature",
      "--kelvin 11000", 204},
+    {"equalize.png", "histogram equalisation through the luminance", "", "equalize", "", 205},
+    {"equalize-grey.png", "histogram equalisation of the grey picture", "grey.png", "equalize", "",
+     206},
+    {"stretch.png", "the 3500 K picture, each channel stretched to 0..255", "temperature-3500.png",
+     "stretch", "--mode per-channel", 207},
 };
 
 }  // namespace

@@ -10,7 +10,7 @@ namespace {
 using tarvo::Mat;
 
 // Colour pictures are thresholded on their grey version: the threshold runs
-// over one channel.
+// over one channel. Grey pictures are used as they are.
 void runThreshold(const Mat& in, Mat& out, const Args& a) {
     out.release();
     Mat g;
@@ -23,31 +23,63 @@ void runAdaptiveThreshold(const Mat& in, Mat& out, const Args& a) {
     tarvo::ip::adaptiveThreshold(in, out, a.v[0], a.i(1), a.i(2), a.i(3), a.v[4]);
 }
 
+using namespace tarvo::ip;
+
+const Choice kThresholdTypes[] = {{"binary", ThreshBinary},
+                                  {"binary-inv", ThreshBinaryInv},
+                                  {"trunc", ThreshTrunc},
+                                  {"to-zero", ThreshToZero},
+                                  {"to-zero-inv", ThreshToZeroInv},
+                                  {"otsu", ThreshOtsuBit | ThreshBinary},
+                                  {"percentile-up", ThreshPercentUp},
+                                  {"percentile-down", ThreshPercentDown},
+                                  {"otsu-to-zero", ThreshOtsuBit | ThreshToZero},
+                                  {"otsu-to-zero-inv", ThreshOtsuBit | ThreshToZeroInv},
+                                  {nullptr, 0}};
+const Choice kAdaptiveMethods[] = {
+    {"mean", AdaptiveMean}, {"gaussian", AdaptiveGaussian}, {nullptr, 0}};
+const Choice kAdaptiveTypes[] = {
+    {"binary", ThreshBinary}, {"binary-inv", ThreshBinaryInv}, {nullptr, 0}};
+
 const Operation kRows[] = {
     {"threshold",
      "Fixed, Otsu or percentile threshold of the grey version of a picture",
-     {{"value", "threshold level (floored), or a percentage for types 9 and 10", 128, -1e6, 1e6,
-       false},
+     {{"value", "threshold level (floored), or a percentage for the percentile types", 128, -1e6,
+       1e6, false},
       {"max", "value given to samples on the 'on' side", 255, 0, 255, false},
       {"type",
-       "0 binary, 1 inverted, 2 truncate, 3 to zero, 4 to zero inverted; +8 takes Otsu's level "
-       "(8, 11, 12); 9 / 10 percentile up / down",
-       0, 0, 12, true}},
+       "binary: max above the level, else 0; trunc: the level above it; to-zero: 0 at or below "
+       "it; -inv the reverse; otsu*: the level from Otsu's method; percentile-up/-down: the "
+       "level below which --value percent of the samples lie",
+       0, 0, 12, true, kThresholdTypes}},
      runThreshold,
-     nullptr},
+     nullptr,
+     "threshold --type otsu in.png mask.png"},
     {"adaptive-threshold",
      "Threshold each sample against the mean of its neighbourhood (each channel on its own)",
      {{"max", "value given to samples on the 'on' side", 255, 0, 255, false},
-      {"method", "0 box mean, 1 Gaussian-weighted mean", 0, 0, 1, true},
-      {"type", "0 on above mean - delta, 1 the reverse", 0, 0, 1, true},
+      {"method", "local mean: box mean or Gaussian-weighted mean", 0, 0, 1, true, kAdaptiveMethods},
+      {"type", "binary: max above mean - delta, else 0; binary-inv the reverse", 0, 0, 1, true,
+       kAdaptiveTypes},
       {"block", "neighbourhood size in pixels", 11, 1, 1001, true},
       {"delta", "offset subtracted from the mean", 5, -255, 255, false}},
      runAdaptiveThreshold,
-     nullptr},
+     nullptr,
+     "adaptive-threshold --method gaussian --block 15 --delta 4 in.png out.png"},
+};
+
+const DemoStep kDemo[] = {
+    {"threshold-otsu.png", "Otsu threshold of the grey picture", "grey.png", "threshold",
+     "--type otsu", 1000},
+    {"threshold-trunc.png", "grey picture truncated at level 100", "grey.png", "threshold",
+     "--value 100 --type trunc", 1001},
+    {"adaptive-threshold.png", "adaptive threshold, Gaussian mean over 15x15", "grey.png",
+     "adaptive-threshold", "--method gaussian --block 15 --delta 4", 1002},
 };
 
 }  // namespace
 
 TARVO_TOOL_OPERATIONS(kRows);
+TARVO_DEMO_STEPS(kDemo);
 
 }  // namespace tarvotool

@@ -14,13 +14,26 @@ constexpr int kExitError = 2;
 // Prints "tarvo: <message>" on stderr and returns kExitError.
 int fail(const std::string& message);
 
-// Loads a picture as 3-channel bytes. On failure returns false with a message
-// that tells a missing file from one that is not a readable picture.
+// How OUT is encoded: -1 keeps each codec's default.
+struct WriteOptions {
+    int jpegQuality = -1;     // 1..100
+    int pngCompression = -1;  // 0..9
+};
+
+// Loads a picture as it is: grey stays one channel, colour three, colour with
+// transparency four. On failure returns false with a message that names the
+// cause: missing, unreadable, a directory, empty, truncated, corrupt, too
+// large or of an unknown format.
 bool loadPicture(const std::string& path, tarvo::Mat& out, std::string& error);
-// Saves a picture; the extension of path picks the format.
-bool savePicture(const std::string& path, const tarvo::Mat& img, std::string& error);
+// Saves a picture; the extension of path picks the format. On failure returns
+// false with the cause: unknown extension, a format that cannot hold the
+// picture's channels or depth, a missing or unwritable folder, a full disk.
+bool savePicture(const std::string& path, const tarvo::Mat& img, std::string& error,
+                 const WriteOptions& options = WriteOptions());
 // Decodes the sample picture built into the binary.
 bool loadSample(tarvo::Mat& out, std::string& error);
+// The bytes of the sample picture built into the binary (a PNG file).
+const unsigned char* sampleBytes(std::size_t* size);
 
 // tarvo demo [--out DIR]: args are the words after "demo".
 int runDemo(int argc, const char* const* argv);
