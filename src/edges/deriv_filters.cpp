@@ -44,10 +44,13 @@ void laplace(const Mat& srcIn, Mat& dst, int selector) {
     tarvo::detail::SourceGuard guard(srcIn, dst);
     if (guard.failed()) return;
     const Mat& src = guard.get();
+    unsigned char** const before = dst.data.ptr;
     const int depth = prepareDerivDst(src, dst);
     if (depth == 0) return;
     if (selector != 1 && selector != 3) {
-        dst.zero();  // created but not filtered: cleared, never stale heap bytes
+        // A destination created here but not filtered is cleared, never stale
+        // heap bytes; one that already fitted keeps its pixels.
+        if (dst.data.ptr != before) dst.zero();
         return;
     }
     static const float k1[9] = {0, 1, 0, 1, -4, 1, 0, 1, 0};
