@@ -39,6 +39,12 @@ int FuzzInput::hostileInt(int smallLo, int smallHi) {
     return kHostile[byte() % 8];
 }
 
+int FuzzInput::refusedOrSmall(int smallLo, int smallHi) {
+    static const int kRefused[] = {-1, INT_MIN, INT_MAX};
+    if (byte() < 240) return range(smallLo, smallHi);
+    return kRefused[byte() % 3];
+}
+
 double FuzzInput::hostileDouble(double lo, double hi) {
     static const double kHostile[] = {std::numeric_limits<double>::quiet_NaN(),
                                       std::numeric_limits<double>::infinity(),

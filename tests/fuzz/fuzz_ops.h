@@ -26,6 +26,9 @@ public:
     bool flag() { return byte() & 1; }
     // An int that is usually small, sometimes hostile (0, -1, INT_MIN, INT_MAX, 2^k).
     int hostileInt(int smallLo, int smallHi);
+    // An int that is usually small and sometimes one that must be refused
+    // (-1, INT_MIN, INT_MAX): for sizes whose legal large values only cost time.
+    int refusedOrSmall(int smallLo, int smallHi);
     // A double that is usually ordinary, sometimes NaN, +-inf, huge or tiny.
     double hostileDouble(double lo, double hi);
     float hostileFloat(float lo, float hi) { return float(hostileDouble(lo, hi)); }

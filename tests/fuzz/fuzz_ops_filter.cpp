@@ -112,8 +112,9 @@ const fuzz::FuzzOp kOps[] = {
      }},
     {"copyMakeBorder",
      [](FuzzInput& in) {
-         const int t = in.hostileInt(0, 9), b = in.hostileInt(0, 9), l = in.hostileInt(0, 9),
-                   r = in.hostileInt(0, 9), mode = in.hostileInt(0, 20);
+         const int t = in.refusedOrSmall(0, 9), b = in.refusedOrSmall(0, 9),
+                   l = in.refusedOrSmall(0, 9), r = in.refusedOrSmall(0, 9),
+                   mode = in.hostileInt(0, 20);
          fuzz::withArrangement(in, in.mat(), [&](const Mat& s, Mat& d) {
              ip::copyMakeBorder(s, d, t, b, l, r, mode, Point4_<double>(3.0));
          });
