@@ -220,7 +220,7 @@ size_t announcedFileLimit(const unsigned char* head, size_t n, const ImageLimits
         w = pnmToken(head, n, i);
         h = pnmToken(head, n, i);
         if (w < 0 || h < 0) return lim.maxFileBytes;  // header longer than the head
-        perPixel = 3 * 8;  // ASCII samples with generous separators
+        perPixel = 3 * 8;                             // ASCII samples with generous separators
     } else if (isJpeg(head, n)) {
         if (!jpegFrameSize(head, n, w, h)) return lim.maxFileBytes;
         perPixel = 8;

@@ -276,7 +276,8 @@ int FilterEngine::start(Size_<int> ws, Rect_<int> r, int maxBufRows) {
             alignUp(sep ? size_t(std::max(maxWidth, r.width))
                         : size_t(ksize.width - 1) + size_t(std::max(maxWidth, r.width)),
                     32);
-        if (!tarvo::detail::workFits(int64_t(bufRows) * int64_t(ringElems0), int64_t(bufEsz_))) return 0;
+        if (!tarvo::detail::workFits(int64_t(bufRows) * int64_t(ringElems0), int64_t(bufEsz_)))
+            return 0;
         if (!tarvo::detail::tryAlloc([&] { allocateRing(r.width, bufRows); })) {
             rows.clear();
             ringBuf.clear();

@@ -576,7 +576,8 @@ void dogfilter(const Mat& srcIn, Mat& dst, float s1, float s2, float multiplier)
     f.apply(src, dst);
 }
 
-int blurringCircle(const Mat& srcIn, Mat& dst, int radius, int a, int b, const Point2_<int>& centre) {
+int blurringCircle(const Mat& srcIn, Mat& dst, int radius, int a, int b,
+                   const Point2_<int>& centre) {
     // The destination may own the source's pixels: read a copy then.
     tarvo::detail::SourceGuard guard(srcIn, dst);
     if (guard.failed()) return 0;

@@ -438,9 +438,9 @@ void filter2D(const Mat& src, Mat& dst, int ddepth, const Mat& kernel, Point2_<i
     int mode;
     if (dtype < 0 || !frontEndArgs(kernel, anchor, kernel.size(), borderType, mode)) return;
     // Every kernel size runs on the engine.
-    runFrontEnd(createLinearFilter(src.type1(), dtype, kernel, anchor, delta, mode, -1,
-                                   Point4_<double>()),
-                src, dst, dtype, borderType);
+    runFrontEnd(
+        createLinearFilter(src.type1(), dtype, kernel, anchor, delta, mode, -1, Point4_<double>()),
+        src, dst, dtype, borderType);
 }
 
 void sepFilter2D(const Mat& src, Mat& dst, int ddepth, const Mat& rowKernel,

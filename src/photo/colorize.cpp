@@ -168,7 +168,8 @@ bool ipColorize::process(Mat* src, Mat* dst) {
 
 namespace ip {
 
-void colorize(const Mat& srcIn, Mat& dst, unsigned char hue, unsigned char saturation, float blend) {
+void colorize(const Mat& srcIn, Mat& dst, unsigned char hue, unsigned char saturation,
+              float blend) {
     // The destination may own the source's pixels: read a copy then.
     tarvo::detail::SourceGuard guard(srcIn, dst);
     if (guard.failed()) return;

@@ -64,9 +64,9 @@ inline unsigned char histRoundByte(float v) {
 }
 
 // dst pixel = src pixel with its Y replaced by map(Y), for byte images of
-// two or more channels (see histToYuv) and the same size and layout; dst may be src. map must be a pure function. Rows
-// are done in chunks: the conversions run as plain loops over arrays, the
-// curve in between.
+// two or more channels (see histToYuv) and the same size and layout; dst may be src. map must be a
+// pure function. Rows are done in chunks: the conversions run as plain loops over arrays, the curve
+// in between.
 template <typename F>
 void histRemapLuma(const Mat& src, Mat& dst, const F& map) {
     const int cols = src.cols(), cn = src.channels();

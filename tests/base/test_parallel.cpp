@@ -76,7 +76,8 @@ TEST(HardwareSupport, SwitchForcesScalarPaths) {
     detail::setUseOptimized(false);
     for (int code : {2, 3, 4, 10, 11}) EXPECT_FALSE(checkHardwareSupport(code));
     detail::setUseOptimized(true);
-    EXPECT_EQ(checkHardwareSupport(CPU_FLOAT_VECTORS) || checkHardwareSupport(CPU_INT_VECTORS), any);
+    EXPECT_EQ(checkHardwareSupport(CPU_FLOAT_VECTORS) || checkHardwareSupport(CPU_INT_VECTORS),
+              any);
     EXPECT_FALSE(checkHardwareSupport(99));
     EXPECT_NE(hardwareFeatureNames(), nullptr);
 }
