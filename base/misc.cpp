@@ -1,4 +1,5 @@
 // Exception, Random, Timer and the random helpers.
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <ctime>
@@ -17,7 +18,7 @@ void Exception::throwLast() const {
 Random::~Random() {}
 
 void Random::init() {
-    std::srand((unsigned)std::time(nullptr));
+    detail::seedFromClock();
 }
 
 float Random::boundedUniform(float low, float high, bool inclusive) {
@@ -49,6 +50,22 @@ int rand15() {
 }
 void seedRandom(unsigned seed) {
     std::srand(seed);
+}
+
+namespace {
+std::atomic<bool> g_seedPinned{false};
+std::atomic<unsigned> g_pinnedSeed{0};
+}  // namespace
+
+unsigned seedFromClock() {
+    const unsigned seed = g_seedPinned.load() ? g_pinnedSeed.load() : (unsigned)std::time(nullptr);
+    std::srand(seed);
+    return seed;
+}
+
+void pinClockSeed(bool pinned, unsigned seed) {
+    g_pinnedSeed.store(seed);
+    g_seedPinned.store(pinned);
 }
 }  // namespace detail
 

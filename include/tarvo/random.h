@@ -36,6 +36,13 @@ namespace detail {
 TARVO_BASE_EXPORTS int rand15();
 // Seeds rand15 (srand).
 TARVO_BASE_EXPORTS void seedRandom(unsigned seed);
+// Seeds rand15 from the clock (time in seconds), or with the pinned seed while
+// one is pinned. Returns the seed used. Random::init and the operators that
+// reseed on every call go through it.
+TARVO_BASE_EXPORTS unsigned seedFromClock();
+// Pins the seed seedFromClock uses (pinned true), so tests and command lines
+// can repeat a "clock-seeded" run; pinned false returns to the clock.
+TARVO_BASE_EXPORTS void pinClockSeed(bool pinned, unsigned seed = 0);
 }  // namespace detail
 
 }  // namespace tarvo

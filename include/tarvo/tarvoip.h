@@ -14,7 +14,7 @@
 #include "tarvo/ip/gaussian.h"
 #include "tarvo/ip/geometry.h"
 #include "tarvo/ip/integral.h"
-#include "tarvo/ip/matptrlist.h"
+#include "tarvo/matptrlist.h"
 #include "tarvo/ip/morphology.h"
 #include "tarvo/ip/photo.h"
 #include "tarvo/ip/segment.h"

@@ -7,6 +7,7 @@
 
 #include "detail/aliasing.h"
 #include "photo/histogram_ops_internal.h"
+#include "photo/photo_internal.h"
 #include "tarvo/ip/photo.h"
 #include "tarvo/saturate.h"
 
@@ -62,25 +63,18 @@ void histLumaStats(const Mat& src, bool wantHist, LumaStats& stats) {
 
 namespace {
 
-// The start every process shares: a destination that does not fit src (size,
-// depth or channel count; the channel count matters because rows are written
-// by src's layout) is re-created and cleared. Returns the matrix to write, or
-// null when src is refused.
-// A source that lives in the destination's block is first copied into `keep`
-// and src is pointed at the copy, since re-creating dst frees that block.
-Mat* prepare(Mat*& src, Mat* dst, Mat& keep) {
-    if (!src || src->empty() || src->rows() <= 0 || src->cols() <= 0) return nullptr;
-    if (dst && dst != src && (!isSameShape(src, dst) || dst->channels() != src->channels())) {
-        if (detail::sharesMemory(*src, *dst)) {
-            keep = *src;
-            if (keep.empty()) return nullptr;
-            src = &keep;
-        }
-        dst->release();
-        if (dst->create(*src, false) < 0) return nullptr;
-        dst->zero();
+// The start every process shares (detail::photoPrepare). A source that lives
+// in the block of a destination about to be re-created is first copied into
+// `keep` and src is pointed at the copy, since re-creating dst frees that block.
+Mat* prepareAliased(Mat*& src, Mat* dst, Mat& keep) {
+    if (src && dst && dst != src && !src->empty() &&
+        (!isSameShape(src, dst) || dst->channels() != src->channels()) &&
+        detail::sharesMemory(*src, *dst)) {
+        keep = *src;
+        if (keep.empty()) return nullptr;
+        src = &keep;
     }
-    return dst ? dst : src;
+    return detail::photoPrepare(src, dst);
 }
 
 // Byte images of any channel count: one channel takes the grey paths, more
@@ -89,10 +83,13 @@ bool byteImage(const Mat& m) {
     return m.type() == MAT_Tuchar;
 }
 
-// target = lut[src] over the first n bytes of the rows (all of them by
-// default), rows in parallel.
+// target = lut[src] over every byte of the rows, or over the first n bytes of
+// each row when n >= 0; rows in parallel.
 void applyLut(const Mat& src, Mat& target, const unsigned char lut[256], int n = -1) {
-    if (n < 0) n = src.cols() * src.channels();
+    if (n < 0) {
+        detail::photoLutRows(src, target, lut);
+        return;
+    }
     const auto body = [&](int y0, int y1) {
         for (int y = y0; y < y1; y++) {
             const unsigned char* s = src.data.ptr[y];
@@ -163,7 +160,7 @@ PumpABC* ipHistogramEqualize::clone() const {
 
 bool ipHistogramEqualize::process(Mat* src, Mat* dst) {
     Mat keep;
-    Mat* target = prepare(src, dst, keep);
+    Mat* target = prepareAliased(src, dst, keep);
     if (!target || !byteImage(*src)) return false;
     long long cum[256];
     cumulative(*src, cum);
@@ -184,7 +181,7 @@ PumpABC* ipHistogramNormalize::clone() const {
 
 bool ipHistogramNormalize::process(Mat* src, Mat* dst) {
     Mat keep;
-    Mat* target = prepare(src, dst, keep);
+    Mat* target = prepareAliased(src, dst, keep);
     if (!target || !byteImage(*src)) return false;
     long long cum[256];
     cumulative(*src, cum);
@@ -207,7 +204,7 @@ PumpABC* ipHistogramLog::clone() const {
 
 bool ipHistogramLog::process(Mat* src, Mat* dst) {
     Mat keep;
-    Mat* target = prepare(src, dst, keep);
+    Mat* target = prepareAliased(src, dst, keep);
     if (!target || !byteImage(*src)) return false;
     if (src->channels() != 3) {
         // Every layout but RGB takes the grey form: the curve of channel 0's
@@ -249,7 +246,7 @@ inline float rootCurve(double v, double scale) {
 
 bool ipHistogramRoot::process(Mat* src, Mat* dst) {
     Mat keep;
-    Mat* target = prepare(src, dst, keep);
+    Mat* target = prepareAliased(src, dst, keep);
     if (!target || !byteImage(*src)) return false;
     if (src->channels() == 1) {
         // The scale pairs a logarithm with the root on purpose: the curve
@@ -288,7 +285,7 @@ void stretchTable(int lo, int hi, unsigned char lut[256]) {
 
 bool ipHistogramStretch::process(Mat* src, Mat* dst) {
     Mat keep;
-    Mat* target = prepare(src, dst, keep);
+    Mat* target = prepareAliased(src, dst, keep);
     if (!target || src->type() != MAT_Tuchar) return false;
     if (src->channels() != 3) return true;  // not colour: nothing to stretch
 

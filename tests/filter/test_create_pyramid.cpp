@@ -100,17 +100,23 @@ TEST(CreatePyramid, WindowFormStartsAtTheObjectScale) {
     EXPECT_EQ(list.count(), 0);
 }
 
-TEST(MatPtrList, CopiesAreShallowAndReleaseDeletes) {
+TEST(MatPtrList, CopiesOwnTheirFramesAndReleaseDeletes) {
     MatPtrList a;
-    EXPECT_EQ(a.addFrame(new Mat(2, 2, MAT_Tfloat), 1.0f), 0);
+    EXPECT_EQ(a.addFrame(new Mat(2, 2, MAT_Tfloat, Point4_<double>(7, 0, 0, 0)), 1.0f), 0);
     EXPECT_EQ(a.addFrame(new Mat(1, 1, MAT_Tfloat), 2.0f), 1);
     EXPECT_EQ(a.getScale(5), 0.0f);
     a.setScale(5, 3.0f);  // ignored
     MatPtrList b(a);
-    EXPECT_EQ(b[1], a[1]);
+    ASSERT_EQ(b.count(), 2);
+    EXPECT_NE(b[0], a[0]);
+    EXPECT_EQ(b[0]->ptr<float>(1)[1], 7.0f);
     EXPECT_FLOAT_EQ(b.getScale(1), 2.0f);
-    b.detachAll();
-    EXPECT_EQ(b.count(), 0);
-    a.release();
+    a.release();  // b's frames stay valid
     EXPECT_EQ(a.count(), 0);
+    EXPECT_EQ(b[0]->ptr<float>(0)[0], 7.0f);
+    a = b;
+    MatPtrList& alias = a;
+    a = alias;  // self-assignment keeps the frames
+    ASSERT_EQ(a.count(), 2);
+    EXPECT_EQ(a[0]->ptr<float>(0)[1], 7.0f);
 }

@@ -4,6 +4,7 @@
 //   tarvo list                          the operations
 //   tarvo <operation> [options] IN OUT  run one operation on a picture
 //   tarvo demo [--out DIR]              showcase on the bundled sample
+//   tarvo features FILE                 the tree of a feature file
 //   tarvo --version | --help
 //
 // Every failure is one line on stderr and exit status 2.
@@ -37,6 +38,7 @@ void printUsage() {
         "       tarvo <operation> --help             its options, with an example\n"
         "       tarvo list                           the operations\n"
         "       tarvo demo [--out DIR]               showcase on the bundled sample picture\n"
+        "       tarvo features FILE                  the tree of a feature file\n"
         "       tarvo info                           library, vector targets, threads\n"
         "       tarvo --version                      library version\n"
         "Pictures are PNG, JPEG, BMP, PGM or PPM files; grey stays grey, colour stays colour.\n"
@@ -208,6 +210,7 @@ int main(int argc, char** argv) {
         return cmd[0] == 'i' ? cmdInfo() : cmdList();
     }
     if (!std::strcmp(cmd, "demo")) return runDemo(nrest, rest);
+    if (!std::strcmp(cmd, "features")) return runFeatures(nrest, rest);
     const Operation* op = findOperation(cmd);
     if (!op) {
         if (cmd[0] == '-')

@@ -38,4 +38,7 @@ const unsigned char* sampleBytes(std::size_t* size);
 // tarvo demo [--out DIR]: args are the words after "demo".
 int runDemo(int argc, const char* const* argv);
 
+// tarvo features FILE: args are the words after "features".
+int runFeatures(int argc, const char* const* argv);
+
 }  // namespace tarvotool

@@ -12,7 +12,9 @@
 // (kernel -1, 0, 1 along increasing index).
 #pragma once
 
+#include "tarvo/array.h"
 #include "tarvo/export.h"
+#include "tarvo/ip/core.h"
 #include "tarvo/mat.h"
 
 namespace tarvo {
@@ -67,6 +69,194 @@ public:
     // The 64 x 64 orientation table: entry [(a + 32) * 64 + (b + 32)] is the
     // code of (a, b) for a, b in -32..31 ((0, 0) holds 36).
     static const unsigned char* orientationTable();
+};
+
+// ---- edge chains
+
+// One chain of edge points: count (x, y) pairs of shorts, from the far end
+// towards where the chain was found.
+struct _tagEdge {
+    int count = 0;
+    short* points = nullptr;
+    _tagEdge* next = nullptr;
+};
+
+// A singly linked list of chains; owns them.
+class TARVO_EXPORTS MCEdgeList {
+public:
+    MCEdgeList() {}
+    MCEdgeList(const MCEdgeList&) = delete;
+    MCEdgeList& operator=(const MCEdgeList&) = delete;
+    virtual ~MCEdgeList();
+    // Appends a copy of count (x, y) pairs; a null pointer or fewer than 10 points is ignored.
+    void addEdge(short* points, int count);
+    // Frees every chain.
+    void freeEdgeList();
+    int getEdgeCount() const { return m_nEdgeCount; }
+    _tagEdge* getFirstEdge() const { return m_pFirst; }
+    // The last chain added.
+    _tagEdge* getCurrentEdge() const { return m_pLast; }
+    // Sets every chain pixel of the rows to 255 (the rows must cover every point).
+    void getEdgeMap(unsigned char** rows);
+    // Zeroes table (1024 entries), then numbers the chains from 1 with an
+    // 8-bit counter: chain i goes to table[i] and its pixels get the value i.
+    void getEdgeIndexMap(unsigned char** rows, _tagEdge** table);
+
+private:
+    int m_nEdgeCount = 0;
+    _tagEdge* m_pFirst = nullptr;
+    _tagEdge* m_pLast = nullptr;
+};
+
+// Connected edge chains of a grey image: 7-tap smoothing and differencing in
+// integers, strength and a polynomial angle, an automatic cut of weak
+// gradients from the strength histogram, non-maximum suppression in 10-bit
+// fixed point, double thresholds as percentages, staircase removal and edge
+// following. The image is one byte per pixel as an array of row pointers,
+// 1 to 32767 pixels each way.
+class TARVO_EXPORTS MCEdgeExtractor {
+public:
+    // No image: GetEdgeData then returns -50100.
+    MCEdgeExtractor();
+    // Percentages: non-edge 35, high 12, low 10.
+    MCEdgeExtractor(unsigned char** rows, unsigned short width, unsigned short height);
+    // Percentages given (each clamped to 0..255).
+    MCEdgeExtractor(unsigned char** rows, unsigned short width, unsigned short height, int nonEdge,
+                    int high, int low);
+    MCEdgeExtractor(const MCEdgeExtractor&) = delete;
+    MCEdgeExtractor& operator=(const MCEdgeExtractor&) = delete;
+    virtual ~MCEdgeExtractor();
+
+    // Runs the whole pipeline; 0 on success, -50100 without an image or with a
+    // size outside 1..32767, -50051..-50054 when a step runs out of memory. A
+    // second call starts again from the image.
+    int GetEdgeData();
+    // Draws chains of more than minLength points as 255 into rows; -50100 for null rows.
+    int GetEdgeMapFromEdgeList(unsigned char** rows, int minLength);
+    // Draws chains of fewer than minLength points as 0 into rows; -50100 for null rows.
+    int RemoveEdgeByLength(unsigned char** rows, int minLength);
+    // Sum of the lengths of the chains longer than 10 points.
+    int getEdgeCount();
+
+    short GetBackgroundEdgeValue() { return (short)m_nBackground; }
+    short* GetEdgeOrient() const { return m_pEdgeOrient; }
+    short* GetEdgeStrength() const { return m_pEdgeStrength; }
+    short* GetGrdX() const { return m_pGrdX; }
+    short* GetGrdY() const { return m_pGrdY; }
+    unsigned char** GetGreyImg() { return m_ppGrey; }
+    unsigned short GetImgHeight() const { return m_nHeight; }
+    unsigned short GetImgWidth() const { return m_nWidth; }
+    // Label of the chain that took each pixel, 0 for none.
+    unsigned char** getEdgeMap() { return m_ppEdgeMap; }
+    MCEdgeList* GetEdgeList() { return &m_edgeList; }
+    // The 8-bit strength (0..127) of each pixel after GetEdgeData.
+    unsigned char* GetStrength8() const { return m_pStrength8; }
+    static unsigned char GetWndDiameter() { return m_snWndDiameter; }
+    static unsigned char GetWndRadius() { return m_snWndRadius; }
+
+    static const unsigned char m_snWndRadius;
+    static const unsigned char m_snWndDiameter;
+    static const short m_srDiffFilter[7];
+    static const short m_srSmoothFilter[7];
+
+    // The polynomial angle of (gy, gx) in whole degrees, 0..360.
+    static int fixedPointAngle(int gy, int gx);
+
+private:
+    void init();
+    void freeResults();
+    bool GaussDiffFilter();
+    int ComputeEdgeStrength();
+    void ProcNonMaxSuppress(int k, unsigned char* out);
+    void HysteresisTr(const unsigned char* suppressed);
+    void RemoveSpuriousEdgePoint_1D(signed char* map);
+    void RemoveSpuriousEdgePoint_2D(signed char** rows);
+
+    unsigned char* m_pStrength8 = nullptr;
+    unsigned short m_nWidth = 0;
+    unsigned short m_nHeight = 0;
+    unsigned char** m_ppGrey = nullptr;
+    unsigned char** m_ppEdgeMap = nullptr;
+    short* m_pGrdX = nullptr;
+    short* m_pGrdY = nullptr;
+    short* m_pEdgeStrength = nullptr;
+    short* m_pEdgeOrient = nullptr;
+    MCEdgeList m_edgeList;
+    signed char* m_pStrong = nullptr;
+    signed char* m_pWeak = nullptr;
+    unsigned char m_nLabel = 1;
+    unsigned char m_nNonEdge = 35;
+    unsigned char m_nLow = 10;
+    unsigned char m_nHigh = 12;
+    unsigned short m_nBackground = 0;
+};
+
+// ---- Hough transforms
+
+// Standard Hough line finder: votes of the zero pixels of a one-channel byte
+// image over (angle, distance) cells, peaks above a threshold, and for each
+// line the first run of zero pixels along it.
+class TARVO_EXPORTS ipHoughLines : public ipCoreFeaturePump {
+public:
+    ipHoughLines() {}
+    // rho: distance step in pixels; theta: angle step in radians; threshold:
+    // votes a peak must pass; lines: how many lines are wanted.
+    ipHoughLines(float rho, float theta, int threshold, int lines);
+    ipHoughLines(const ipHoughLines& other);
+    ipHoughLines& operator=(const ipHoughLines& other);
+    ~ipHoughLines() override;
+    // Finds the lines. False, with no lines, for a refused image or
+    // parameters (rho, theta not finite and positive, more than 2^27 cells).
+    bool process(Mat* image) override;
+    // Draws each line from its end to its start in 255; false without lines.
+    bool draw(Mat* image) override;
+    PumpABC* clone() const override;
+
+    float m_fRho = 0;
+    float m_fTheta = 0;
+    int m_nThreshold = 0;
+    int m_nLines = 0;  // wanted; after process the number found (at most the wanted)
+    int m_nPeaks = 0;
+    Point2_<int>* m_pStart = nullptr;
+    Point2_<int>* m_pEnd = nullptr;
+
+private:
+    void freeLines();
+};
+
+namespace ip {
+
+// Standard Hough lines of the zero pixels of a one-channel byte image: lines
+// is emptied, then gets start and end of each line (up to linesMax), strongest first.
+TARVO_EXPORTS void houghLinesStd(const Mat& src, Array<Point2_<int>, const Point2_<int>&>& lines,
+                                 float rho, float theta, int threshold, int linesMax);
+// Randomised Hough segments of the zero pixels: appends the two ends of each
+// segment at least lineLength long (along x or y), bridging gaps up to
+// lineGap. The order depends on the random generator (pin its seed to repeat).
+TARVO_EXPORTS void houghLines(const Mat& src, Array<Point2_<int>, const Point2_<int>&>& lines,
+                              float rho, float theta, int threshold, int lineLength, int lineGap);
+// Dominant directions of a point set: for each point the angles to its k
+// nearest neighbours vote in 180 one-degree bins, smoothed circularly by
+// 1 4 6 4 1; local maxima are kept. result gets the 180 bin indices, best first.
+TARVO_EXPORTS void houghLinePoints(const Array<Point2_<int>, const Point2_<int>&>& points, int k,
+                                   Vec_<int>& result);
+// The darkest disc of a one-channel byte image whose centre pixel is below
+// 101. radius in: the radius to try (-1: cols / 8), which is searched up to a
+// third larger; center in: (-1, -1) to search everywhere, else the search
+// stays near it. Out: the best centre and radius, or (-1, -1) and -1.
+TARVO_EXPORTS void houghCircle(const Mat& image, Point2_<int>& center, int& radius);
+
+}  // namespace ip
+
+// Dark-where-a-gradient-was-seen map of a byte image of 1, 3 or 4 channels:
+// 255 where the edge extractor's 8-bit strength is 0, else 0, in every channel.
+// A null dst writes over src; a dst of another size or type is re-created.
+// False (nothing written) for other images, or sides above 32767.
+class TARVO_EXPORTS ipNMS : public ipCorePump {
+public:
+    ipNMS() {}
+    bool process(Mat* src, Mat* dst) override;
+    PumpABC* clone() const override;
 };
 
 namespace ip {

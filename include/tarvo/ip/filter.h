@@ -21,12 +21,135 @@
 #include <vector>
 
 #include "tarvo/export.h"
+#include "tarvo/ip/core.h"
 #include "tarvo/mat.h"
 #include "tarvo/ptr.h"
 #include "tarvo/saturate.h"
 #include "tarvo/types.h"
 
 namespace tarvo {
+// ---------------------------------------------------------------- direct filters
+
+// Window of the direct filters: kind 0 a size x size kernel on a Mat, 1 a
+// one-dimensional kernel on a Vec, 2 a horizontal and 3 a vertical
+// one-dimensional kernel on a Mat. A window of size n has taps -n/2 ..
+// n - n/2 - 1 (an even size has one more tap before the centre), read in
+// kernel order without flipping (correlation).
+enum filterintype { FilterSquare = 0, FilterVec = 1, FilterHorizontal = 2, FilterVertical = 3 };
+
+// Direct integer-kernel filter with a divisor and an offset. Pixels whose
+// window crosses the image edge keep the source value. Only integer kernels
+// filter: a float or double kernel is stored but every process then refuses.
+class TARVO_EXPORTS ipFilter {
+public:
+    ipFilter();
+    ipFilter(const ipFilter&) = delete;
+    ipFilter& operator=(const ipFilter&) = delete;
+    virtual ~ipFilter();
+
+    // Kind 1: dst (re-created like src) gets offset + sum / divisor per
+    // element, bytes truncated then clamped to 0..255, floats unclamped; edge
+    // elements keep the source. A null dst writes over *src (which must then
+    // be modifiable). False for a null integer kernel, another kind or an
+    // empty src.
+    virtual bool process(const Vec* src, Vec* dst);
+    // Kinds 0, 2, 3 on byte (any channels) or float images; same rules and
+    // null-dst meaning as above. Kind 0 re-creates a dst of another shape,
+    // kinds 2 and 3 always re-create dst. False for kind 1, a null integer
+    // kernel or an empty src (dst untouched).
+    virtual bool process(const Mat* src, Mat* dst);
+    // Frees the kernel and clears the created flag.
+    virtual void release();
+
+    // Stores a copy of kernel (size x size entries for kind 0, size otherwise);
+    // divisor 0 becomes 1. Returns 0 when already created (the first kernel
+    // stays), for a null kernel, a size below 1 or more than 2^24 entries.
+    int create(const int* kernel, int size, int divisor, int offset, filterintype kind);
+    // As above with a float kernel (divisor 0 becomes 1.0); never used to filter.
+    int create(const float* kernel, int size, float divisor, int offset, filterintype kind);
+    // As the float form; entries and divisor are converted to float.
+    int create(const double* kernel, int size, double divisor, int offset, filterintype kind);
+
+    filterintype kind;
+    int* kernel;     // integer kernel, owned; null for a float kernel
+    float* fkernel;  // float kernel, owned; null for an integer kernel
+    int size;
+    int divisor;     // integer divisor (0 with a float kernel)
+    float fdivisor;  // float divisor
+    int offset;
+    int created;
+};
+
+// Median filter operator (pump): process(src, dst) runs ip::median with
+// kind 0 and the window below; false when ip::median would refuse.
+class TARVO_EXPORTS ipMedian : public ipCorePump {
+public:
+    explicit ipMedian(int window = 3) : window(window) {}
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+
+    int window;  // window width and height in pixels, 1 or more
+};
+
+namespace ip {
+
+// Integer-kernel direct filter of the given kind (0, 2 or 3) on a byte or
+// float image: offset + sum / divisor (truncating), bytes clamped to 0..255;
+// pixels whose window crosses the edge keep the source value. A refused input
+// (bad size, null kernel, empty src, kind 1) leaves dst untouched.
+TARVO_EXPORTS void convolve2(const Mat& src, Mat& dst, const int* kernel, int size, int divisor,
+                             int offset, filterintype kind);
+// Float and double kernels never filter a Mat: dst is left as it was.
+TARVO_EXPORTS void convolve2(const Mat& src, Mat& dst, const float* kernel, int size, float divisor,
+                             int offset, filterintype kind);
+TARVO_EXPORTS void convolve2(const Mat& src, Mat& dst, const double* kernel, int size,
+                             double divisor, int offset, filterintype kind);
+// In place: filters a copy of image into image.
+TARVO_EXPORTS void convolve2(Mat& image, const int* kernel, int size, int divisor, int offset,
+                             filterintype kind);
+TARVO_EXPORTS void convolve2(Mat& image, const float* kernel, int size, float divisor, int offset,
+                             filterintype kind);
+TARVO_EXPORTS void convolve2(Mat& image, const double* kernel, int size, double divisor, int offset,
+                             filterintype kind);
+// Square kernel on the part of a one-channel byte image inside area (clipped):
+// the result holds max(offset + sum / divisor, 0) capped at 255 inside area
+// (edge-crossing pixels keep the source) and 0 outside it. A dst that does
+// not fit is re-created like src. Other images are refused.
+TARVO_EXPORTS void convolve2(const Mat& src, Mat& dst, const int* kernel, int size, int divisor,
+                             int offset, const Rect_<int>& area);
+TARVO_EXPORTS void convolve2(Mat& image, const int* kernel, int size, int divisor, int offset,
+                             const Rect_<int>& area);
+// Separable filter: the kernel along rows, then along columns, each pass
+// summing only the taps inside the image and dividing by the full divisor (0
+// acts as 1), so edges darken. Byte and float images (any channels); byte
+// passes truncate then saturate. An int kernel on other depths leaves dst a
+// copy of src. Bad size, null kernel or empty src leave dst untouched.
+TARVO_EXPORTS void convolve2sep(const Mat& src, Mat& dst, const int* kernel, int size, int divisor);
+TARVO_EXPORTS void convolve2sep(const Mat& src, Mat& dst, const float* kernel, int size,
+                                float divisor);
+TARVO_EXPORTS void convolve2sep(Mat& image, const int* kernel, int size, int divisor);
+TARVO_EXPORTS void convolve2sep(Mat& image, const float* kernel, int size, float divisor);
+// One-dimensional filter of a byte or float Vec (kind 1 of ipFilter).
+TARVO_EXPORTS void convolve(const Vec& src, Vec& dst, const int* kernel, int size, int divisor,
+                            int offset);
+TARVO_EXPORTS void convolve(Vec& vec, const int* kernel, int size, int divisor, int offset);
+// Sum of the first count entries (the natural divisor of a smoothing kernel);
+// the int form wraps in 32-bit unsigned arithmetic. Null or count < 1 gives 0.
+TARVO_EXPORTS int kernelFactor(const int* kernel, int count);
+TARVO_EXPORTS float kernelFactor(const float* kernel, int count);
+TARVO_EXPORTS double kernelFactor(const double* kernel, int count);
+
+// Median filter of byte, 16-bit or int images: each pixel becomes the sample
+// at index count / 2 of the sorted samples of its window that lie inside the
+// image (the window shrinks at the edges). kind 2 is a horizontal, 3 a
+// vertical window (one channel only); any other kind a window x window square
+// (any channels). dst is re-created like src when it does not fit. A window
+// below 1, an empty src or another depth or channel count leave dst untouched.
+TARVO_EXPORTS void median(const Mat& src, Mat& dst, int window, filterintype kind = FilterSquare);
+TARVO_EXPORTS void median(Mat& image, int window, filterintype kind = FilterSquare);
+
+}  // namespace ip
+
 namespace ip {
 
 // ---------------------------------------------------------------- borders

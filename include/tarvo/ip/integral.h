@@ -22,7 +22,7 @@
 #pragma once
 
 #include "tarvo/export.h"
-#include "tarvo/ip/matptrlist.h"
+#include "tarvo/matptrlist.h"
 #include "tarvo/mat.h"
 #include "tarvo/types.h"
 

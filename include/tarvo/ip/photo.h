@@ -122,6 +122,204 @@ public:
     int mode;  // 1 common range, 2 per channel, anything else luminance
 };
 
+// ---------------------------------------------------------------- tone operators
+//
+// Byte images through 256-entry tables (every channel for exposure and light,
+// the first three channels of each pixel for level mode 2 and shadows, further
+// channels copied); exposure and light also take float images, whose elements
+// index the table by clamp(trunc(v), 0, 255), NaN as 0. A null destination
+// means in place. A null or empty source and other depths are refused (false,
+// nothing written).
+
+// Brightness and contrast in one: table[i] = clamp(trunc((i - 128) * (amount +
+// 100) / 100 + amount + 128), 0, 255). A destination of another size, depth or
+// channel count becomes a copy of the source before it is overwritten.
+class TARVO_EXPORTS ipExposure : public ipCorePump {
+public:
+    explicit ipExposure(int amount = 0) : amount(amount) {}
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+
+    int amount;  // -100 darkens to black, 0 is the identity, 100 doubles the contrast
+};
+
+// table[i] = clamp(trunc((i - 128) * (contrast + 100) / 100 + brightness), 0, 255)
+// with brightness stored with 128 added. A mismatching destination is re-created
+// and cleared.
+class TARVO_EXPORTS ipLight : public ipCorePump {
+public:
+    // brightness as the caller means it (-255..255, 0 neutral); 128 is added here.
+    explicit ipLight(int brightness = 0, int contrast = 0)
+        : brightness(brightness > 2147483647 - 128 ? 2147483647 : brightness + 128),
+          contrast(contrast) {}
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+
+    int brightness;  // the caller's brightness + 128
+    int contrast;    // percent; -100 flattens to grey, 0 keeps, 100 doubles
+};
+
+// Levels. Mode 1 stretches the luminance range of a 1- or 3-channel byte image
+// onto low..high (false for a flat image or low == high; a destination it
+// re-created then stays cleared). Mode 2 lifts the shadows by low and pulls the
+// highlights by 255 - high through one table; it refuses (false, nothing
+// written) a destination of another size or depth. Other modes: false.
+class TARVO_EXPORTS ipLevel : public ipCorePump {
+public:
+    ipLevel(int low = 0, int high = 255, int mode = 2) : low(low), high(high), mode(mode) {}
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+
+    int low;   // 0..255
+    int high;  // 0..255
+    int mode;  // 1 luminance stretch, 2 shadow/highlight table
+};
+
+// Shadow lift: v = p + (m - trunc(p * (m + 0.0001) / 255)) / 2 with m = trunc(depth
+// * 255), capped at trunc(255 - limit * 50) and clamped to 0..255. A mismatching
+// destination is re-created and cleared.
+class TARVO_EXPORTS ipShadows : public ipCorePump {
+public:
+    ipShadows(float depth = 0.5f, float limit = 0.5f) : depth(depth), limit(limit) {}
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+
+    float depth;  // 0..1, how much dark values are lifted
+    float limit;  // 0..1, lowers the brightest output value by up to 50 levels
+};
+
+// Power-law tone curve normalised so that 255 stays 255 on bytes:
+// table[i] = trunc(i^gamma * 255 / 255^gamma) (gamma 0: a logarithmic curve).
+// Float and double images get pow(v, gamma) on the first cols elements of each
+// row (gamma 0: log(max(v, 1) / 256 + v)).
+class TARVO_EXPORTS GammaCorrection {
+public:
+    explicit GammaCorrection(double gamma = 0.5) : gamma(gamma < 0 ? -gamma : gamma) {}
+    virtual ~GammaCorrection() {}
+    // Stores |gamma|.
+    void setGamma(double g) { gamma = g < 0 ? -g : g; }
+    double getGamma() const { return gamma; }
+    // dst = the curve applied to src (dst may be src). A destination of another
+    // size or type is re-created and cleared first. Returns 0, or -1 for null
+    // or empty arguments and depths other than byte, float and double.
+    int process(const Mat* src, Mat* dst);
+
+    double gamma;
+};
+
+// ---------------------------------------------------------------- stylising operators
+//
+// Byte images of 1 to 4 channels. Where a pixel's colour is read, a grey
+// pixel stands for three equal values; channels past the third are copied from
+// the source. Other depths, null or empty sources are refused (false, nothing
+// written). A null destination means in place; a destination of another size,
+// depth or channel count is re-created and cleared first.
+
+// Lens-like remapping about the centre: mode 0 magnifies the middle, 1 shrinks
+// it, 2 twists by d / twist radians, 3 unrolls to polar coordinates, others
+// shift columns in 32-pixel bands. Pixels outside the circle, or mapped outside
+// the image, take the top left pixel. radius 0 becomes the half diagonal and
+// twist 0 becomes 1, both kept in the object.
+class TARVO_EXPORTS ipCircleTransform : public ipCorePump {
+public:
+    ipCircleTransform(int mode = 0, int radius = 0, float twist = 1.0f)
+        : mode(mode), radius(radius), twist(twist) {}
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+
+    int mode;
+    int radius;   // pixels; 0 for the half diagonal
+    float twist;  // pixels per radian of twist in mode 2; 0 for 1
+};
+
+// Pencil outline: 255 - min(S * amount / 50, 255), S the summed absolute
+// differences of each pixel's first byte to its four neighbours (the outermost
+// rows and columns read as 0), in three equal channels.
+class TARVO_EXPORTS ipSketch : public ipCorePump {
+public:
+    explicit ipSketch(int amount = 50) : amount(amount) {}
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+
+    int amount;  // line strength; 0 gives white, 50 is gain 1
+};
+
+// Outline with hand hatching: the outline of ipSketch (gain 1.2) mixed with
+// stroke patterns chosen by the grey level.
+class TARVO_EXPORTS ipRoughSketch : public ipCorePump {
+public:
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+};
+
+// Sepia: every pixel is tinted by its lightness and mixed into a running colour
+// that carries along the rows; the result always has three channels.
+class TARVO_EXPORTS ipVintage : public ipCorePump {
+public:
+    explicit ipVintage(int amount = 80) : amount(amount) {}
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+
+    int amount;  // percent, clamped to 0..100; 0 gives black, 100 the plain tint
+};
+
+// Few levels: each of the first three bytes of a pixel snaps to the nearer of
+// the two table entries around it (values above the last entry stay).
+class TARVO_EXPORTS ipPosterize : public ipCorePump {
+public:
+    // levels is limited to 2..256.
+    explicit ipPosterize(int levels = 4);
+    ipPosterize(const ipPosterize& other);
+    ipPosterize& operator=(const ipPosterize&) = delete;
+    ~ipPosterize() override;
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+
+    int levels;
+    unsigned char* table;  // levels entries, owned; null if allocation failed
+
+private:
+    int m_tableLevels;  // entries in table; process rebuilds it when levels changed
+};
+
+// Moves every pixel by a random offset of up to amount pixels in x and y (from
+// rand15, never seeded here); a pixel mapped outside keeps its own colour.
+class TARVO_EXPORTS ipJitter : public ipCorePump {
+public:
+    explicit ipJitter(int amount = 3) : amount(amount) {}
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+
+    int amount;  // pixels
+};
+
+// Adds uniform noise of +-amount/2 to every byte, clamped to 0..255; seeds the
+// generator through detail::seedFromClock on every call.
+class TARVO_EXPORTS ipNoise : public ipCorePump {
+public:
+    explicit ipNoise(int amount = 40) : amount(amount) {}
+    PumpABC* clone() const override;
+    bool process(Mat* src, Mat* dst) override;
+
+    int amount;  // peak-to-peak noise in levels
+};
+
+// Smoothing with offset: methods 0 to 2 filter with a 3 x 3 box, a 3 x 3 and a
+// 5 x 5 binomial-like kernel plus trunc(strength * 50) (pixels whose window
+// crosses the edge keep their value), 3 takes the 3 x 3 median; any other
+// method gives zeros of the source's size and type.
+class TARVO_EXPORTS ipDenoise {
+public:
+    ipDenoise(float strength = 0.0f, int method = 0) : strength(strength), method(method) {}
+    virtual ~ipDenoise() {}
+    // dst (or src when dst is null) becomes the result with src's size and
+    // type. Refuses (false, nothing written) what ipSketch refuses.
+    bool process(Mat* src, Mat* dst);
+
+    float strength;  // brightness added, in fiftieths of a level per unit
+    int method;      // 0 box, 1 3 x 3 weighted, 2 5 x 5 weighted, 3 median
+};
+
 namespace ip {
 
 // RGB to byte-scale HSL (all 0..255, a full hue turn is 255), integer arithmetic.
@@ -171,6 +369,43 @@ TARVO_EXPORTS void histogramRoot(const Mat& src, Mat& dst);
 TARVO_EXPORTS void histogramStretch(const Mat& src, Mat& dst, int mode);
 // In-place form.
 TARVO_EXPORTS void histogramStretch(Mat& image, int mode);
+
+// dst = src through ipExposure (amount -100..100 is the useful range).
+TARVO_EXPORTS void exposure(const Mat& src, Mat& dst, int amount);
+// dst = src through ipLight; brightness -255..255, contrast in percent (-100..).
+TARVO_EXPORTS void light(const Mat& src, Mat& dst, int brightness, int contrast);
+// In-place form of light.
+TARVO_EXPORTS void light(Mat& image, int brightness, int contrast);
+// dst = src through ipLevel (low, high 0..255; mode 1 or 2).
+TARVO_EXPORTS void level(const Mat& src, Mat& dst, int low, int high, int mode);
+// dst = src through ipShadows (depth and limit 0..1).
+TARVO_EXPORTS void shadow(const Mat& src, Mat& dst, float depth, float limit);
+// dst = src through GammaCorrection with |gamma|; dst takes src's size and type
+// (cleared when new). Bad input leaves dst as it was.
+TARVO_EXPORTS void gamma(const Mat& src, Mat& dst, double gamma);
+
+// dst = src through ipSketch (amount 0..100).
+TARVO_EXPORTS void sketch(const Mat& src, Mat& dst, int amount);
+// dst = src through ipRoughSketch.
+TARVO_EXPORTS void roughSketch(const Mat& src, Mat& dst);
+// dst = src through ipVintage (amount in percent).
+TARVO_EXPORTS void vintage(const Mat& src, Mat& dst, int amount);
+// dst = src through ipPosterize (levels 2..256).
+TARVO_EXPORTS void posterize(const Mat& src, Mat& dst, int levels);
+// dst = src through ipJitter (amount in pixels).
+TARVO_EXPORTS void jitter(const Mat& src, Mat& dst, int amount);
+// dst = src through ipNoise.
+TARVO_EXPORTS void noise(const Mat& src, Mat& dst, int amount);
+// dst = src through ipCircleTransform.
+TARVO_EXPORTS void circleTransform(const Mat& src, Mat& dst, int radius, float twist, int mode);
+
+// dst = src through ipDenoise.
+TARVO_EXPORTS void denoise(const Mat& src, Mat& dst, float strength, int method);
+// Glow: luminance raised by gain and lift (w = Y * gain + Y + lift * 0.2 / 0.65
+// * 255, above 255 gives 255), brightened by 40, luminance-stretched and
+// smoothed by a 3 x 3 box. dst takes src's size and type; byte images of 1, 3
+// or 4 channels (a fourth channel is copied), others leave dst untouched.
+TARVO_EXPORTS void bloom(const Mat& src, Mat& dst, float lift, float gain);
 
 }  // namespace ip
 }  // namespace tarvo

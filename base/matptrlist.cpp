@@ -1,19 +1,30 @@
-#include "tarvo/ip/matptrlist.h"
+#include "tarvo/matptrlist.h"
+
+#include <new>
 
 namespace tarvo {
 
-MatPtrList::MatPtrList(const MatPtrList& other)
-    : Array<Mat*>(other),
-      m_reserved1(other.m_reserved1),
-      m_reserved2(other.m_reserved2),
-      m_scales(other.m_scales) {}
+MatPtrList::MatPtrList(const MatPtrList& other) : Array<Mat*>() {
+    *this = other;
+}
 
+// Every frame is copied (a null frame stays null); when memory runs out the
+// list ends up with the frames copied so far.
 MatPtrList& MatPtrList::operator=(const MatPtrList& other) {
     if (this == &other) return *this;
-    Array<Mat*>::operator=(other);
+    release();
     m_reserved1 = other.m_reserved1;
     m_reserved2 = other.m_reserved2;
-    m_scales = other.m_scales;
+    for (int i = 0; i < other.getSize(); i++) {
+        const Mat* f = other.getAt(i);
+        Mat* copy = nullptr;
+        if (f) {
+            copy = new (std::nothrow) Mat();
+            if (!copy) break;
+            copy->create(*f, true);
+        }
+        if (addFrame(copy, other.getScale(i)) < 0) break;
+    }
     return *this;
 }
 

@@ -10,9 +10,9 @@ namespace tarvo {
 
 // An array of owned Mat* frames with a parallel array of scales: frame i is the
 // source reduced by getScale(i) (1 for the full-size frame).
-// Copies are shallow (pointers and scales): after a copy two lists hold the
-// same frames, and only one of them may release them.
-class TARVO_EXPORTS MatPtrList : public Array<Mat*> {
+// Copies are deep: a copy holds its own copies of the frames, so each list
+// frees only what it owns.
+class TARVO_BASE_EXPORTS MatPtrList : public Array<Mat*> {
 public:
     MatPtrList() = default;
     MatPtrList(const MatPtrList& other);
@@ -29,8 +29,7 @@ public:
     void setScale(int i, float scale);
     // Deletes every non-null frame and empties both arrays.
     void release();
-    // Empties both arrays without deleting the frames (for a shallow copy
-    // that must not free what another list owns).
+    // Empties both arrays without deleting the frames (the caller takes them over).
     void detachAll() {
         removeAll();
         m_scales.removeAll();

@@ -1,0 +1,629 @@
+// Edge chains: 7-tap gradients, strength and angle, histogram cut,
+// non-maximum suppression, double thresholds and edge following.
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <vector>
+
+#include "tarvo/colorspace.h"
+#include "tarvo/ip/edges.h"
+#include "tarvo/parallel.h"
+
+#include "edges/edge_follow.h"
+
+namespace tarvo {
+
+namespace {
+
+constexpr int kNullArgument = -50100;
+constexpr int kStrengthFailed = -50051;
+constexpr int kSuppressFailed = -50052;
+constexpr int kHysteresisFailed = -50053;
+constexpr int kExtractFailed = -50054;
+
+// v / 2^s rounded towards minus infinity, for either sign.
+inline long long floorShift(long long v, int s) {
+    return v >= 0 ? v >> s : ~((~v) >> s);
+}
+
+template <typename T>
+T* newZeroed(size_t n) {
+    T* p = new (std::nothrow) T[n];
+    if (p) std::memset(p, 0, n * sizeof(T));
+    return p;
+}
+
+unsigned char clampPercent(int v) {
+    return (unsigned char)(v < 0 ? 0 : v > 255 ? 255 : v);
+}
+
+// Frames of the edge following: one per pixel being followed.
+struct FollowFrame {
+    short x, y;
+    unsigned char next, found, branched;
+};
+
+// Runs fn(y0, y1) over row stripes of [0, rows) through parallel_for_; the
+// passes below write disjoint rows, so the result never depends on the split.
+template <typename F>
+void forRowStripes(int rows, long long work, const F& fn) {
+    struct Body : ParallelLoopBody {
+        explicit Body(const F& f) : fn(f) {}
+        void operator()(const Range& r) const override { fn(r.start, r.end); }
+        const F& fn;
+    } body(fn);
+    const double stripes = work < (1 << 16) ? 1.0 : double(rows < 64 ? rows : 64);
+    parallel_for_(Range(0, rows), body, stripes);
+}
+
+// Neighbour order of the edge following.
+constexpr int kFollowDx[8] = {1, 1, 1, 0, 0, -1, -1, -1};
+constexpr int kFollowDy[8] = {0, 1, -1, 1, -1, 0, 1, -1};
+
+}  // namespace
+
+// ---- MCEdgeList
+
+MCEdgeList::~MCEdgeList() {
+    freeEdgeList();
+}
+
+void MCEdgeList::addEdge(short* points, int count) {
+    if (!points || count < 10) return;
+    _tagEdge* e = new (std::nothrow) _tagEdge();
+    if (!e) return;
+    e->points = new (std::nothrow) short[size_t(count) * 2];
+    if (!e->points) {
+        delete e;
+        return;
+    }
+    std::memcpy(e->points, points, sizeof(short) * size_t(count) * 2);
+    e->count = count;
+    if (m_pLast)
+        m_pLast->next = e;
+    else
+        m_pFirst = e;
+    m_pLast = e;
+    m_nEdgeCount++;
+}
+
+void MCEdgeList::freeEdgeList() {
+    _tagEdge* e = m_pFirst;
+    while (e) {
+        _tagEdge* next = e->next;
+        delete[] e->points;
+        delete e;
+        e = next;
+    }
+    m_pFirst = m_pLast = nullptr;
+    m_nEdgeCount = 0;
+}
+
+void MCEdgeList::getEdgeMap(unsigned char** rows) {
+    if (!rows) return;
+    for (_tagEdge* e = m_pFirst; e; e = e->next)
+        for (int i = 0; i < e->count; i++) rows[e->points[2 * i + 1]][e->points[2 * i]] = 255;
+}
+
+void MCEdgeList::getEdgeIndexMap(unsigned char** rows, _tagEdge** table) {
+    if (!rows || !table) return;
+    std::memset(table, 0, sizeof(_tagEdge*) * 1024);
+    unsigned char number = 1;
+    for (_tagEdge* e = m_pFirst; e; e = e->next, number++) {
+        table[number] = e;
+        for (int i = 0; i < e->count; i++) rows[e->points[2 * i + 1]][e->points[2 * i]] = number;
+    }
+}
+
+// ---- MCEdgeExtractor
+
+const unsigned char MCEdgeExtractor::m_snWndRadius = 3;
+const unsigned char MCEdgeExtractor::m_snWndDiameter = 7;
+const short MCEdgeExtractor::m_srDiffFilter[7] = {-1, -4, -5, 0, 5, 4, 1};
+const short MCEdgeExtractor::m_srSmoothFilter[7] = {1, 6, 15, 20, 15, 6, 1};
+
+MCEdgeExtractor::MCEdgeExtractor() {}
+
+MCEdgeExtractor::MCEdgeExtractor(unsigned char** rows, unsigned short width, unsigned short height)
+    : m_nWidth(width), m_nHeight(height), m_ppGrey(rows) {}
+
+MCEdgeExtractor::MCEdgeExtractor(unsigned char** rows, unsigned short width, unsigned short height,
+                                 int nonEdge, int high, int low)
+    : m_nWidth(width), m_nHeight(height), m_ppGrey(rows) {
+    m_nNonEdge = clampPercent(nonEdge);
+    m_nHigh = clampPercent(high);
+    m_nLow = clampPercent(low);
+}
+
+MCEdgeExtractor::~MCEdgeExtractor() {
+    freeResults();
+}
+
+void MCEdgeExtractor::freeResults() {
+    delete[] m_pStrength8;
+    if (m_ppEdgeMap) delete[] m_ppEdgeMap[0];
+    delete[] m_ppEdgeMap;
+    delete[] m_pGrdX;
+    delete[] m_pGrdY;
+    delete[] m_pEdgeStrength;
+    delete[] m_pEdgeOrient;
+    delete[] m_pStrong;
+    delete[] m_pWeak;
+    m_pStrength8 = nullptr;
+    m_ppEdgeMap = nullptr;
+    m_pGrdX = m_pGrdY = m_pEdgeStrength = m_pEdgeOrient = nullptr;
+    m_pStrong = m_pWeak = nullptr;
+    m_edgeList.freeEdgeList();
+    m_nBackground = 0;
+}
+
+// Edge map (unvisited) and both gradients, all cleared, and the label reset:
+// the frame outside the filter window then reads as no gradient.
+void MCEdgeExtractor::init() {
+    const size_t n = size_t(m_nWidth) * m_nHeight;
+    unsigned char* block = newZeroed<unsigned char>(n);
+    m_ppEdgeMap = block ? new (std::nothrow) unsigned char*[m_nHeight] : nullptr;
+    if (!m_ppEdgeMap) {
+        delete[] block;
+    } else {
+        for (int y = 0; y < m_nHeight; y++) m_ppEdgeMap[y] = block + size_t(y) * m_nWidth;
+    }
+    m_pGrdX = newZeroed<short>(n);
+    m_pGrdY = newZeroed<short>(n);
+    m_nLabel = 1;
+}
+
+int MCEdgeExtractor::fixedPointAngle(int gyIn, int gxIn) {
+    static const long long kBase[8] = {-144, 92304, 184464, 92016, 368784, 276336, 184176, 276624};
+    long long gy = gyIn;
+    const long long gx = gxIn;
+    if (gx == 0 && gy < 1024) gy *= 1024;
+    const long long a = gx < 0 ? -gx : gx, b = gy < 0 ? -gy : gy;
+    const bool steep = b > a;
+    const int i = (a == 0 && b == 0) ? 0 : ((gx < 0) + 2 * (gy < 0)) * 2 + (steep ? 1 : 0);
+    const long long small = steep ? a : b, large = steep ? b : a;
+    long long num = small;
+    if (i == 1 || i == 2 || i == 4 || i == 7) num = ~num;
+    num *= 1024;
+    const long long den = (large * 1024) | 1;
+    // |num| * 2^20 stays below 2^53, so the double quotient truncates to the
+    // exact integer quotient (a non-integer quotient is at least 1/den away
+    // from the next integer, more than the rounding error), at a fraction of
+    // the cost of a 64-bit division.
+    const long long t = (long long)(double(num * 1048576) / double(den));
+    const long long u = 62560 - floorShift(16193 * (t < 0 ? -t : t), 20);
+    const long long v = floorShift(u * t, 20);
+    return int(floorShift(kBase[i] + v + 511, 10));
+}
+
+bool MCEdgeExtractor::GaussDiffFilter() {
+    const int W = m_nWidth, H = m_nHeight, r = m_snWndRadius;
+    const short* S = m_srSmoothFilter;
+    const short* D = m_srDiffFilter;
+    std::vector<short> scratch;
+    try {
+        scratch.assign(size_t(W) * H, 0);
+    } catch (...) {
+        return false;
+    }
+    unsigned char** img = m_ppGrey;
+    short* sc = scratch.data();
+    const long long work = (long long)W * H;
+    // The loops run along rows, so the compiler turns them into vector code;
+    // every sum is an exact integer in any order. The shifts by 5 are
+    // arithmetic (floor) on the two's-complement targets we build for.
+    // Smoothed along y, differenced along x.
+    forRowStripes(H, work, [&](int y0, int y1) {
+        for (int y = y0 < r ? r : y0; y < y1 && y < H - r; y++) {
+            short* out = sc + size_t(y) * W;
+            for (int x = 0; x < W; x++) {
+                int sum = 0;
+                for (int k = 0; k < 7; k++) sum += img[y - r + k][x] * S[k];
+                out[x] = (short)sum;
+            }
+        }
+    });
+    forRowStripes(H, work, [&](int y0, int y1) {
+        for (int y = y0; y < y1; y++) {
+            const short* row = sc + size_t(y) * W;
+            short* out = m_pGrdX + size_t(y) * W;
+            for (int x = r; x < W - r; x++) {
+                int sum = 0;
+                for (int k = 0; k < 7; k++) sum += row[x - r + k] * D[k];
+                out[x] = (short)(sum >> 5);
+            }
+        }
+    });
+    // Smoothed along x, differenced along y. The scratch is cleared first:
+    // its border columns must read 0, not the first pass's values.
+    std::fill(scratch.begin(), scratch.end(), short(0));
+    forRowStripes(H, work, [&](int y0, int y1) {
+        for (int y = y0; y < y1; y++) {
+            const unsigned char* in = img[y];
+            short* out = sc + size_t(y) * W;
+            for (int x = r; x < W - r; x++) {
+                int sum = 0;
+                for (int k = 0; k < 7; k++) sum += in[x - r + k] * S[k];
+                out[x] = (short)sum;
+            }
+        }
+    });
+    forRowStripes(H, work, [&](int y0, int y1) {
+        for (int y = y0 < r ? r : y0; y < y1 && y < H - r; y++) {
+            short* out = m_pGrdY + size_t(y) * W;
+            for (int x = 0; x < W; x++) {
+                int sum = 0;
+                for (int k = 0; k < 7; k++) sum += sc[size_t(y - r + k) * W + x] * D[k];
+                out[x] = (short)(sum >> 5);
+            }
+        }
+    });
+    return true;
+}
+
+// Strength, orientation and the 8-bit strength; returns the cut k (0..128), or -1.
+// Rows run in stripes, each with its own maximum, count and histogram; the
+// integer totals do not depend on how the rows were split.
+int MCEdgeExtractor::ComputeEdgeStrength() {
+    const int W = m_nWidth, H = m_nHeight;
+    const size_t n = size_t(W) * H;
+    m_pEdgeStrength = new (std::nothrow) short[n];
+    m_pEdgeOrient = new (std::nothrow) short[n];
+    if (!m_pEdgeStrength || !m_pEdgeOrient || !m_pStrength8) return -1;
+    const int nStripes = H < 16 ? H : 16;
+    struct StripeStats {
+        int maxS = 1;
+        long long nz = 0;
+        long long hist[128] = {};
+    };
+    std::vector<StripeStats> stats(static_cast<size_t>(nStripes));
+    auto stripeRows = [&](int i, int& y0, int& y1) {
+        y0 = int((long long)H * i / nStripes);
+        y1 = int((long long)H * (i + 1) / nStripes);
+    };
+    const long long work = (long long)W * H;
+    forRowStripes(nStripes, work, [&](int i0, int i1) {
+        for (int i = i0; i < i1; i++) {
+            int y0, y1;
+            stripeRows(i, y0, y1);
+            StripeStats& st = stats[size_t(i)];
+            for (size_t p = size_t(y0) * W; p < size_t(y1) * W; p++) {
+                const int gx = m_pGrdX[p], gy = m_pGrdY[p];
+                int angle = fixedPointAngle(gy, gx);
+                if (angle > 180) angle -= 180;
+                m_pEdgeOrient[p] = (short)angle;
+                const int v = (gx < 0 ? -gx : gx) + (gy < 0 ? -gy : gy);
+                m_pEdgeStrength[p] = (short)v;
+                st.nz += v >= 1;
+                if (v > st.maxS) st.maxS = v;
+            }
+        }
+    });
+    int maxS = 1;
+    long long nz = 0;
+    for (const StripeStats& st : stats) {
+        maxS = st.maxS > maxS ? st.maxS : maxS;
+        nz += st.nz;
+    }
+    // s * 127 / maxS for every strength up to the maximum, once.
+    std::vector<unsigned char> scaled;
+    try {
+        scaled.resize(size_t(maxS) + 1);
+    } catch (...) {
+        return -1;
+    }
+    for (int v = 0; v <= maxS; v++) scaled[size_t(v)] = (unsigned char)(v * 127 / maxS);
+    forRowStripes(nStripes, work, [&](int i0, int i1) {
+        for (int i = i0; i < i1; i++) {
+            int y0, y1;
+            stripeRows(i, y0, y1);
+            StripeStats& st = stats[size_t(i)];
+            for (size_t p = size_t(y0) * W; p < size_t(y1) * W; p++) {
+                const int s8 = scaled[size_t(m_pEdgeStrength[p])];
+                m_pStrength8[p] = (unsigned char)s8;
+                st.hist[s8]++;
+            }
+        }
+    });
+    long long hist[128] = {};
+    for (const StripeStats& st : stats)
+        for (int b = 0; b < 128; b++) hist[b] += st.hist[b];
+    int k = 0;
+    if (nz > 0) {
+        long long sum = hist[0];
+        for (k = 1; k < 128; k++) {
+            sum += hist[k];
+            if (sum * 100 / nz > m_nNonEdge) break;
+        }
+    }
+    m_nBackground = (unsigned short)(k * maxS / 128);
+    return k;
+}
+
+void MCEdgeExtractor::ProcNonMaxSuppress(int k, unsigned char* o) {
+    const int W = m_nWidth, H = m_nHeight;
+    unsigned char* s = m_pStrength8;
+    std::memset(o, 0, size_t(W) * H);
+    for (int x = 0; x < W; x++) s[x] = s[size_t(H - 1) * W + x] = 0;
+    for (int y = 0; y < H; y++) s[size_t(y) * W] = s[size_t(y) * W + W - 1] = 0;
+    forRowStripes(H, (long long)W * H, [&](int ya, int yb) {
+        for (int y = ya < 1 ? 1 : ya; y < yb && y < H - 1; y++)
+            for (int x = 1; x < W - 1; x++) {
+                const size_t i = size_t(y) * W + x;
+                const int c = s[i];
+                if (c == 0 || c <= k) continue;
+                const int gx = m_pGrdX[i], gy = m_pGrdY[i];
+                const int ax = gx < 0 ? -gx : gx, ay = gy < 0 ? -gy : gy;
+                const bool sameSign = (gx >= 0) == (gy >= 0);
+                auto at = [&](int dy, int dx) { return int(s[i + ptrdiff_t(dy) * W + dx]); };
+                // |numerator| < 2^24: the float quotient truncates exactly.
+                auto ratio = [](int a, int b) { return int(float(a) / float(b)); };
+                int w, p, q;
+                if (sameSign && ax >= ay) {
+                    w = ratio(gy * 1024, gx);
+                    p = at(0, 1) * (1024 - w) + at(1, 1) * w;
+                    q = at(0, -1) * (1024 - w) + at(-1, -1) * w;
+                } else if (sameSign) {
+                    w = ratio(gx * 1024, gy);
+                    p = at(1, 0) * (1024 - w) + at(1, 1) * w;
+                    q = at(-1, 0) * (1024 - w) + at(-1, -1) * w;
+                } else if (ax < ay) {
+                    w = ratio(-gx * 1024, gy);
+                    p = at(1, 0) * (1024 - w) + at(1, -1) * w;
+                    q = at(-1, 0) * (1024 - w) + at(-1, 1) * w;
+                } else {
+                    w = ratio(-gy * 1024, gx);
+                    p = at(0, -1) * (1024 - w) + at(1, -1) * w;
+                    q = at(0, 1) * (1024 - w) + at(-1, 1) * w;
+                }
+                if (p < c * 1024 && q <= c * 1024) o[i] = (unsigned char)c;
+            }
+    });
+}
+
+void MCEdgeExtractor::HysteresisTr(const unsigned char* o) {
+    const int W = m_nWidth, H = m_nHeight;
+    const int hi = m_nHigh * 128 / 100, lo = m_nLow * 128 / 100;
+    const size_t n = size_t(W) * H;
+    // Local pointers: byte stores may alias anything, so going through the
+    // members would reload them on every pixel and block vector code.
+    signed char* strong = m_pStrong;
+    signed char* weak = m_pWeak;
+    for (size_t i = 0; i < n; i++) {
+        const int v = o[i];
+        strong[i] = (signed char)std::min(std::max(v - hi + 1, 0), 127);
+        weak[i] = (signed char)std::min(std::max(v - lo + 1, 0), 127);
+    }
+    // With a threshold of 0 the frame would count as edge; the following
+    // relies on a clear frame to stay inside the image.
+    for (int x = 0; x < W; x++) {
+        m_pStrong[x] = m_pWeak[x] = 0;
+        m_pStrong[size_t(H - 1) * W + x] = m_pWeak[size_t(H - 1) * W + x] = 0;
+    }
+    for (int y = 0; y < H; y++) {
+        m_pStrong[size_t(y) * W] = m_pWeak[size_t(y) * W] = 0;
+        m_pStrong[size_t(y) * W + W - 1] = m_pWeak[size_t(y) * W + W - 1] = 0;
+    }
+}
+
+void MCEdgeExtractor::RemoveSpuriousEdgePoint_1D(signed char* m) {
+    const int W = m_nWidth, H = m_nHeight;
+    for (int y = 1; y < H - 1; y++)
+        for (int x = 1; x < W - 1; x++) {
+            signed char* p = m + size_t(y) * W + x;
+            const bool vertical = p[W] > 0 || p[-W] > 0;
+            if (!vertical) continue;
+            if ((p[-1] <= 0 && p[1] > 0) || (p[-1] > 0 && p[1] <= 0)) *p = 0;
+        }
+}
+
+void MCEdgeExtractor::RemoveSpuriousEdgePoint_2D(signed char** rows) {
+    const int W = m_nWidth, H = m_nHeight;
+    for (int y = 1; y < H - 1; y++)
+        for (int x = 1; x < W - 1; x++) {
+            const bool vertical = rows[y + 1][x] > 0 || rows[y - 1][x] > 0;
+            if (!vertical) continue;
+            const signed char l = rows[y][x - 1], r = rows[y][x + 1];
+            if ((l <= 0 && r > 0) || (l > 0 && r <= 0)) rows[y][x] = 0;
+        }
+}
+
+namespace detail {
+
+namespace {
+
+// One pass of chain following over a pair of maps.
+class ChainFollower {
+public:
+    ChainFollower(const signed char* weak, unsigned char** edgeMap, int width, unsigned char& label,
+                  MCEdgeList& list, short* stack, std::vector<FollowFrame>& frames)
+        : m_weak(weak),
+          m_map(edgeMap),
+          m_width(width),
+          m_label(label),
+          m_list(list),
+          m_stack(stack),
+          m_frames(frames) {}
+
+    // Rewinds the point stack by the chain, adds the chain and advances the label.
+    void flush() {
+        m_stack -= 2 * size_t(m_points);
+        m_list.addEdge(m_stack, m_points);
+        m_label = (unsigned char)(m_label % 254 + 2);
+        m_points = 0;
+    }
+
+    // Depth-first following on an explicit stack of frames; visits, marks,
+    // pushes and flushes in the order of the recursive description, so a
+    // chain of any length costs no call depth. The seed itself is not marked.
+    void follow(int x0, int y0) {
+        std::vector<FollowFrame>& frames = m_frames;
+        frames.clear();
+        frames.push_back(FollowFrame{(short)x0, (short)y0, 0, 0, 0});
+        while (!frames.empty()) {
+            FollowFrame& f = frames.back();
+            if (f.next < 8) {
+                const int k = f.next++;
+                const int nx = f.x + kFollowDx[k], ny = f.y + kFollowDy[k];
+                if (m_map[ny][nx] == 0 && m_weak[size_t(ny) * m_width + nx] > 0) {
+                    if (f.found) {
+                        flush();
+                        f.branched = 1;
+                    }
+                    f.found = 1;
+                    m_map[ny][nx] = m_label;
+                    frames.push_back(FollowFrame{(short)nx, (short)ny, 0, 0, 0});
+                }
+                continue;
+            }
+            m_stack[0] = f.x;
+            m_stack[1] = f.y;
+            m_stack += 2;
+            m_points++;
+            const bool branched = f.branched != 0;
+            frames.pop_back();
+            if (branched) flush();
+        }
+    }
+
+    void startChain() { m_points = 0; }
+
+private:
+    const signed char* m_weak;
+    unsigned char** m_map;
+    int m_width;
+    unsigned char& m_label;
+    MCEdgeList& m_list;
+    short* m_stack;
+    std::vector<FollowFrame>& m_frames;
+    int m_points = 0;
+};
+
+}  // namespace
+
+bool followEdgeChains(const signed char* strong, const signed char* weak, unsigned char** edgeMap,
+                      int width, int height, unsigned char& label, MCEdgeList& list) {
+    if (!strong || !weak || !edgeMap || width < 1 || height < 1) return false;
+    // A pixel is pushed once when it is taken, plus once more as a seed.
+    short* stack = new (std::nothrow) short[(size_t(width) * height + 1) * 2];
+    if (!stack) return false;
+    bool ok = true;
+    std::vector<FollowFrame> frames;
+    try {
+        ChainFollower f(weak, edgeMap, width, label, list, stack, frames);
+        for (int y = 0; y < height; y++)
+            for (int x = 0; x < width; x++) {
+                if (edgeMap[y][x] != 0 || strong[size_t(y) * width + x] <= 0) continue;
+                f.startChain();
+                f.follow(x, y);
+                f.flush();
+            }
+    } catch (...) {
+        ok = false;
+    }
+    delete[] stack;
+    return ok;
+}
+
+}  // namespace detail
+
+int MCEdgeExtractor::GetEdgeData() {
+    if (!m_ppGrey || m_nWidth < 1 || m_nHeight < 1 || m_nWidth > 32767 || m_nHeight > 32767)
+        return kNullArgument;
+    freeResults();
+    init();
+    if (!m_ppEdgeMap || !m_pGrdX || !m_pGrdY) return kNullArgument;
+    if (!GaussDiffFilter()) return kStrengthFailed;
+    const size_t n = size_t(m_nWidth) * m_nHeight;
+    m_pStrength8 = new (std::nothrow) unsigned char[n];
+    const int k = ComputeEdgeStrength();
+    if (k < 0) return kStrengthFailed;
+    std::vector<unsigned char> suppressed;
+    try {
+        suppressed.resize(n);
+    } catch (...) {
+        return kSuppressFailed;
+    }
+    ProcNonMaxSuppress(k, suppressed.data());
+    m_pStrong = new (std::nothrow) signed char[n];
+    m_pWeak = new (std::nothrow) signed char[n];
+    if (!m_pStrong || !m_pWeak) return kHysteresisFailed;
+    HysteresisTr(suppressed.data());
+    RemoveSpuriousEdgePoint_1D(m_pWeak);
+    suppressed.clear();
+    suppressed.shrink_to_fit();
+    delete[] m_pGrdX;
+    delete[] m_pGrdY;
+    m_pGrdX = m_pGrdY = nullptr;
+    const bool ok = detail::followEdgeChains(m_pStrong, m_pWeak, m_ppEdgeMap, m_nWidth, m_nHeight,
+                                             m_nLabel, m_edgeList);
+    delete[] m_pStrong;
+    delete[] m_pWeak;
+    m_pStrong = m_pWeak = nullptr;
+    return ok ? 0 : kExtractFailed;
+}
+
+int MCEdgeExtractor::GetEdgeMapFromEdgeList(unsigned char** rows, int minLength) {
+    if (!rows) return kNullArgument;
+    for (_tagEdge* e = m_edgeList.getFirstEdge(); e; e = e->next)
+        if (e->count > minLength)
+            for (int i = 0; i < e->count; i++) rows[e->points[2 * i + 1]][e->points[2 * i]] = 255;
+    return 0;
+}
+
+int MCEdgeExtractor::RemoveEdgeByLength(unsigned char** rows, int minLength) {
+    if (!rows) return kNullArgument;
+    for (_tagEdge* e = m_edgeList.getFirstEdge(); e; e = e->next)
+        if (e->count < minLength)
+            for (int i = 0; i < e->count; i++) rows[e->points[2 * i + 1]][e->points[2 * i]] = 0;
+    return 0;
+}
+
+int MCEdgeExtractor::getEdgeCount() {
+    int sum = 0;
+    for (_tagEdge* e = m_edgeList.getFirstEdge(); e; e = e->next)
+        if (e->count > 10) sum += e->count;
+    return sum;
+}
+
+// ---- ipNMS
+
+bool ipNMS::process(Mat* src, Mat* dst) {
+    if (!src || !src->isValid() || src->type() != MAT_Tuchar) return false;
+    const int ch = src->channels();
+    if (ch != 1 && ch != 3 && ch != 4) return false;
+    if (src->rows() < 1 || src->cols() < 1 || src->rows() > 32767 || src->cols() > 32767)
+        return false;
+    Mat grey;
+    if (ch == 1)
+        grey.create(*src, true);
+    else
+        ColorSpace::RGBtoGray(*src, grey);
+    if (grey.channels() != 1 || !grey.isEqualSize(*src)) return false;
+    std::vector<unsigned char*> rows(size_t(grey.rows()));
+    for (int y = 0; y < grey.rows(); y++) rows[size_t(y)] = grey.ptr<unsigned char>(y);
+    MCEdgeExtractor ex(rows.data(), (unsigned short)grey.cols(), (unsigned short)grey.rows());
+    if (ex.GetEdgeData() != 0 || !ex.GetStrength8()) return false;
+    Mat* out = dst ? dst : src;
+    if (dst && (!dst->isEqualSize(*src) || dst->type1() != src->type1())) {
+        dst->release();
+        if (dst->create(src->rows(), src->cols(), src->type1()) < 0) return false;
+    }
+    const unsigned char* s8 = ex.GetStrength8();
+    const int W = src->cols();
+    for (int y = 0; y < src->rows(); y++) {
+        unsigned char* o = out->ptr<unsigned char>(y);
+        for (int x = 0; x < W; x++) {
+            const unsigned char v = s8[size_t(y) * W + x] == 0 ? 255 : 0;
+            for (int c = 0; c < ch; c++) o[x * ch + c] = v;
+        }
+    }
+    return true;
+}
+
+PumpABC* ipNMS::clone() const {
+    return new (std::nothrow) ipNMS(*this);
+}
+
+}  // namespace tarvo

@@ -1,0 +1,36 @@
+// Shared pieces of the direct convolution and median routines: the row
+// stripes on the parallel loop and the vector kernels (direct_filter_simd.cpp,
+// median_simd.cpp). Each kernel returns how many elements of the row it
+// wrote, so the scalar loop finishes the rest.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+namespace tarvo {
+namespace detail {
+
+// Runs body(y0, y1) over stripes of rows [0, n); pixels is the work size that
+// decides how many stripes are worth a thread.
+void directParallelRows(int n, double pixels, const std::function<void(int, int)>& body);
+
+// Largest absolute sum of a byte window under an integer kernel that the
+// vector kernel of convolve2 accepts: sums stay exact in int32 lanes and in
+// float (below 2^24), so the float quotient truncates to the integer one.
+constexpr int64_t kConvVecSumLimit = (int64_t(1) << 24) - 1;
+
+// One output row of convolve2 kind 0 on bytes, elements [from, to) of the
+// row (pixel index times cn plus channel). rows[j] is the source row of
+// kernel row j, already offset so that rows[j][e] is the sample under tap
+// (j, 0) for output element e; tap i adds i * cn. Writes clamp(offset +
+// trunc(sum / divisor)) and returns the first element not written.
+int vecConvolveRowU8(const uint8_t* const* rows, const int* kernel, int n, int cn, int divisor,
+                     int offset, int from, int to, uint8_t* dst);
+
+// Median of 3 x 3 or 5 x 5 (n) byte windows for output elements [from, to)
+// of a row: rows[j] is the source row y - n/2 + j, taps at e + (i - n/2) * cn.
+// Returns the first element not written.
+int vecMedianRowU8(const uint8_t* const* rows, int n, int cn, int from, int to, uint8_t* dst);
+
+}  // namespace detail
+}  // namespace tarvo
