@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "shapes/distance_internal.h"
-#include "filter/overlap.h"
+#include "detail/aliasing.h"
 #include "tarvo/ip/shapes.h"
 #include "tarvo/saturate.h"
 
