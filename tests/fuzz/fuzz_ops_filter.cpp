@@ -4,7 +4,6 @@
 #include "tarvo/ip/filter.h"
 #include "tarvo/ip/gaussian.h"
 #include "tarvo/ip/integral.h"
-#include "tarvo/ip/matptrlist.h"
 #include "tarvo/ip/morphology.h"
 
 using namespace tarvo;
