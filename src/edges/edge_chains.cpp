@@ -44,6 +44,24 @@ struct FollowFrame {
     unsigned char next, found, branched;
 };
 
+// Gradients of small size are the common case in smooth regions: their folded
+// angles come from a table built once by the same function.
+constexpr int kAngleTableHalf = 64;
+const short* smallAngleTable() {
+    static const std::vector<short> table = [] {
+        std::vector<short> t(size_t(4 * kAngleTableHalf * kAngleTableHalf));
+        for (int gy = -kAngleTableHalf; gy < kAngleTableHalf; gy++)
+            for (int gx = -kAngleTableHalf; gx < kAngleTableHalf; gx++) {
+                int a = MCEdgeExtractor::fixedPointAngle(gy, gx);
+                if (a > 180) a -= 180;
+                t[size_t((gy + kAngleTableHalf) * 2 * kAngleTableHalf + gx + kAngleTableHalf)] =
+                    (short)a;
+            }
+        return t;
+    }();
+    return table.data();
+}
+
 // Runs fn(y0, y1) over row stripes of [0, rows) through parallel_for_; the
 // passes below write disjoint rows, so the result never depends on the split.
 template <typename F>
@@ -278,6 +296,7 @@ int MCEdgeExtractor::ComputeEdgeStrength() {
         long long hist[128] = {};
     };
     std::vector<StripeStats> stats(static_cast<size_t>(nStripes));
+    const short* small = smallAngleTable();
     auto stripeRows = [&](int i, int& y0, int& y1) {
         y0 = int((long long)H * i / nStripes);
         y1 = int((long long)H * (i + 1) / nStripes);
@@ -290,8 +309,15 @@ int MCEdgeExtractor::ComputeEdgeStrength() {
             StripeStats& st = stats[size_t(i)];
             for (size_t p = size_t(y0) * W; p < size_t(y1) * W; p++) {
                 const int gx = m_pGrdX[p], gy = m_pGrdY[p];
-                int angle = fixedPointAngle(gy, gx);
-                if (angle > 180) angle -= 180;
+                int angle;
+                if (unsigned(gx + kAngleTableHalf) < unsigned(2 * kAngleTableHalf) &&
+                    unsigned(gy + kAngleTableHalf) < unsigned(2 * kAngleTableHalf)) {
+                    angle = small[(gy + kAngleTableHalf) * (2 * kAngleTableHalf) +
+                                  (gx + kAngleTableHalf)];
+                } else {
+                    angle = fixedPointAngle(gy, gx);
+                    if (angle > 180) angle -= 180;
+                }
                 m_pEdgeOrient[p] = (short)angle;
                 const int v = (gx < 0 ? -gx : gx) + (gy < 0 ? -gy : gy);
                 m_pEdgeStrength[p] = (short)v;
