@@ -72,11 +72,18 @@ template <typename P>
 void quarterTurn(const Mat& src, Mat& dst, int type) {
     const int rows = src.rows(), cols = src.cols();
     const int B = 32;
+    // Pixels of 3 and 4 bytes turn in groups of 4 x 4 in vector registers.
+    const bool vec = (sizeof(P) == 3 || sizeof(P) == 4) && checkHardwareSupport(3);
     detail::forRows((rows + B - 1) / B, double(rows) * cols, [&](int b0, int b1) {
         for (int by = b0 * B; by < std::min(rows, b1 * B); by += B) {
             const int ye = std::min(rows, by + B);
             for (int bx = 0; bx < cols; bx += B) {
                 const int xe = std::min(cols, bx + B);
+                if (vec) {
+                    detail::quarterTurnBlock(src.data.ptr, dst.data.ptr, int(sizeof(P)), type, rows,
+                                             cols, by, ye, bx, xe);
+                    continue;
+                }
                 if (type == Rotate180) {
                     for (int y = by; y < ye; y++) {
                         const P* s = src.ptr<P>(y);

@@ -104,6 +104,13 @@ void resampleHorizontal(const float* row, const int32_t* first, const float* w, 
 void resampleVertical(const float* const* rows, const float* wy, int taps, float* out, int n);
 void resampleVertical8u(const float* const* rows, const float* wy, int taps, uint8_t* out, int n);
 
+// A quarter turn (type: 0 left, 1 right, 2 half) of the source block rows
+// [y0, y1), columns [x0, x1) of pixels of es bytes (3 or 4) into dst; both
+// are row tables. Groups of 4 x 4 pixels are turned in vector registers, the
+// rest pixel by pixel; writes stay inside the block's destination.
+void quarterTurnBlock(const uint8_t* const* src, uint8_t* const* dst, int es, int type, int rows,
+                      int cols, int y0, int y1, int x0, int x1);
+
 // The constant row pitch of a matrix's rows in bytes, or -1 when the rows are
 // not evenly spaced or span 2^31 bytes or more (the kernels use 32-bit offsets).
 long long evenPitch(const unsigned char* const* rows, int nrows, int rowBytes);

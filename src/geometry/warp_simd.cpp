@@ -12,6 +12,9 @@
 #include "hwy/foreach_target.h"  // IWYU pragma: keep
 #include "hwy/highway.h"
 
+#include <algorithm>
+#include <cstring>
+
 #include "geometry/warp_internal.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -168,7 +171,8 @@ void WarpAffineRow8u(const ByteImage& s, const float* sx, const float* sy, uint8
     const DI di;
     const DF df;
     const int N = int(hn::Lanes(di)), cn = s.cn;
-    const VI safe = hn::Set(di, safeOffset(s) + 1), vp = hn::Set(di, s.pitch), vcn = hn::Set(di, cn);
+    const VI safe = hn::Set(di, safeOffset(s) + 1), vp = hn::Set(di, s.pitch),
+             vcn = hn::Set(di, cn);
     const VI m1023 = hn::Set(di, 1023);
     int j = 0;
     for (; j + N <= n; j += N) {
@@ -276,7 +280,8 @@ void WarpPerspectiveRow8u(const ByteImage& s, const float* X, const float* Y, co
     const VF limX = hn::Set(df, float((s.cols - 1) * 1024));
     const VF limY = hn::Set(df, float((s.rows - 1) * 1024));
     const VF one = hn::Set(df, 1.0f), k1024 = hn::Set(df, 1024.0f), zf = hn::Zero(df);
-    const VI safe = hn::Set(di, safeOffset(s) + 1), vp = hn::Set(di, s.pitch), vcn = hn::Set(di, cn);
+    const VI safe = hn::Set(di, safeOffset(s) + 1), vp = hn::Set(di, s.pitch),
+             vcn = hn::Set(di, cn);
     const VI m1023 = hn::Set(di, 1023);
     int j = 0;
     for (; j + N <= n; j += N) {
@@ -324,7 +329,8 @@ int RemapLinearRow8u(const ByteImage& s, const short* xy, const unsigned short* 
     const D16 d16;
     const DU16 du16;
     const int N = int(hn::Lanes(di)), cn = s.cn;
-    const VI safe = hn::Set(di, safeOffset(s) + 1), vp = hn::Set(di, s.pitch), vcn = hn::Set(di, cn);
+    const VI safe = hn::Set(di, safeOffset(s) + 1), vp = hn::Set(di, s.pitch),
+             vcn = hn::Set(di, cn);
     const VI endX = hn::Set(di, s.cols - 1), endY = hn::Set(di, s.rows - 1), zero = hn::Zero(di);
     const VI minus1 = hn::Set(di, -1);
     const VI m1023 = hn::Set(di, 1023), mlow = hn::Set(di, 0xFFFF), half = hn::Set(di, 1 << 14);
@@ -489,6 +495,114 @@ void ResampleVertical8u(const float* const* rows, const float* wy, int taps, uin
     }
 }
 
+#if HWY_TARGET == HWY_SCALAR
+template <int ES>
+void turnBlock(const uint8_t* const* src, uint8_t* const* dst, int type, int rows, int cols, int y0,
+               int y1, int x0, int x1) {
+    for (int y = y0; y < y1; y++)
+        for (int x = x0; x < x1; x++) {
+            uint8_t* d = type == 0   ? dst[cols - 1 - x] + size_t(y) * ES
+                         : type == 1 ? dst[x] + size_t(rows - 1 - y) * ES
+                                     : dst[rows - 1 - y] + size_t(cols - 1 - x) * ES;
+            std::memcpy(d, src[y] + size_t(x) * ES, ES);
+        }
+}
+#else
+template <int ES>
+void turnBlock(const uint8_t* const* src, uint8_t* const* dst, int type, int rows, int cols, int y0,
+               int y1, int x0, int x1) {
+    const hn::Full128<uint8_t> d8;
+    const hn::Full128<uint32_t> d32;
+    const hn::Full128<uint64_t> d64;
+    // Byte tables: 3-byte pixels to 32-bit lanes and back, in order or reversed.
+    alignas(16) static constexpr uint8_t kExpand[16] = {0, 1, 2, 0, 3, 4,  5,  0,
+                                                        6, 7, 8, 0, 9, 10, 11, 0};
+    alignas(16) static constexpr uint8_t kPack3[16] = {0,  1,  2,  4,  5, 6, 8, 9,
+                                                       10, 12, 13, 14, 0, 0, 0, 0};
+    alignas(16) static constexpr uint8_t kPack3Rev[16] = {12, 13, 14, 8, 9, 10, 4, 5,
+                                                          6,  0,  1,  2, 0, 0,  0, 0};
+    alignas(16) static constexpr uint8_t kRaw3Rev[16] = {9, 10, 11, 6, 7, 8, 3, 4,
+                                                         5, 0,  1,  2, 0, 0, 0, 0};
+    alignas(16) static constexpr uint8_t kRev4[16] = {12, 13, 14, 15, 8, 9, 10, 11,
+                                                      4,  5,  6,  7,  0, 1, 2,  3};
+    alignas(16) static constexpr uint8_t kSame[16] = {0, 1, 2,  3,  4,  5,  6,  7,
+                                                      8, 9, 10, 11, 12, 13, 14, 15};
+    const auto expand = hn::Load(d8, kExpand);
+    const auto fwd = hn::Load(d8, ES == 3 ? kPack3 : kSame);
+    const auto rev = hn::Load(d8, ES == 3 ? kPack3Rev : kRev4);
+    auto store = [&](uint8_t* p, hn::Vec<decltype(d8)> v) {
+        if (ES == 4) {
+            hn::StoreU(v, d8, p);
+        } else {
+            alignas(16) uint8_t t[16];
+            hn::Store(v, d8, t);
+            std::memcpy(p, t, 12);
+        }
+    };
+    auto pixel = [&](int y, int x) {
+        uint8_t* d = type == 0   ? dst[cols - 1 - x] + size_t(y) * ES
+                     : type == 1 ? dst[x] + size_t(rows - 1 - y) * ES
+                                 : dst[rows - 1 - y] + size_t(cols - 1 - x) * ES;
+        std::memcpy(d, src[y] + size_t(x) * ES, ES);
+    };
+    // 16-byte loads of 3-byte pixels reach two pixels further.
+    const int xlim = ES == 3 ? std::min(x1, cols - 2) : x1;
+    const int xg = xlim - x0 >= 4 ? x0 + (xlim - x0) / 4 * 4 : x0;
+    if (type == 2) {
+        const auto raw = hn::Load(d8, ES == 3 ? kRaw3Rev : kRev4);
+        for (int y = y0; y < y1; y++) {
+            for (int x = x0; x < xg; x += 4) {
+                const auto v = hn::LoadU(d8, src[y] + size_t(x) * ES);
+                store(dst[rows - 1 - y] + size_t(cols - 4 - x) * ES, hn::TableLookupBytes(v, raw));
+            }
+            for (int x = xg; x < x1; x++) pixel(y, x);
+        }
+        return;
+    }
+    const int yg = y0 + (y1 - y0) / 4 * 4;
+    for (int y = y0; y < yg; y += 4) {
+        for (int x = x0; x < xg; x += 4) {
+            hn::Vec<decltype(d32)> r[4];
+            for (int j = 0; j < 4; j++) {
+                auto v = hn::LoadU(d8, src[y + j] + size_t(x) * ES);
+                if (ES == 3) v = hn::TableLookupBytes(v, expand);
+                r[j] = hn::BitCast(d32, v);
+            }
+            const auto a0 = hn::InterleaveLower(d32, r[0], r[1]);
+            const auto a1 = hn::InterleaveUpper(d32, r[0], r[1]);
+            const auto a2 = hn::InterleaveLower(d32, r[2], r[3]);
+            const auto a3 = hn::InterleaveUpper(d32, r[2], r[3]);
+            const auto b0 = hn::BitCast(d64, a0), b1 = hn::BitCast(d64, a1);
+            const auto b2 = hn::BitCast(d64, a2), b3 = hn::BitCast(d64, a3);
+            // t[i]: source column x + i, rows y .. y + 3.
+            const hn::Vec<decltype(d8)> t[4] = {hn::BitCast(d8, hn::InterleaveLower(d64, b0, b2)),
+                                                hn::BitCast(d8, hn::InterleaveUpper(d64, b0, b2)),
+                                                hn::BitCast(d8, hn::InterleaveLower(d64, b1, b3)),
+                                                hn::BitCast(d8, hn::InterleaveUpper(d64, b1, b3))};
+            for (int i = 0; i < 4; i++) {
+                if (type == 0)
+                    store(dst[cols - 1 - x - i] + size_t(y) * ES, hn::TableLookupBytes(t[i], fwd));
+                else
+                    store(dst[x + i] + size_t(rows - 4 - y) * ES, hn::TableLookupBytes(t[i], rev));
+            }
+        }
+        for (int j = 0; j < 4; j++)
+            for (int x = xg; x < x1; x++) pixel(y + j, x);
+    }
+    for (int y = yg; y < y1; y++)
+        for (int x = x0; x < x1; x++) pixel(y, x);
+}
+
+#endif
+
+void QuarterTurnBlock(const uint8_t* const* src, uint8_t* const* dst, int es, int type, int rows,
+                      int cols, int y0, int y1, int x0, int x1) {
+    if (es == 3)
+        turnBlock<3>(src, dst, type, rows, cols, y0, y1, x0, x1);
+    else
+        turnBlock<4>(src, dst, type, rows, cols, y0, y1, x0, x1);
+}
+
 }  // namespace HWY_NAMESPACE
 }  // namespace detail
 }  // namespace tarvo
@@ -505,6 +619,12 @@ HWY_EXPORT(MapToFixed);
 HWY_EXPORT(ResampleHorizontal);
 HWY_EXPORT(ResampleVertical);
 HWY_EXPORT(ResampleVertical8u);
+HWY_EXPORT(QuarterTurnBlock);
+
+void quarterTurnBlock(const uint8_t* const* src, uint8_t* const* dst, int es, int type, int rows,
+                      int cols, int y0, int y1, int x0, int x1) {
+    HWY_DYNAMIC_DISPATCH(QuarterTurnBlock)(src, dst, es, type, rows, cols, y0, y1, x0, x1);
+}
 
 void warpAffineRow8u(const ByteImage& s, const float* sx, const float* sy, uint8_t* dst, int n) {
     HWY_DYNAMIC_DISPATCH(WarpAffineRow8u)(s, sx, sy, dst, n);
