@@ -13,6 +13,12 @@ using tarvo::Mat;
 void BM_ComponentsApply(benchmark::State& state) {
     Mat src = bench::shapesDiscMask();
     tarvo::ip::ConnectedComponent cc;
+    tarvo::bench::checkPaths(
+        [&](Mat& d) {
+            cc.apply(src, 0, false, false);
+            d = cc.getWorkImage().clone();
+        },
+        "ConnectedComponent::apply");
     int n = 0;
     for (auto _ : state) {
         n = cc.apply(src, 0, false, false).getSize();
@@ -26,6 +32,14 @@ void BM_ComponentsApply(benchmark::State& state) {
 void BM_Floodfill(benchmark::State& state) {
     const Mat plain(1080, 1920, tarvo::MAT_Tuchar3, tarvo::Point4_<double>(90, 120, 30, 0));
     Mat img = plain, mask;
+    tarvo::bench::checkPaths(
+        [&](Mat& d) {
+            Mat m;
+            d = plain.clone();
+            tarvo::ip::floodfill(d, m, tarvo::Point2_<int>(960, 540), 0,
+                                 tarvo::Point4_<double>(1, 2, 3, 0));
+        },
+        "floodfill");
     int colour = 0;
     for (auto _ : state) {
         // Alternate the colour so every run fills the whole picture again.

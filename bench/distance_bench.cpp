@@ -81,6 +81,15 @@ void BM_Thinning(benchmark::State& state) {
 void runMoments(benchmark::State& state, int binary) {
     const Mat src = bench::shapesDiscMask();
     tarvo::Moments m;
+    tarvo::bench::checkPaths(
+        [&](Mat& d) {
+            tarvo::calcMoments(src, m, binary);
+            const double raw[10] = {m.m00, m.m10, m.m01, m.m20, m.m11,
+                                    m.m02, m.m30, m.m21, m.m12, m.m03};
+            d.create(1, 10, tarvo::MAT_Tdouble);
+            for (int i = 0; i < 10; i++) d.ptr<double>(0)[i] = raw[i];
+        },
+        "calcMoments");
     for (auto _ : state) {
         tarvo::calcMoments(src, m, binary);
         benchmark::DoNotOptimize(m.m00);

@@ -102,6 +102,47 @@ void BM_SepSobelShort(benchmark::State& state) {
     setPixels(state, src);
 }
 
+// Median of a window x window square on bytes.
+void BM_Median(benchmark::State& state, int type, int window) {
+    const Mat src = makeImage(type);
+    auto run = [&](Mat& dst) { ip::median(src, dst, window); };
+    bench::checkPaths(run, "median");
+    Mat dst;
+    for (auto _ : state) {
+        run(dst);
+        benchmark::DoNotOptimize(dst.data.ptr[0]);
+    }
+    setPixels(state, src);
+}
+
+// Direct 3x3 box of ones over 9 (the photo operators' smoothing).
+void BM_Convolve2(benchmark::State& state, int type) {
+    const Mat src = makeImage(type);
+    const int k[9] = {1, 1, 1, 1, 1, 1, 1, 1, 1};
+    auto run = [&](Mat& dst) { ip::convolve2(src, dst, k, 3, 9, 0, FilterSquare); };
+    bench::checkPaths(run, "convolve2");
+    Mat dst;
+    for (auto _ : state) {
+        run(dst);
+        benchmark::DoNotOptimize(dst.data.ptr[0]);
+    }
+    setPixels(state, src);
+}
+
+// Separable 5-tap binomial with undivided edges.
+void BM_Convolve2Sep(benchmark::State& state, int type) {
+    const Mat src = makeImage(type);
+    const int k[5] = {1, 4, 6, 4, 1};
+    auto run = [&](Mat& dst) { ip::convolve2sep(src, dst, k, 5, 16); };
+    bench::checkPaths(run, "convolve2sep");
+    Mat dst;
+    for (auto _ : state) {
+        run(dst);
+        benchmark::DoNotOptimize(dst.data.ptr[0]);
+    }
+    setPixels(state, src);
+}
+
 void BM_CopyBaseline(benchmark::State& state, int type) {
     const Mat src = makeImage(type);
     Mat dst(kH, kW, type);
@@ -141,3 +182,11 @@ BENCHMARK_CAPTURE(BM_SepFilter2D, box5_u8c1_1080p, int(MAT_Tuchar), 5, true)
 BENCHMARK_CAPTURE(BM_SepFilter2D, 7tap_f32c1_1080p, int(MAT_Tfloat), 7)
     ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_SepSobelShort)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Median, 3x3_u8c1_1080p, int(MAT_Tuchar), 3)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Median, 5x5_u8c1_1080p, int(MAT_Tuchar), 5)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Median, 3x3_u8c3_1080p, int(MAT_Tuchar3), 3)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Median, 15x15_u8c1_1080p, int(MAT_Tuchar), 15)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Median, 31x31_u8c1_1080p, int(MAT_Tuchar), 31)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Convolve2, 3x3box_u8c1_1080p, int(MAT_Tuchar))->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Convolve2, 3x3box_u8c3_1080p, int(MAT_Tuchar3))->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Convolve2Sep, 5tap_u8c1_1080p, int(MAT_Tuchar))->Unit(benchmark::kMillisecond);

@@ -241,8 +241,13 @@ int MedianRowImpl(const uint8_t* const* rows, int cn, int from, int to, uint8_t*
     const uint8_t* col[n];
     for (int i = 0; i < n; i++) col[i] = buf[i];
     if (N > kChunk) return from;
+    if (to - from < N) return from;
     int e = from;
-    while (to - e >= N) {
+    while (e < to) {
+        // The last vector ends at `to`, overlapping the one before: its
+        // lanes are recomputed from the same source and get the same bytes,
+        // and no row tail is left to the direct loop.
+        if (to - e < N) e = to - N;
         const int len = std::min(kChunk, (to - e) / N * N);
         const int base = e - h * cn, count = len + 2 * h * cn;
         // Column sorts over positions [base, base + count); the last vector is

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 #include "tarvo/ip/shapes.h"
@@ -71,13 +72,30 @@ Array<ConnectInfo, const ConnectInfo&> ConnectedComponent::apply(Mat& image,
     // background entry above, below, left and right of the image.
     const long long H = (long long)rows + 2;
     const long long tsize = H * ((long long)cols + 2);
-    std::vector<unsigned char> t(size_t(tsize), background);
-    for (int y = 0; y < rows; y++) {
-        const unsigned char* s = image.ptr<unsigned char>(y);
-        unsigned char* d = t.data() + H + y + 1;
-        for (int x = 0; x < cols; x++) d[x * H] = s[x];
+    // Only the frame needs filling: the copy below writes every other entry.
+    std::unique_ptr<unsigned char[]> tbuf(new unsigned char[size_t(tsize)]);
+    unsigned char* const t = tbuf.get();
+    std::memset(t, background, size_t(H));
+    std::memset(t + (long long)(cols + 1) * H, background, size_t(H));
+    for (long long c = 1; c <= cols; c++) t[c * H] = t[c * H + H - 1] = background;
+    // Copied in 64 x 64 blocks, so that both the rows read and the columns
+    // written stay in cache.
+    constexpr int kBlock = 64;
+    for (int y0 = 0; y0 < rows; y0 += kBlock) {
+        const int y1 = std::min(rows, y0 + kBlock);
+        const unsigned char* rp[kBlock];
+        for (int y = y0; y < y1; y++) rp[y - y0] = image.ptr<unsigned char>(y);
+        for (int x0 = 0; x0 < cols; x0 += kBlock) {
+            const int x1 = std::min(cols, x0 + kBlock);
+            for (int x = x0; x < x1; x++) {
+                unsigned char* d = t + (long long)(x + 1) * H + 1 + y0;
+                for (int y = 0; y < y1 - y0; y++) d[y] = rp[y][x];
+            }
+        }
     }
-    std::vector<int> stack(size_t(rows) * cols);
+    // Never read before written: left uninitialised, so only the pages a
+    // large region needs are ever touched.
+    std::unique_ptr<int[]> stack(new int[size_t(rows) * cols * 2]);
     std::vector<_tagConnectInfo> records;
     int* const* work = m_work.data.i;
 
@@ -91,7 +109,7 @@ Array<ConnectInfo, const ConnectInfo&> ConnectedComponent::apply(Mat& image,
         const long long colStart = (long long)(x + 1) * H + 1, colEnd = colStart + rows;
         long long p = colStart;
         for (;;) {
-            p = findOther(t.data(), p, colEnd, background);
+            p = findOther(t, p, colEnd, background);
             if (p >= colEnd) break;
             const int y = int(p - colStart);
             _tagConnectInfo r;
@@ -101,7 +119,7 @@ Array<ConnectInfo, const ConnectInfo&> ConnectedComponent::apply(Mat& image,
             r.left = r.right = x;
             r.top = r.bottom = y;
             r.count = 1;
-            int sp = 0;
+            long long sp = 0;
             int cx = x, cy = y;
             long long cp = p;
             for (;;) {
@@ -110,7 +128,8 @@ Array<ConnectInfo, const ConnectInfo&> ConnectedComponent::apply(Mat& image,
                     if (t[np] == background) continue;
                     t[np] = background;
                     const int nx = cx + dx[k], ny = cy + dy[k];
-                    stack[sp++] = ny * cols + nx;
+                    stack[sp++] = nx;
+                    stack[sp++] = ny;
                     r.count++;
                     r.left = std::min(r.left, nx);
                     r.right = std::max(r.right, nx);
@@ -118,8 +137,7 @@ Array<ConnectInfo, const ConnectInfo&> ConnectedComponent::apply(Mat& image,
                     r.bottom = std::max(r.bottom, ny);
                 }
                 if (sp == 0) break;
-                const int next = stack[--sp];
-                const int ny = next / cols, nx = next - ny * cols;
+                const int ny = stack[--sp], nx = stack[--sp];
                 work[ny][nx] = cy * cols + cx;
                 cx = nx;
                 cy = ny;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "shapes/distance_internal.h"
+#include "shapes/distance_simd.h"
 #include "filter/overlap.h"
 #include "tarvo/ip/shapes.h"
 #include "tarvo/saturate.h"
@@ -131,6 +132,47 @@ void chamfer5(const Mat& src, Mat& dst, const int w[3]) {
             right = v;
             d[x] = float(v) * kFixScale;
         }
+    }
+}
+
+// Chamfer passes on the vector path, for border 1 (3 x 3) or 2 (5 x 5). The
+// forward pass keeps only the rows it still reads, in a ring of framed rows,
+// and parks each finished row in dst's memory as int; the backward pass reads
+// it from there and overwrites it with the distance. Same values as chamfer3
+// and chamfer5: the backward test "v > hv" can be left out because every
+// weight set has diagonal and knight weights of at least hv, so a value at or
+// below hv already is the minimum.
+void chamferFast(const Mat& src, Mat& dst, const int w[3], int border) {
+    const int rows = src.rows(), cols = src.cols();
+    const int hv = w[0], dg = w[1], kn = w[2];
+    const size_t width = size_t(cols) + 2 * size_t(border);
+    std::vector<int> ring(size_t(border + 2) * width, kFar);
+    std::vector<int> m((size_t)cols);
+    // Buffer 0 stays all "far": the rows outside the image.
+    auto framed = [&](int i) { return ring.data() + size_t(i) * width + border; };
+    const int nbuf = border + 1;
+    auto rowBuf = [&](int y) -> int* {
+        if (y < 0 || y >= rows) return framed(0);
+        return framed(1 + y % nbuf);
+    };
+    for (int y = 0; y < rows; y++) {
+        if (border == 1)
+            vecChamferTerms3(rowBuf(y - 1), cols, hv, dg, m.data());
+        else
+            vecChamferTerms5(rowBuf(y - 1), rowBuf(y - 2), cols, hv, dg, kn, m.data());
+        int* cur = rowBuf(y);
+        vecChamferScanForward(m.data(), src.ptr<unsigned char>(y), cols, hv, kFar, cur);
+        std::copy_n(cur, cols, dst.ptr<int>(y));
+    }
+    for (int y = rows - 1; y >= 0; y--) {
+        if (border == 1)
+            vecChamferTerms3(rowBuf(y + 1), cols, hv, dg, m.data());
+        else
+            vecChamferTerms5(rowBuf(y + 1), rowBuf(y + 2), cols, hv, dg, kn, m.data());
+        // Row y's ring slot still holds its forward values only if no later
+        // row reused it; dst holds them in any case.
+        vecChamferScanBackward(m.data(), dst.ptr<int>(y), cols, hv, kFar, kFixScale, rowBuf(y),
+                               dst.ptr<float>(y));
     }
 }
 
@@ -314,7 +356,10 @@ void distanceTransform(const Mat& src, Mat& dst, int type, int maskSize) {
     }
     int w[3];
     detail::chamferWeights(type, maskSize, w);
-    if (maskSize == 5)
+    if (checkHardwareSupport(3) && w[1] >= w[0] && (maskSize != 5 || w[2] >= w[0]) &&
+        in.cols() < (1 << 29))
+        detail::chamferFast(in, dst, w, maskSize == 5 ? 2 : 1);
+    else if (maskSize == 5)
         detail::chamfer5(in, dst, w);
     else
         detail::chamfer3(in, dst, w);

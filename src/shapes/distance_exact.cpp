@@ -6,6 +6,7 @@
 
 #include "filter/overlap.h"
 #include "shapes/distance_internal.h"
+#include "shapes/distance_simd.h"
 #include "tarvo/ip/shapes.h"
 
 namespace tarvo {
@@ -30,8 +31,21 @@ void DTColumnInvoker::operator()(const Range& range) const {
     // when there is none), for the block's columns j.
     std::vector<int> d((size_t)rows * kColumnBlock);
     int dist[kColumnBlock];
+    // Squares computed in vectors equal the table while they fit an int.
+    const bool vec = checkHardwareSupport(3) && rows <= 46340;
     for (int x0 = range.start; x0 < range.end; x0 += kColumnBlock) {
         const int n = std::min(kColumnBlock, range.end - x0);
+        if (vec) {
+            for (int y = rows - 1; y >= 0; y--)
+                vecColumnUp(src.ptr<unsigned char>(y) + x0,
+                            y == rows - 1 ? nullptr : d.data() + (size_t)(y + 1) * kColumnBlock,
+                            rows, n, d.data() + (size_t)y * kColumnBlock);
+            for (int j = 0; j < n; j++) dist[j] = rows - 1;
+            for (int y = 0; y < rows; y++)
+                vecColumnDown(dist, d.data() + (size_t)y * kColumnBlock, n, rows, m_sqtab[rows],
+                              dst.ptr<float>(y) + x0);
+            continue;
+        }
         const int* below = nullptr;
         for (int y = rows - 1; y >= 0; y--) {
             const unsigned char* s = src.ptr<unsigned char>(y) + x0;

@@ -15,6 +15,8 @@ namespace detail {
 // vertical distance to the nearest zero pixel of src, written to dst as
 // float (sqtab[d]; entries from rows on hold the "no feature" value).
 // Columns are handled in blocks that walk rows, so memory is read row-wise.
+// sqtab must be the table distanceExact builds (i * i below rows, the
+// no-feature value from rows on): the vector path forms those entries itself.
 class DTColumnInvoker : public ParallelLoopBody {
 public:
     DTColumnInvoker(const Mat* src, Mat* dst, const float* sqtab)

@@ -4,8 +4,10 @@
 #include <cstdlib>
 #include <vector>
 
+#include "shapes/floodfill_simd.h"
 #include "shapes/span_fill.h"
 #include "tarvo/ip/shapes.h"
+#include "tarvo/parallel.h"
 #include "tarvo/saturate.h"
 
 namespace tarvo {
@@ -55,6 +57,15 @@ struct FillState {
         unsigned char* p = img[y] + (long long)x * cn;
         for (int k = 0; k < cn; k++) p[k] = fill[k];
     }
+    // The same walk with vector tests and runs painted at once.
+    void spanStepVec(int x, int y, detail::SpanQueue& q) const {
+        unsigned char* px = img[y];
+        unsigned char* m = mask[y];
+        const int l = detail::vecFillFindBackward(px, m, x - 1, -1, cn, target, tolerance, false);
+        const int r = detail::vecFillFindForward(px, m, x + 1, width, cn, target, tolerance, false);
+        detail::vecFillPaint(px, m, l + 1, r, cn, fill);
+        q.push({l + 1, r - 1, y});
+    }
     void spanStep(int x, int y, detail::SpanQueue& q) const {
         paint(x, y);
         int l = x - 1, r = x + 1;
@@ -64,6 +75,37 @@ struct FillState {
         q.push({l + 1, r - 1, y});
     }
 };
+
+// The fill on the vector path: the same spans in the same order. Along a
+// span, the next pixel above or below that starts a span is found by vector
+// search; above goes before below at the same x, as in the plain loop.
+void fillVec(const FillState& st, const Point2_<int>& seed, detail::SpanQueue& q) {
+    const int tol = st.tolerance > 255 ? 255 : st.tolerance;
+    FillState s = st;
+    s.tolerance = tol;
+    s.spanStepVec(seed.x, seed.y, q);
+    auto next = [&](int yy, int x, int end) {
+        if (yy < 0 || yy >= s.height) return end;
+        return detail::vecFillFindForward(s.img[yy], s.mask[yy], x, end, s.cn, s.target, tol, true);
+    };
+    while (q.count > 0) {
+        const detail::Span sp = q.pop();
+        const int end = sp.right + 1;
+        int a = next(sp.y - 1, sp.left, end), b = next(sp.y + 1, sp.left, end);
+        while (a < end || b < end) {
+            if (a <= b) {
+                s.spanStepVec(a, sp.y - 1, q);
+                if (b == a) s.spanStepVec(b, sp.y + 1, q);
+                const int x = a + 1;
+                a = next(sp.y - 1, x, end);
+                if (b < x) b = next(sp.y + 1, x, end);
+            } else {
+                s.spanStepVec(b, sp.y + 1, q);
+                b = next(sp.y + 1, b + 1, end);
+            }
+        }
+    }
+}
 
 unsigned char toByte(double v) {
     const int i = truncInt(v);
@@ -94,6 +136,10 @@ void floodfill(Mat& image, Mat& mask, const Point2_<int>& seed, int tolerance,
         st.fill[k] = toByte(c[k]);
     }
     detail::SpanQueue q((long long)(st.width + st.height) / 2 * 5);
+    if (checkHardwareSupport(3) && tolerance >= 0) {
+        fillVec(st, seed, q);
+        return;
+    }
     st.spanStep(seed.x, seed.y, q);
     while (q.count > 0) {
         const detail::Span sp = q.pop();

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "shapes/moments_simd.h"
 #include "tarvo/ip/shapes.h"
 #include "tarvo/parallel.h"
 
@@ -106,9 +107,28 @@ public:
         : m_img(img), m_binary(binary), m_tilesX(tilesX), m_out(out) {}
     void operator()(const Range& range) const override {
         const int rows = m_img.rows(), cols = m_img.cols();
+        const bool vec = m_img.type() == MAT_Tuchar && checkHardwareSupport(3);
+        std::vector<uint32_t> sums;
+        if (vec) sums.resize(size_t(cols / kTile) * 10);
         for (int ty = range.start; ty < range.end; ty++) {
             const int y0 = ty * kTile, h = rows - y0 < kTile ? rows - y0 : kTile;
-            for (int tx = 0; tx < m_tilesX; tx++) {
+            int tx = 0;
+            if (vec && cols >= kTile) {
+                // Whole-width byte tiles in vector code, the right edge below.
+                const uint8_t* rp[kTile];
+                for (int y = 0; y < h; y++) rp[y] = m_img.ptr<uint8_t>(y0 + y);
+                if (detail::vecMomentTiles(rp, h, cols / kTile, m_binary, sums.data())) {
+                    for (; tx < cols / kTile; tx++) {
+                        TileSums& r = m_out[size_t(ty) * m_tilesX + tx];
+                        const uint32_t* s = sums.data() + size_t(tx) * 10;
+                        for (int i = 0; i < 10; i++)
+                            r.t[i] = double(m_binary ? int64_t(s[i]) * 255 : int64_t(s[i]));
+                        if (m_binary)
+                            for (double& v : r.t) v *= 0.00392156862745098;
+                    }
+                }
+            }
+            for (; tx < m_tilesX; tx++) {
                 const int x0 = tx * kTile, w = cols - x0 < kTile ? cols - x0 : kTile;
                 TileSums& r = m_out[size_t(ty) * m_tilesX + tx];
                 switch (m_img.type()) {

@@ -334,4 +334,13 @@ TEST(Median, MatchesTheSortedSampleRule) {
         const Mat out = allPaths([&](Mat& d) { median(big, d, n); });
         EXPECT_TRUE(matEqual(out, naiveMedian(big, n, 0))) << "window " << n;
     }
+    // Rows whose interior is not a whole number of vectors: the last vector
+    // overlaps the one before, in colour too.
+    for (int cols : {67, 131}) {
+        const Mat c3 = randomMat(9, cols, MAT_Tuchar3, 33);
+        for (int n : {3, 5}) {
+            const Mat out = allPaths([&](Mat& d) { median(c3, d, n); });
+            EXPECT_TRUE(matEqual(out, naiveMedian(c3, n, 0))) << cols << " window " << n;
+        }
+    }
 }

@@ -259,6 +259,57 @@ public:
     PumpABC* clone() const override;
 };
 
+// Harris-style corners: determinant over trace of the Gaussian-smoothed
+// (sigma 5) products of the signed 3x3 gradients, local maxima in a square
+// window, reported strongest first or as a byte mask. Create it with the
+// size of the images it will see.
+class TARVO_EXPORTS ipCorner {
+public:
+    ipCorner();
+    // Constructs, then calls create with the same arguments.
+    ipCorner(const Size_<int>& size, int param1, float param2, int window, float threshold);
+    virtual ~ipCorner();
+
+    // Creates the seven matrices (zeroed) at size; param1 and param2 are kept
+    // and have no effect. window is the local-maximum side in pixels,
+    // threshold the strength a corner must exceed. Returns 1 (0 for a size
+    // without pixels).
+    int create(const Size_<int>& size, int param1, float param2, int window, float threshold);
+    bool flagCreate() const { return created != 0; }
+    const Size_<int>& size() const { return imageSize; }
+    // The smoothed squared horizontal and vertical gradients of the last run.
+    const Mat_<float>* getXDiff() { return &xx; }
+    const Mat_<float>* getYDiff() { return &yy; }
+    // Appends the corners of a one-channel byte image of the created size,
+    // strongest first; mask (same size and type, 0 = skip; data-less = none)
+    // is optional. Returns 1, or 0 with nothing appended for a refused input.
+    int processHarris(const Mat* image, Array<Point2_<int>, const Point2_<int>&>& corners,
+                      const Mat* mask);
+    // Writes 255 on corners and 0 elsewhere into result, which must be
+    // one-channel bytes of the created size. Returns 1, or 0 untouched.
+    int processHarris(const Mat* image, Mat* result, const Mat* mask);
+    // Clears the created flag and releases the matrices.
+    void release();
+
+protected:
+    // Fills gradients, products, strength and local maximum; the caller has
+    // checked the inputs. Returns 1.
+    int iProcessHarris(const Mat* image, const Mat* mask);
+
+public:
+    Size_<int> imageSize;
+    int created;
+    int param1;    // kept, unused
+    float param2;  // kept, unused
+    int window;
+    float threshold;
+    Mat_<short> gradX, gradY;
+    Mat_<float> xx, yy, xy, strength, localMax;
+
+private:
+    bool accepts(const Mat* image, const Mat* mask) const;
+};
+
 namespace ip {
 
 // Canny edge detector on a byte image (1 or 3 channels; other channel counts
@@ -296,6 +347,46 @@ TARVO_EXPORTS void laplace(const Mat& src, Mat& dst, int selector);
 TARVO_EXPORTS void edgeOrientaitonField(const Mat& src, Mat& dst);
 // Forwards to Sobel::EOField (dst must exist, src size less 2).
 TARVO_EXPORTS void edgeOrientaitonField(const Mat* src, Mat* dst, Mat_<int>* strength);
+
+// FAST corners of a one-channel byte image: a pixel is a corner when arcLength
+// (9, 10, 11; any other value 12) consecutive pixels of the 16-pixel ring of
+// radius 3 are all brighter than p + threshold or all darker than p -
+// threshold. Corners lie at least 3 pixels from the border, in row-major
+// order; suppress non-zero keeps only corners whose score (the largest
+// barrier they pass) beats every 8-neighbour corner. The threshold is clamped
+// to -256..256. Other image types leave corners untouched.
+TARVO_EXPORTS void cornerFast(const Mat& image, int threshold, int arcLength, int suppress,
+                              Array<Point2_<int>, const Point2_<int>&>& corners);
+
+// Appends Harris corners (see ipCorner) of a one-channel byte image,
+// strongest first; a mask without data counts as none.
+TARVO_EXPORTS void cornerHarris(const Mat& image, const Mat& mask,
+                                Array<Point2_<int>, const Point2_<int>&>& corners, int param1,
+                                float param2, int window, float threshold);
+
+// Refines count corners in place by an iterated least-squares fit of the
+// gradients on a (2 win.width + 1) x (2 win.height + 1) window; zeroZone
+// (negative: none) blanks a central block. A point that walks off farther
+// than the half window returns to its start. Count <= 0, null points, a
+// half-window outside 1..1024 or an image other than one-channel bytes
+// leave the points unchanged.
+TARVO_EXPORTS void findCornerSubPix(const Mat& image, Point2_<float>* corners, int count,
+                                    Size_<int> win, Size_<int> zeroZone, TermCriteria criteria);
+
+// Bilinear samples of a byte image (srcStep bytes per row) on a winSize grid
+// centred at center, into floats (dstStepBytes per row); positions outside
+// the image take the replicated border. Always returns true.
+TARVO_EXPORTS bool getRectSubPixel(const unsigned char* src, int srcStep, Size_<int> srcSize,
+                                   float* dst, int dstStepBytes, Size_<int> winSize,
+                                   Point2_<float> center);
+
+// 3-tap separable correlation out[i] = k0 in[i] + k1 in[i+1] + k2 in[i+2]:
+// with only kx along rows (width - 2 outputs), only ky along columns
+// (height - 2 rows), both: columns into buffer ((height - 2) x width floats),
+// then rows. Steps in bytes.
+TARVO_EXPORTS void sepConvSmall(float* src, int srcStepBytes, float* dst, int dstStepBytes,
+                                Size_<int> srcSize, const float* kx, const float* ky,
+                                float* buffer);
 
 }  // namespace ip
 }  // namespace tarvo

@@ -1,0 +1,145 @@
+// Vector kernel of the mesh warp: edge functions, barycentric coordinates and
+// source positions of a whole vector of pixels at once. Products and sums are
+// separate operations in the scalar kernel's order (no fused multiply-add),
+// so both kernels give the same positions bit for bit.
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "geometry/mesh_warp_simd.cpp"
+#include "hwy/foreach_target.h"  // IWYU pragma: keep
+#include "hwy/highway.h"
+
+#include "geometry/mesh_warp_internal.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace tarvo {
+namespace detail {
+namespace HWY_NAMESPACE {
+namespace hn = hwy::HWY_NAMESPACE;
+
+#if HWY_TARGET == HWY_SCALAR
+int MeshRow(const MeshTri&, int, int x0, int, float, float, int*, int*, float*, float*) {
+    return x0;
+}
+int Bilinear3(const uint8_t*, int, const int*, const int*, const float*, const float*, int,
+              uint8_t*) {
+    return 0;
+}
+#else
+
+int MeshRow(const MeshTri& t, int y, int x0, int x1, float maxX, float maxY, int* ix, int* iy,
+            float* fx, float* fy) {
+    const hn::ScalableTag<float> df;
+    const hn::RebindToSigned<decltype(df)> di;
+    const int N = (int)hn::Lanes(df);
+    const float Yf = (float)y;
+    const auto Y = hn::Set(df, Yf);
+    // Per-row parts are formed exactly as the scalar kernel forms them per pixel.
+    const auto A0 = hn::Set(df, t.A[0]), A1 = hn::Set(df, t.A[1]), A2 = hn::Set(df, t.A[2]);
+    const auto BY0 = hn::Mul(hn::Set(df, t.B[0]), Y), BY1 = hn::Mul(hn::Set(df, t.B[1]), Y),
+               BY2 = hn::Mul(hn::Set(df, t.B[2]), Y);
+    const auto C0 = hn::Set(df, t.C[0]), C1 = hn::Set(df, t.C[1]), C2 = hn::Set(df, t.C[2]);
+    const auto limit = hn::Set(df, t.limit);
+    const auto x2 = hn::Set(df, t.x2), dy = hn::Set(df, Yf - t.y2);
+    const auto y12 = hn::Set(df, t.y12), x12 = hn::Set(df, t.x12), x02 = hn::Set(df, t.x02),
+               y02 = hn::Set(df, t.y02), dd = hn::Set(df, t.d);
+    const auto dyx12 = hn::Mul(dy, x12), dyx02 = hn::Mul(dy, x02);
+    const auto s0x = hn::Set(df, t.sx0), s1x = hn::Set(df, t.sx1), s2x = hn::Set(df, t.sx2);
+    const auto s0y = hn::Set(df, t.sy0), s1y = hn::Set(df, t.sy1), s2y = hn::Set(df, t.sy2);
+    const auto one = hn::Set(df, 1.0f), zero = hn::Zero(df);
+    const auto mx = hn::Set(df, maxX), my = hn::Set(df, maxY);
+    const auto none = hn::Set(di, -1);
+    int x = x0;
+    for (; x + N <= x1; x += N) {
+        const auto X = hn::ConvertTo(df, hn::Iota(di, x));
+        const auto e0 = hn::Abs(hn::Add(hn::Add(hn::Mul(A0, X), BY0), C0));
+        const auto e1 = hn::Abs(hn::Add(hn::Add(hn::Mul(A1, X), BY1), C1));
+        const auto e2 = hn::Abs(hn::Add(hn::Add(hn::Mul(A2, X), BY2), C2));
+        auto ok = hn::Le(hn::Add(hn::Add(e0, e1), e2), limit);
+        const auto dx = hn::Sub(X, x2);
+        const auto a = hn::Mul(hn::Sub(hn::Mul(y12, dx), dyx12), dd);
+        const auto b = hn::Mul(hn::Sub(dyx02, hn::Mul(y02, dx)), dd);
+        const auto c = hn::Sub(hn::Sub(one, a), b);
+        const auto sx = hn::Add(hn::Add(hn::Mul(a, s0x), hn::Mul(b, s1x)), hn::Mul(c, s2x));
+        const auto sy = hn::Add(hn::Add(hn::Mul(a, s0y), hn::Mul(b, s1y)), hn::Mul(c, s2y));
+        ok = hn::And(ok, hn::And(hn::Ge(sx, zero), hn::Ge(sy, zero)));
+        ok = hn::And(ok, hn::And(hn::Lt(sx, mx), hn::Lt(sy, my)));
+        // Off lanes convert 0, never an out-of-range value.
+        const auto sxs = hn::IfThenElseZero(ok, sx), sys = hn::IfThenElseZero(ok, sy);
+        const auto i = hn::ConvertTo(di, sxs), j = hn::ConvertTo(di, sys);
+        const auto oki = hn::RebindMask(di, ok);
+        const size_t o = (size_t)(x - t.left);
+        hn::StoreU(hn::IfThenElse(oki, i, none), di, ix + o);
+        hn::StoreU(j, di, iy + o);
+        hn::StoreU(hn::Sub(sxs, hn::ConvertTo(df, i)), df, fx + o);
+        hn::StoreU(hn::Sub(sys, hn::ConvertTo(df, j)), df, fy + o);
+    }
+    return x;
+}
+
+// Bilinear values of three-channel pixels of one continuous image. A 32-bit
+// word read at channel c of the base pixel holds that channel in byte 0 and
+// the same channel of the right-hand pixel in byte 3, and never reaches past
+// the right-hand pixel. Lanes with ix < 0 read pixel 0 and are ignored.
+int Bilinear3(const uint8_t* img, int stride, const int* ix, const int* iy, const float* fx,
+              const float* fy, int n, uint8_t* vals) {
+    const hn::ScalableTag<float> df;
+    const hn::RebindToSigned<decltype(df)> di;
+    const int N = (int)hn::Lanes(df);
+    const int32_t* base = reinterpret_cast<const int32_t*>(img);
+    const auto three = hn::Set(di, 3), st = hn::Set(di, stride);
+    const auto low = hn::Set(di, 0xFF), lo0 = hn::Zero(di), hi255 = hn::Set(di, 255);
+    HWY_ALIGN int32_t out[3][hn::MaxLanes(di)];
+    int k = 0;
+    for (; k + N <= n; k += N) {
+        const auto x = hn::LoadU(di, ix + k);
+        const auto ok = hn::Gt(x, hn::Set(di, -1));
+        const auto y = hn::IfThenElseZero(ok, hn::LoadU(di, iy + k));
+        const auto off = hn::Add(hn::Mul(y, st), hn::Mul(hn::IfThenElseZero(ok, x), three));
+        const auto a = hn::LoadU(df, fx + k), b = hn::LoadU(df, fy + k);
+        for (int c = 0; c < 3; c++) {
+            const auto o = hn::Add(off, hn::Set(di, c));
+            const auto w0 = hn::GatherOffset(di, base, o);
+            const auto w1 = hn::GatherOffset(di, base, hn::Add(o, st));
+            const auto pb = hn::ConvertTo(df, hn::And(w0, low));
+            const auto pr = hn::ConvertTo(df, hn::And(hn::ShiftRight<24>(w0), low));
+            const auto pd = hn::ConvertTo(df, hn::And(w1, low));
+            const auto prd = hn::ConvertTo(df, hn::And(hn::ShiftRight<24>(w1), low));
+            auto v = hn::Add(pb, hn::Mul(hn::Sub(pr, pb), a));
+            v = hn::Add(v, hn::Mul(hn::Sub(pd, pb), b));
+            v = hn::Add(v, hn::Mul(hn::Mul(hn::Add(hn::Sub(hn::Sub(pb, pr), pd), prd), a), b));
+            const auto iv = hn::Min(hn::Max(hn::ConvertTo(di, v), lo0), hi255);
+            hn::Store(iv, di, out[c]);
+        }
+        for (int j = 0; j < N; j++) {
+            vals[3 * (k + j)] = (uint8_t)out[0][j];
+            vals[3 * (k + j) + 1] = (uint8_t)out[1][j];
+            vals[3 * (k + j) + 2] = (uint8_t)out[2][j];
+        }
+    }
+    return k;
+}
+
+#endif  // HWY_TARGET == HWY_SCALAR
+
+}  // namespace HWY_NAMESPACE
+}  // namespace detail
+}  // namespace tarvo
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace tarvo {
+namespace detail {
+HWY_EXPORT(MeshRow);
+HWY_EXPORT(Bilinear3);
+
+int meshBilinear3(const uint8_t* img, int stride, const int* ix, const int* iy, const float* fx,
+                  const float* fy, int n, uint8_t* vals) {
+    return HWY_DYNAMIC_DISPATCH(Bilinear3)(img, stride, ix, iy, fx, fy, n, vals);
+}
+
+int meshRowVector(const MeshTri& t, int y, int x0, int x1, float maxX, float maxY, int* ix, int* iy,
+                  float* fx, float* fy) {
+    return HWY_DYNAMIC_DISPATCH(MeshRow)(t, y, x0, x1, maxX, maxY, ix, iy, fx, fy);
+}
+}  // namespace detail
+}  // namespace tarvo
+#endif
