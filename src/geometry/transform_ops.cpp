@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "filter/overlap.h"
 #include "geometry/rows_parallel.h"
 #include "geometry/transform_sampler.h"
 #include "geometry/warp_internal.h"
@@ -625,10 +626,18 @@ bool ipRotate<T>::process(Mat& src, Mat* dst) {
     Mat tmp;
     if (mode == 0) {
         if (rotateType < RotateLeft90 || rotateType > Rotate180) return true;
-        if (rotateType == Rotate180)
-            tmp.create(src.rows(), src.cols(), src.type1());
-        else
-            tmp.create(src.cols(), src.rows(), src.type1());
+        const int R = rotateType == Rotate180 ? src.rows() : src.cols();
+        const int C = rotateType == Rotate180 ? src.cols() : src.rows();
+        // A destination that owns pixels of the result's shape, apart from the
+        // source's, is written in place: a quarter turn cannot fail past this
+        // point, and fresh pages would cost more than the turn itself.
+        if (dst && dst != &src && dst->m_mode == 0 && !dst->isRefered() && !dst->empty() &&
+            dst->rows() == R && dst->cols() == C && dst->type1() == src.type1() &&
+            !detail::sharesMemory(src, *dst)) {
+            quarterTurnAny(src, *dst, rotateType);
+            return true;
+        }
+        tmp.create(R, C, src.type1());
         if (tmp.empty()) return false;
         quarterTurnAny(src, tmp, rotateType);
     } else if (mode == 1) {
