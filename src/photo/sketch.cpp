@@ -113,7 +113,7 @@ void photoEdgeImage(const Mat& src, Mat& out, float gain) {
         const int v = truncInt(255.0f - m);
         tone[s] = (unsigned char)(v < 0 ? 0 : v > 255 ? 255 : v);
     }
-    const bool vec = checkHardwareSupport(2);
+    const bool vec = checkHardwareSupport(CPU_FLOAT_VECTORS);
     // Strip k starts at row 11 k; the last is the first that reaches the end.
     const int strips = rows <= 15 ? 1 : (rows - 15 + 10) / 11 + 1;
     const auto body = [&](int k0, int k1) {

@@ -609,7 +609,7 @@ Sequence* nextContour(_ContourScanner* sc) {
     int prev = img[x - 1];
     // Blocks of 64 bytes may read into the next row (the last scanned row is
     // followed by the cleared frame row), so they need rows of 64 bytes or more.
-    const bool vec = checkHardwareSupport(3);
+    const bool vec = checkHardwareSupport(CPU_INT_VECTORS);
     const bool blocks = vec && step >= 64;
     const FindNextDiffFn fn = vec ? findNextDiffKernel() : nullptr;
     ScanCursor cursor(blocks ? scanBitsKernel() : nullptr);
@@ -762,7 +762,7 @@ bool makeWorkImage(const Mat& image, Mat& work, int W, int H, bool isInt) {
     unsigned char* base = work.ptr<unsigned char>(0);
     if (H > 1 && work.ptr<unsigned char>(1) != base + (size_t)W * esz) return false;
     const int cols = image.cols(), rows = image.rows();
-    if (!isInt && checkHardwareSupport(3)) {
+    if (!isInt && checkHardwareSupport(CPU_INT_VECTORS)) {
         // padding and 0/1 in one pass
         std::memset(base, 0, (size_t)W);
         for (int y = 0; y < rows; y++) {
