@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "shapes/distance_internal.h"
+#include "detail/aliasing.h"
 #include "shapes/distance_simd.h"
-#include "filter/overlap.h"
 #include "tarvo/ip/shapes.h"
 #include "tarvo/saturate.h"
 

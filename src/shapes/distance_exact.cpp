@@ -4,7 +4,7 @@
 #include <cmath>
 #include <vector>
 
-#include "filter/overlap.h"
+#include "detail/aliasing.h"
 #include "shapes/distance_internal.h"
 #include "shapes/distance_simd.h"
 #include "tarvo/ip/shapes.h"
