@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "filter/overlap.h"
+#include "detail/aliasing.h"
 #include "geometry/rows_parallel.h"
 #include "geometry/transform_solvers.h"
 #include "geometry/warp_internal.h"
@@ -189,7 +189,7 @@ public:
         const float* a = a_;
         const int cols = dst.cols();
         const bool bytes = src.type() == MAT_Tuchar;
-        const long long pitch = bytes && checkHardwareSupport(3) ? pitchOf(src) : -1;
+        const long long pitch = bytes && checkHardwareSupport(CPU_INT_VECTORS) ? pitchOf(src) : -1;
         std::vector<int32_t> buf;
         for (int i = range.start; i < range.end; i++) {
             float sx = a[0] * float(i) + a[2], sy = a[3] * float(i) + a[5];

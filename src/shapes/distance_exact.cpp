@@ -32,7 +32,7 @@ void DTColumnInvoker::operator()(const Range& range) const {
     std::vector<int> d((size_t)rows * kColumnBlock);
     int dist[kColumnBlock];
     // Squares computed in vectors equal the table while they fit an int.
-    const bool vec = checkHardwareSupport(3) && rows <= 46340;
+    const bool vec = checkHardwareSupport(CPU_INT_VECTORS) && rows <= 46340;
     for (int x0 = range.start; x0 < range.end; x0 += kColumnBlock) {
         const int n = std::min(kColumnBlock, range.end - x0);
         if (vec) {
