@@ -5,7 +5,7 @@
 #include <cmath>
 #include <vector>
 
-#include "../filter/overlap.h"
+#include "detail/aliasing.h"
 #include "mesh_warp_internal.h"
 #include "tarvo/ip/shapes.h"
 #include "tarvo/parallel.h"
