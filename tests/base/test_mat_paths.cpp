@@ -8,6 +8,7 @@
 
 #include "support/all_paths.h"
 #include "support/test_util.h"
+#include "tarvo/colorspace.h"
 #include "tarvo/mat.h"
 #include "tarvo/saturate.h"
 
@@ -111,6 +112,32 @@ TEST(MatPaths, RoundingRuleOnTiesAndNeighbours) {
         ASSERT_EQ(s.ptr<short>(0)[i], short(std::min(32767.0, std::max(-32768.0, want)))) << v;
         ASSERT_EQ(b.ptr<unsigned char>(0)[i], (unsigned char)std::min(255.0, std::max(0.0, want)))
             << v;
+    }
+}
+
+TEST(MatPaths, ColourConversionsOnStripes) {
+    struct Shape {
+        int rows, cols, cn;
+    } shapes[] = {{1, 41, 3}, {37, 1, 4}, {283, 509, 3}, {171, 397, 4}};
+    for (const Shape& sh : shapes) {
+        for (int depth : kDepths) {
+            const Mat src =
+                test::randomMat(sh.rows, sh.cols, MAKETYPE(depth, sh.cn), 5u + depth, -0.25, 1.25);
+            const std::string tag =
+                "depth " + std::to_string(depth) + " cn " + std::to_string(sh.cn);
+            test::onEveryPath([&](Mat& d) { ColorSpace::RGBtoGray(src, d, BMP_RGB); },
+                              "grey " + tag);
+            test::onEveryPath([&](Mat& d) { ColorSpace::RGBtoGray(src, d, BMP_BGR); },
+                              "grey " + tag);
+            test::onEveryPath([&](Mat& d) { ColorSpace::RGBtoYUV(src, d); }, "yuv " + tag);
+            test::onEveryPath([&](Mat& d) { ColorSpace::YUVtoRGB(src, d); }, "rgb " + tag);
+            test::onEveryPath([&](Mat& d) { ColorSpace::RGBtoLab(src, d); }, "lab " + tag);
+            test::onEveryPath([&](Mat& d) { ColorSpace::extractChannel(src, d, 2); },
+                              "chan " + tag);
+            Mat grey;
+            ColorSpace::extractChannel(src, grey, 1);
+            test::onEveryPath([&](Mat& d) { ColorSpace::GraytoRGB(grey, d); }, "to rgb " + tag);
+        }
     }
 }
 
