@@ -12,6 +12,7 @@
 #include "detail/parallel_rows.h"
 #include "canny_simd.h"
 #include "tarvo/ip/edges.h"
+#include "tarvo/parallel.h"
 #include "tarvo/saturate.h"
 
 namespace tarvo {
@@ -138,8 +139,11 @@ void canny(const Mat& srcIn, Mat& dst, float lowThreshold, float highThreshold, 
     // everything else no edge (1). Seeding every strong maximum grows the
     // same edges as seeding only the first of each run: the others touch a
     // seed or a candidate joined to one, so hysteresis reaches them anyway.
-    const int stripes = std::max(
-        1, std::min(rows, int(double(rows) * double(n) / tarvo::detail::kPixelsPerStripe)));
+    // (One stripe on one thread: each stripe recomputes two magnitude rows.)
+    const int stripes = getNumThreads() <= 1
+                            ? 1
+                            : std::max(1, std::min(rows, int(double(rows) * double(n) /
+                                                             tarvo::detail::kPixelsPerStripe)));
     std::vector<std::vector<unsigned char*>> stripeSeeds((size_t)stripes);
     tarvo::detail::parallelRows(stripes, double(rows) * double(n), [&](int b0, int b1) {
         for (int b = b0; b < b1; b++) {
