@@ -339,7 +339,10 @@ void resizeGeneric(const Mat& src, Mat& dst, const EngineGeometry& g) {
     GenericTables<AT> t;
     buildTables(g, src.cols(), dst.cols(), dst.rows(), src.channels(), t);
     GenericInvoker<T, WT, AT> body(src, dst, t);
-    parallel_for_(Range(0, dst.rows()), body, dst.rows() * (double)dst.cols() / 65536.0);
+    // Stripes by the pixels read and written: a strong shrink reads many
+    // source rows per output row.
+    parallel_for_(Range(0, dst.rows()), body,
+                  (src.rows() * (double)src.cols() + dst.rows() * (double)dst.cols()) / 65536.0);
 }
 
 typedef void (*GenericFunc)(const Mat&, Mat&, const EngineGeometry&);

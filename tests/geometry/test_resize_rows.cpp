@@ -26,5 +26,23 @@ TEST(ResizeRows, HorizontalTapsNearTheRowEnds) {
             }
 }
 
+TEST(ResizeRows, StrongShrinksSplitBySourcePixels) {
+    // Few output rows from many source rows: the stripes follow the source.
+    struct Case {
+        int sw, sh, dw, dh;
+    } cases[] = {{1001, 403, 250, 100}, {960, 540, 240, 135}, {1203, 301, 301, 75}};
+    for (int depth : {MAT_Tuchar, MAT_Tshort, MAT_Tfloat})
+        for (int cn : {1, 3, 4})
+            for (int code : {ip::ResizeArea, ip::ResizeLinear})
+                for (const Case& c : cases) {
+                    const Mat src =
+                        test::randomMat(c.sh, c.sw, MAKETYPE(depth, cn), 8u + c.sw, -500.0, 500.0);
+                    test::onEveryPath([&](Mat& d) { ip::resize(src, d, c.dw, c.dh, code); },
+                                      "depth " + std::to_string(depth) + " cn " +
+                                          std::to_string(cn) + " code " + std::to_string(code) +
+                                          " " + std::to_string(c.sw) + "x" + std::to_string(c.sh));
+                }
+}
+
 }  // namespace
 }  // namespace tarvo
