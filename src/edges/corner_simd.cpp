@@ -192,7 +192,8 @@ int harrisPeaksRow(const float* s, const float* localMax, float threshold, unsig
 
 int fastCornerRow(const unsigned char* const* rows, int b, int arcLength, unsigned char* flags,
                   int start, int end) {
-    if (b < 0 || arcLength < 9 || arcLength > 12 || !checkHardwareSupport(CPU_INT_VECTORS)) return start;
+    if (b < 0 || arcLength < 9 || arcLength > 12 || !checkHardwareSupport(CPU_INT_VECTORS))
+        return start;
     return HWY_DYNAMIC_DISPATCH(FastCornerRow)(rows, b, arcLength, flags, start, end);
 }
 

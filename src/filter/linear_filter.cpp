@@ -5,6 +5,7 @@
 #include <new>
 
 #include "detail/aliasing.h"
+#include "filter/filter2d_spectrum.h"
 #include "filter/linear_filter.h"
 #include "tarvo/tarvoutil.h"
 
@@ -437,10 +438,15 @@ void filter2D(const Mat& src, Mat& dst, int ddepth, const Mat& kernel, Point2_<i
     const int dtype = frontEndType(src, ddepth);
     int mode;
     if (dtype < 0 || !frontEndArgs(kernel, anchor, kernel.size(), borderType, mode)) return;
-    // Every kernel size runs on the engine.
-    runFrontEnd(
-        createLinearFilter(src.type1(), dtype, kernel, anchor, delta, mode, -1, Point4_<double>()),
-        src, dst, dtype, borderType);
+    Ptr<FilterEngine> e =
+        createLinearFilter(src.type1(), dtype, kernel, anchor, delta, mode, -1, Point4_<double>());
+    if (e.empty()) return;
+    tarvo::detail::SourceGuard in(src, dst);
+    if (in.failed() || dst.create(src.rows(), src.cols(), dtype) < 0) return;
+    // Large kernels may go through the spectrum; it decides and reports whether it ran.
+    if (tarvo::detail::filter2DSpectrum(*in, dst, kernel, anchor, delta, mode)) return;
+    e->apply(*in, dst, Rect_<int>(0, 0, -1, -1), Point2_<int>(0, 0),
+             (borderType & BorderIsolatedBit) != 0);
 }
 
 void sepFilter2D(const Mat& src, Mat& dst, int ddepth, const Mat& rowKernel,

@@ -300,7 +300,8 @@ public:
         const bool nearest = p_.interpolation == 0;
         const long long pitch =
             std::is_same<T, unsigned char>::value && p_.interpolation == 1 &&
-                    checkHardwareSupport(CPU_INT_VECTORS) && p_.src->m_mode == 0 && !p_.src->isRefered()
+                    checkHardwareSupport(CPU_INT_VECTORS) && p_.src->m_mode == 0 &&
+                    !p_.src->isRefered()
                 ? evenPitch(p_.src->data.ptr, p_.src->rows(), p_.src->rowByteSize())
                 : -1;
         std::vector<int32_t> vbuf;
