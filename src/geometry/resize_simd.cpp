@@ -225,8 +225,6 @@ int HresizeGrey(const uint8_t* S, int swidth, int32_t* D, const int* xofs, const
     const hn::Full128<int32_t> d32;
     const hn::Full64<uint8_t> d8h;
     const int before = K / 2 - 1;
-    // Lanes K..7 of a single output's weights are cleared.
-    const auto keep = hn::FirstN(d16, K);
     int dx = dx0;
     for (; dx + 4 <= dx1; dx += 4) {
         bool inside = true;
@@ -239,8 +237,11 @@ int HresizeGrey(const uint8_t* S, int swidth, int32_t* D, const int* xofs, const
             const auto px = hn::BitCast(
                 d16,
                 hn::PromoteTo(hn::Full128<uint16_t>(), hn::LoadU(d8h, S + xofs[dx + o] - before)));
-            auto w = hn::LoadU(d16, alpha + (size_t)(dx + o) * K);
-            if (K < 8) w = hn::IfThenElseZero(keep, w);
+            // The K weights of this output only (lanes K..7 zero): a full load
+            // would read past the table's end at the row's last outputs.
+            alignas(16) int16_t wbuf[8] = {0, 0, 0, 0, 0, 0, 0, 0};
+            std::memcpy(wbuf, alpha + (size_t)(dx + o) * K, sizeof(int16_t) * K);
+            const auto w = hn::Load(d16, wbuf);
             m[o] = hn::ReorderWidenMulAccumulate(d32, px, w, hn::Zero(d32), spare);
         }
         // Lane sums of m[0..3] into one vector, by two rounds of even + odd.
