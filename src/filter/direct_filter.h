@@ -40,5 +40,21 @@ int vecSepTapsU8(const uint8_t* const* ptrs, const int* k, int taps, int divisor
 // Returns the first element not written.
 int vecMedianRowU8(const uint8_t* const* rows, int n, int cn, int from, int to, uint8_t* dst);
 
+// One stripe of the byte median by rank search over running column
+// histograms (median_simd.cpp): rows [ya, yb) of channel `channel`, window
+// taps -tyLo..tyHi by -txLo..txHi clipped to the image, the result the
+// sample at rank count / 2. src and dst are row tables; scratch holds
+// cols * 272 16-bit counts, so every clipped window must hold at most 65535
+// samples. Returns false (nothing written) where no vector code runs.
+struct HistStripe {
+    const uint8_t* const* src;
+    uint8_t* const* dst;
+    uint16_t* scratch;
+    int rows, cols, cn, channel;
+    int tyLo, tyHi, txLo, txHi;
+    int ya, yb;
+};
+bool vecHistMedianStripe(const HistStripe& s);
+
 }  // namespace detail
 }  // namespace tarvo
