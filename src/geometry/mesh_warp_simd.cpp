@@ -87,7 +87,7 @@ int Bilinear3(const uint8_t* img, int stride, const int* ix, const int* iy, cons
     const int32_t* base = reinterpret_cast<const int32_t*>(img);
     const auto three = hn::Set(di, 3), st = hn::Set(di, stride);
     const auto low = hn::Set(di, 0xFF), lo0 = hn::Zero(di), hi255 = hn::Set(di, 255);
-    HWY_ALIGN int32_t out[3][hn::MaxLanes(di)];
+    const hn::Rebind<uint8_t, decltype(di)> d8;
     int k = 0;
     for (; k + N <= n; k += N) {
         const auto x = hn::LoadU(di, ix + k);
@@ -95,6 +95,7 @@ int Bilinear3(const uint8_t* img, int stride, const int* ix, const int* iy, cons
         const auto y = hn::IfThenElseZero(ok, hn::LoadU(di, iy + k));
         const auto off = hn::Add(hn::Mul(y, st), hn::Mul(hn::IfThenElseZero(ok, x), three));
         const auto a = hn::LoadU(df, fx + k), b = hn::LoadU(df, fy + k);
+        hn::Vec<decltype(d8)> ch[3];
         for (int c = 0; c < 3; c++) {
             const auto o = hn::Add(off, hn::Set(di, c));
             const auto w0 = hn::GatherOffset(di, base, o);
@@ -106,14 +107,9 @@ int Bilinear3(const uint8_t* img, int stride, const int* ix, const int* iy, cons
             auto v = hn::Add(pb, hn::Mul(hn::Sub(pr, pb), a));
             v = hn::Add(v, hn::Mul(hn::Sub(pd, pb), b));
             v = hn::Add(v, hn::Mul(hn::Mul(hn::Add(hn::Sub(hn::Sub(pb, pr), pd), prd), a), b));
-            const auto iv = hn::Min(hn::Max(hn::ConvertTo(di, v), lo0), hi255);
-            hn::Store(iv, di, out[c]);
+            ch[c] = hn::DemoteTo(d8, hn::Min(hn::Max(hn::ConvertTo(di, v), lo0), hi255));
         }
-        for (int j = 0; j < N; j++) {
-            vals[3 * (k + j)] = (uint8_t)out[0][j];
-            vals[3 * (k + j) + 1] = (uint8_t)out[1][j];
-            vals[3 * (k + j) + 2] = (uint8_t)out[2][j];
-        }
+        hn::StoreInterleaved3(ch[0], ch[1], ch[2], d8, vals + 3 * k);
     }
     return k;
 }
