@@ -172,6 +172,7 @@ public:
         const bool gather = vec && cn == 3 && m_gatherable;
         const unsigned char* img = m_src.ptr<unsigned char>(0);
         const int stride = m_src.rowByteSize();
+        const int size = (int)((long long)m_src.rows() * stride);
         for (const detail::MeshTri& t : m_tris) {
             const int y0 = std::max(t.top, range.start), y1 = std::min(t.bottom + 1, range.end);
             const int x0 = t.left, x1 = t.right + 1;
@@ -201,8 +202,8 @@ public:
                         const size_t f = (size_t)kf;
                         const int len = kl - kf + 1;
                         const int done =
-                            detail::meshBilinear3(img, stride, &ix[f], &iy[f], &fx[f], &fy[f], len,
-                                                  out + (size_t)(x0 + kf) * 3);
+                            detail::meshBilinear3(img, stride, size, &ix[f], &iy[f], &fx[f], &fy[f],
+                                                  len, out + (size_t)(x0 + kf) * 3);
                         for (int k = kf + done; k <= kl; k++) {
                             unsigned char* o = out + (size_t)(x0 + k) * 3;
                             const unsigned char* r0 =
@@ -231,8 +232,8 @@ public:
                 if (m == 0) continue;
                 lo = std::min(lo, at[0]);
                 hi = std::max(hi, at[(size_t)m - 1]);
-                const int done = gather ? detail::meshBilinear3(img, stride, &ix[0], &iy[0], &fx[0],
-                                                                &fy[0], m, &vals[0])
+                const int done = gather ? detail::meshBilinear3(img, stride, size, &ix[0], &iy[0],
+                                                                &fx[0], &fy[0], m, &vals[0])
                                         : 0;
                 for (int k = 0; k < done; k++) {
                     unsigned char* o = out + (size_t)at[(size_t)k] * 3;
