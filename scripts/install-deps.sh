@@ -6,7 +6,8 @@ set -euo pipefail
 PKGS=(cmake ninja-build g++ make pkg-config clang clang-format libclang-rt-14-dev
       libpng-dev libjpeg62-turbo-dev libtbb-dev libhwy-dev libeigen3-dev
       libgtest-dev libbenchmark-dev
-      python3-dev pybind11-dev python3-numpy python3-pytest)
+      python3-dev pybind11-dev python3-numpy python3-pytest
+      python3-dask python3-distributed)
 
 missing=()
 for p in "${PKGS[@]}"; do

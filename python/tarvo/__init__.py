@@ -18,25 +18,25 @@ and ranges, and what a refused input gives. Misuse (a dtype the library has no
 element type for, an impossible shape, a dst that does not fit) raises
 TypeError or ValueError; every call releases the GIL.
 
+Point lists are (n, 2) int32 arrays of (x, y) (float32 where a function has a
+float form); rectangles and other small records are named tuples (Rect, Point,
+Size, RotatedRect, ConnectInfo).
+
 Kept in C++ only for now: the filter engine and its stage factories
 (FilterEngine, createLinearFilter, createSeparableLinearFilter,
 createMorphologyFilter, getLinear*/getMorphology* stages), the operator and
-filter classes (ipColorize and the other ip* pumps, GaussianFilter,
-GaussianDiffFilter, DoGFilter, Sobel, ScaleXY), and the raw-pointer forms
-(edgeOrientaitonField with a strength table).
+filter classes (ipColorize, ipExposure, ipSketch and the other ip* pumps,
+GammaCorrection, ipDenoise, ipFilter, ipMedian, ipHoughLines, GaussianFilter,
+GaussianDiffFilter, DoGFilter, Sobel, ScaleXY; ipNMS and MCEdgeExtractor are
+reached through ip.ipNMS and ip.edgeChains), the sequence store and the
+contour scanner records (MemStorage, Sequence, Chain, IPContour, the scan
+steps), the raw-pointer forms (edgeOrientaitonField with a strength table,
+approxPolyDP on a point pointer, bresenham into malloc'ed arrays, convolve on
+Vec), detectPeaks and its variants, and fitLine, which has no behaviour.
 """
 
-from collections import namedtuple as _namedtuple
-
 from . import _tarvo
-from ._tarvo import *  # noqa: F401,F403  imread, imwrite, RGBtoGray, constants
+from ._tarvo import *  # noqa: F401,F403  imread, imwrite, RGBtoGray, constants, named tuples
 from ._tarvo import ip  # noqa: F401
 
-Rect = _namedtuple("Rect", "x y width height")
-Rect.__doc__ = "Rectangle in pixels: left column x, top row y, width, height."
-Point = _namedtuple("Point", "x y")
-Point.__doc__ = "Pixel position: column x, row y."
-Size = _namedtuple("Size", "width height")
-Size.__doc__ = "Image size: width (columns), height (rows)."
-
-__all__ = [n for n in dir(_tarvo) if not n.startswith("_")] + ["Rect", "Point", "Size"]
+__all__ = [n for n in dir(_tarvo) if not n.startswith("_")]

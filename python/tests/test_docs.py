@@ -35,7 +35,10 @@ def test_tool_rows_feed_the_docstrings():
         pytest.skip("TARVO_TOOL does not name the built tarvo tool")
     for fn, op in [(ip.gaussian, "gaussian"), (ip.canny, "canny"), (ip.erode, "erode"),
                    (ip.resize, "resize"), (ip.Threshold, "threshold"),
-                   (ip.colorize, "colorize"), (ip.histogramEqualize, "equalize")]:
+                   (ip.colorize, "colorize"), (ip.histogramEqualize, "equalize"),
+                   (ip.level, "level"), (ip.circleTransform, "circle-transform"),
+                   (ip.findContours, "contours"), (ip.distanceTransform, "distance"),
+                   (ip.houghLines, "hough-segments")]:
         help_text = subprocess.run([path, op, "--help"], capture_output=True, text=True,
                                    env=tool_env()).stdout
         doc = " ".join(fn.__doc__.split())

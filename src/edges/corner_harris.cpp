@@ -251,7 +251,7 @@ void smoothStrengthStripe(const HarrisPlanes& P, const Mat* image, const Mat* ma
 // Whether runHarris takes the one-sweep vector path: the smoothing radius
 // is 10, and the ring needs at least 2 * 10 + 1 rows and columns.
 bool fusedApplies(int rows, int cols) {
-    return checkHardwareSupport(2) && rows > 20 && cols > 20;
+    return checkHardwareSupport(CPU_FLOAT_VECTORS) && rows > 20 && cols > 20;
 }
 
 // One Harris run into the planes: gradients, smoothed products, strength and
@@ -262,7 +262,7 @@ void runHarris(const HarrisPlanes& P, const Mat* image, const Mat* mask, int win
     const long long work = (long long)rows * cols;
     const GaussianFilter g(kSmoothSigma, 2.0f * kSmoothSigma);
     const int h = g.kernelRadius;
-    const bool vec = checkHardwareSupport(2);
+    const bool vec = checkHardwareSupport(CPU_FLOAT_VECTORS);
     const bool fused = fusedApplies(rows, cols) && g.kernel && h == 10;
     if (!fused && !P.xx) return;  // no kernel (out of memory): nothing found
     if (P.gradX) {

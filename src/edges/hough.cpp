@@ -140,12 +140,15 @@ bool ipHoughLines::process(Mat* image) {
                 }
                 int* base = slice.data() - (long long)n0 * stride;
                 const long long lo = (long long)n0 * stride, hi = (long long)(n1 + 1) * stride;
-                for (const Point2_<int>& pt : *points) {
-                    const float fx = float(pt.x), fy = float(pt.y);
-                    for (int n = n0; n < n1; n++) {
+                // Angle by angle, so the votes of one pass stay within one
+                // accumulator row (and the row before) and hit the cache.
+                for (int n = n0; n < n1; n++) {
+                    const float c = cosTab[n], sn = sinTab[n];
+                    const long long rowBase = (long long)(n + 1) * stride + 1;
+                    for (const Point2_<int>& pt : *points) {
                         // |d| stays below the accumulator's width, so the cast is defined.
-                        const int d = int(cosTab[n] * fx + sinTab[n] * fy);
-                        const long long cell = (long long)(n + 1) * stride + d + 1;
+                        const int d = int(c * float(pt.x) + sn * float(pt.y));
+                        const long long cell = rowBase + d;
                         if (cell >= lo && cell < hi) base[cell]++;
                     }
                 }
@@ -190,12 +193,15 @@ bool ipHoughLines::process(Mat* image) {
             if (v > m_nThreshold && v > c[-1] && v > c[1] && v > c[-stride] && v > c[stride])
                 peaks.push_back({n, d, v});
         }
-    // Exchange sort, descending by votes: equal votes keep the order above.
-    for (size_t i = 0; i < peaks.size(); i++)
-        for (size_t j = i + 1; j < peaks.size(); j++)
-            if (peaks[j].votes > peaks[i].votes) std::swap(peaks[i], peaks[j]);
     m_nPeaks = int(peaks.size());
     const int count = wanted < m_nPeaks ? (wanted > 0 ? wanted : 0) : m_nPeaks;
+    // Exchange sort, descending by votes. Pass i settles position i for good
+    // (later passes only touch positions behind it), so the passes stop once
+    // the reported lines are settled: the same lines in the same order as the
+    // whole sort, without its quadratic cost in the number of peaks.
+    for (size_t i = 0; i < size_t(count); i++)
+        for (size_t j = i + 1; j < peaks.size(); j++)
+            if (peaks[j].votes > peaks[i].votes) std::swap(peaks[i], peaks[j]);
     if (count == 0) return false;
     m_pStart = new (std::nothrow) Point2_<int>[size_t(count)];
     m_pEnd = new (std::nothrow) Point2_<int>[size_t(count)];

@@ -18,7 +18,7 @@
 #include <vector>
 
 #include "filter/direct_filter.h"
-#include "filter/overlap.h"
+#include "detail/aliasing.h"
 #include "tarvo/ip/filter.h"
 #include "tarvo/parallel.h"
 
@@ -254,7 +254,7 @@ void median(const Mat& src, Mat& dst, int window, filterintype kind) {
         dst.release();
         if (dst.create(*s, false) < 0) return;
     }
-    const bool vec = checkHardwareSupport(3);
+    const bool vec = checkHardwareSupport(CPU_INT_VECTORS);
     if (depth == MAT_Tuchar && vec) {
         if (!line && (window == 3 || window == 5))
             networkAll(*s, dst, window);

@@ -65,6 +65,24 @@ TEST(HoughStd, ThreadedVotesEqualSerialOnes) {
     for (int i = 0; i < serial.getSize(); i++) EXPECT_EQ(serial[i], threaded[i]);
 }
 
+TEST(HoughStd, EqualsTheDirectSteps) {
+    // Many peaks with tied votes, so the order the sort leaves them in shows.
+    Mat img = test::randomMat(90, 130, MAT_Tuchar, 17);
+    for (int y = 0; y < img.rows(); y++)
+        for (int x = 0; x < img.cols(); x++) {
+            unsigned char& v = img.ptr<unsigned char>(y)[x];
+            v = (v < 40 || (3 * x + y) % 29 == 0) ? 0 : 255;
+        }
+    for (int linesMax : {1, 7, 60, 5000}) {
+        PointArray fast;
+        std::vector<Point2_<int>> direct;
+        ip::houghLinesStd(img, fast, 1.0f, 3.14159265f / 90, 25, linesMax);
+        test::houghLinesStdDirect(img, direct, 1.0f, 3.14159265f / 90, 25, linesMax);
+        ASSERT_EQ(fast.getSize(), int(direct.size())) << linesMax;
+        for (int i = 0; i < fast.getSize(); i++) EXPECT_EQ(fast[i], direct[size_t(i)]) << i;
+    }
+}
+
 TEST(HoughStd, RefusalsAndEmptyResults) {
     PointArray lines;
     lines.add(Point2_<int>(1, 1));

@@ -1,6 +1,7 @@
 #include "naive_hough.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace tarvo {
 namespace test {
@@ -82,6 +83,65 @@ int fixedPointAngleDivision(int gyIn, int gxIn) {
     const long long t = num * 1048576 / ((large * 1024) | 1);
     const long long u = 62560 - floorShift(16193 * (t < 0 ? -t : t), 20);
     return int(floorShift(kBase[i] + floorShift(u * t, 20) + 511, 10));
+}
+
+void houghLinesStdDirect(const Mat& src, std::vector<Point2_<int>>& lines, float rho, float theta,
+                         int threshold, int linesMax) {
+    const int rows = src.rows(), cols = src.cols();
+    const int a = int(3.14159265358979323846 / theta);
+    const int r = int((double(cols + rows) * 2 + 1) / rho);
+    const int stride = r + 2;
+    std::vector<int> storage(size_t(a + 3) * stride, 0);
+    int* acc = storage.data() + stride;
+    std::vector<float> s(static_cast<size_t>(a)), c(static_cast<size_t>(a));
+    float ang = 0.0f;
+    for (int n = 0; n < a; n++) {
+        s[size_t(n)] = std::sin(ang) / rho;
+        c[size_t(n)] = std::cos(ang) / rho;
+        ang += theta;
+    }
+    for (int y = 0; y < rows; y++)
+        for (int x = 0; x < cols; x++)
+            if (src.ptr<unsigned char>(y)[x] == 0)
+                for (int n = 0; n < a; n++)
+                    acc[(n + 1) * stride + int(c[size_t(n)] * float(x) + s[size_t(n)] * float(y)) +
+                        1]++;
+    for (int& v : storage) v = std::min(v, 255);
+    struct Peak {
+        int n, d, v;
+    };
+    std::vector<Peak> peaks;
+    for (int d = 0; d <= r; d++)
+        for (int n = 0; n < a; n++) {
+            const int* q = acc + n * stride + d;
+            if (*q > threshold && *q > q[-1] && *q > q[1] && *q > q[-stride] && *q > q[stride])
+                peaks.push_back({n, d, *q});
+        }
+    for (size_t i = 0; i < peaks.size(); i++)
+        for (size_t j = i + 1; j < peaks.size(); j++)
+            if (peaks[j].v > peaks[i].v) std::swap(peaks[i], peaks[j]);
+    const int count = std::min<int>(linesMax, int(peaks.size()));
+    for (int i = 0; i < count; i++) {
+        const float p = float(peaks[size_t(i)].d - 1) * rho,
+                    q = float(peaks[size_t(i)].n - 1) * theta;
+        Point2_<int> start(0, 0), end(0, 0);
+        bool started = false;
+        for (int t = 1000; t >= -1000; t--) {
+            const int x = int(p * std::cos(q) - float(t) * std::sin(q));
+            const int y = int(float(t) * std::cos(q) + p * std::sin(q));
+            if (x < 0 || y < 0 || x >= cols || y >= rows) continue;
+            const bool feature = src.ptr<unsigned char>(y)[x] == 0;
+            if (!started && feature) {
+                start = Point2_<int>(x, y);
+                started = true;
+            } else if (started && !feature) {
+                end = Point2_<int>(x, y);
+                break;
+            }
+        }
+        lines.push_back(start);
+        lines.push_back(end);
+    }
 }
 
 void houghCircleDirect(const Mat& image, Point2_<int>& center, int& radius) {

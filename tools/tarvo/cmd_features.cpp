@@ -19,8 +19,8 @@ void printFeature(const tarvo::FeatureABC* f, int depth) {
         return;
     }
     if (const tarvo::FeatureSet* s = dynamic_cast<const tarvo::FeatureSet*>(f)) {
-        std::printf("%s%s: %d element%s, dimension %d\n", indent.c_str(), f->getID(),
-                    s->getSize(), s->getSize() == 1 ? "" : "s", f->dimension());
+        std::printf("%s%s: %d element%s, dimension %d\n", indent.c_str(), f->getID(), s->getSize(),
+                    s->getSize() == 1 ? "" : "s", f->dimension());
         for (int i = 0; i < s->getSize(); i++) printFeature(s->getAt(i), depth + 1);
         return;
     }

@@ -3,6 +3,7 @@
 //   tarvo info                          library, vector targets, threads
 //   tarvo list                          the operations
 //   tarvo <operation> [options] IN OUT  run one operation on a picture
+//   tarvo batch IN_DIR OUT_DIR -- OP .. a chain of operations over a folder
 //   tarvo demo [--out DIR]              showcase on the bundled sample
 //   tarvo features FILE                 the tree of a feature file
 //   tarvo --version | --help
@@ -37,6 +38,10 @@ void printUsage() {
         "usage: tarvo <operation> [options] IN OUT   run one operation on a picture\n"
         "       tarvo <operation> --help             its options, with an example\n"
         "       tarvo list                           the operations\n"
+        "       tarvo batch [--jobs N] [--recursive] [--quiet] IN_DIR OUT_DIR -- OP [options] "
+        "[-- OP ...]\n"
+        "                                            a chain of operations on every picture "
+        "of a folder\n"
         "       tarvo demo [--out DIR]               showcase on the bundled sample picture\n"
         "       tarvo features FILE                  the tree of a feature file\n"
         "       tarvo info                           library, vector targets, threads\n"
@@ -64,8 +69,11 @@ std::string vectorPaths() {
     static const struct {
         int code;
         const char* what;
-    } kPaths[] = {
-        {2, "float"}, {3, "integer"}, {4, "transforms"}, {10, "wide float"}, {11, "wide integer"}};
+    } kPaths[] = {{tarvo::CPU_FLOAT_VECTORS, "float"},
+                  {tarvo::CPU_INT_VECTORS, "integer"},
+                  {tarvo::CPU_SSE41, "transforms"},
+                  {tarvo::CPU_AVX, "wide float"},
+                  {tarvo::CPU_AVX2, "wide integer"}};
     std::string s;
     for (const auto& p : kPaths)
         if (tarvo::checkHardwareSupport(p.code)) s += (s.empty() ? "" : ", ") + std::string(p.what);
@@ -207,6 +215,7 @@ int main(int argc, char** argv) {
         return cmd[0] == 'i' ? cmdInfo() : cmdList();
     }
     if (!std::strcmp(cmd, "demo")) return runDemo(nrest, rest);
+    if (!std::strcmp(cmd, "batch")) return runBatch(nrest, rest);
     if (!std::strcmp(cmd, "features")) return runFeatures(nrest, rest);
     const Operation* op = findOperation(cmd);
     if (!op) {

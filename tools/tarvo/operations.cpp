@@ -99,6 +99,38 @@ int paramCount(const Operation& op) {
     return n;
 }
 
+int reachPoint(const Args&) {
+    return 0;
+}
+
+int reachGlobal(const Args&) {
+    return kWholePicture;
+}
+
+int reachRadius(const Operation& op, const Args& args) {
+    if (!op.reach.radius) return kWholePicture;
+    const int r = op.reach.radius(args);
+    return r < 0 ? kWholePicture : r;
+}
+
+std::string describeReach(const Operation& op) {
+    if (!op.reach.radius) return "whole picture: no reach declared";
+    Args defaults;
+    for (int k = 0; k < kMaxParams; k++) defaults.v[k] = k < paramCount(op) ? op.params[k].def : 0;
+    const int r = reachRadius(op, defaults);
+    std::string s;
+    if (r == kWholePicture)
+        s = "whole picture";
+    else if (r == 0)
+        s = "point";
+    else
+        s = "stencil, radius " + std::to_string(r) + " with the defaults";
+    if (op.reach.note) s += std::string(r == kWholePicture ? ": " : " (") + op.reach.note;
+    if (op.reach.note && r != kWholePicture) s += ")";
+    if (op.reach.resizes) s += "; changes the picture's size";
+    return s;
+}
+
 bool parseArgs(const Operation& op, int n, const char* const* words, Args& args,
                std::string* positional, int maxPositional, int* positionalCount,
                std::string& error) {

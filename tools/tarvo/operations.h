@@ -56,6 +56,32 @@ enum : unsigned {
 };
 constexpr unsigned kGreyOrColour = kGrey | kColour;
 
+// How far an operation's result at a pixel depends on the source picture. The
+// batch command prints it and the Python module tiles pictures by it: a tile
+// grown by the radius on every side gives exactly the whole picture's result
+// in its middle.
+struct Reach {
+    // Radius in source pixels (the largest row or column distance read) for
+    // these parameters: 0 for a point operation, kWholePicture when the result
+    // may depend on any pixel (histograms, hysteresis, contours, or a pattern
+    // anchored at the picture's corner). Null when the row declares nothing.
+    int (*radius)(const Args& args) = nullptr;
+    // What sets the radius, or why the whole picture is needed, in a few words.
+    const char* note = nullptr;
+    // True when the result's size differs from the source's.
+    bool resizes = false;
+};
+constexpr int kWholePicture = -1;
+
+// Ready-made radius functions for the common cases.
+int reachPoint(const Args& args);   // 0
+int reachGlobal(const Args& args);  // kWholePicture
+// The declaration of a point operation and of one that needs the whole picture.
+constexpr Reach kPointReach = {reachPoint, nullptr, false};
+constexpr Reach globalReach(const char* why) {
+    return Reach{reachGlobal, why, false};
+}
+
 struct Operation {
     const char* name;
     const char* summary;
@@ -75,6 +101,9 @@ struct Operation {
     // run(): returns null when they fit, else the reason in a few words
     // (e.g. "--scale cannot be combined with --width").
     const char* (*check)(const tarvo::Mat& in, const Args& args) = nullptr;
+    // How far the result depends on the source (see Reach); rows that leave it
+    // out are treated as needing the whole picture.
+    Reach reach = {};
 };
 
 // Adds rows to the operation table; used through TARVO_TOOL_OPERATIONS at
@@ -124,6 +153,13 @@ int paramCount(const Operation& op);
 bool parseArgs(const Operation& op, int n, const char* const* words, Args& args,
                std::string* positional, int maxPositional, int* positionalCount,
                std::string& error);
+
+// Radius of op for args: Reach::radius, or kWholePicture when undeclared.
+int reachRadius(const Operation& op, const Args& args);
+// One line on op's reach with its default parameters, e.g. "stencil, radius 3
+// with the defaults (2 sigma, or --support, rounded)", "point" or "whole picture:
+// hysteresis follows edges anywhere".
+std::string describeReach(const Operation& op);
 
 // Usage text of one operation (for --help).
 std::string operationHelp(const Operation& op);

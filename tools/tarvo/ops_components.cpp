@@ -100,7 +100,10 @@ const Operation kRows[] = {
       {"sort", "1 lists larger regions first, 0 keeps scan order", 0, 0, 1, true}},
      runComponents,
      nullptr,
-     "components --threshold 150 --min-count 50 in.png out.png"},
+     "components --threshold 150 --min-count 50 in.png out.png",
+     kGreyOrColour,
+     nullptr,
+     globalReach("a region may span the whole picture")},
     {"floodfill",
      "Paint-bucket fill from a seed pixel: four-connected pixels within a tolerance of its colour",
      {{"x", "seed column", 0, -1e9, 1e9, true},
@@ -111,7 +114,10 @@ const Operation kRows[] = {
       {"blue", "fill colour, blue", 0, 0, 255, false}},
      runFloodfill,
      nullptr,
-     "floodfill --x 120 --y 80 --tolerance 30 --red 0 --green 200 --blue 255 in.png out.png"},
+     "floodfill --x 120 --y 80 --tolerance 30 --red 0 --green 200 --blue 255 in.png out.png",
+     kGreyOrColour,
+     nullptr,
+     globalReach("the fill spreads from the seed across the whole picture")},
     {"select",
      "Magic-wand selection around a seed: outer border (yellow) and holes (blue); prints "
      "whether the seed lies inside",
@@ -120,7 +126,10 @@ const Operation kRows[] = {
       {"tolerance", "largest difference per byte from the seed's colour", 20, 0, 255, true}},
      runSelect,
      nullptr,
-     "select --x 120 --y 80 --tolerance 30 in.png out.png"},
+     "select --x 120 --y 80 --tolerance 30 in.png out.png",
+     kGreyOrColour,
+     nullptr,
+     globalReach("the selection spreads from the seed across the whole picture")},
 };
 
 const DemoStep kDemo[] = {

@@ -149,7 +149,10 @@ const Operation kRows[] = {
       {"sigma", "Gaussian smoothing before Canny, 0 for none", 1.5, 0, 100, false}},
      runContours,
      nullptr,
-     "contours --mode tree --method changes --binarise otsu in.png contours.png"},
+     "contours --mode tree --method changes --binarise otsu in.png contours.png",
+     kGreyOrColour,
+     nullptr,
+     globalReach("a border is traced around a whole object, which may span the picture")},
 };
 
 const DemoStep kDemo[] = {

@@ -23,13 +23,18 @@ const Operation kRows[] = {
      runCopy,
      nullptr,
      "copy photo.jpg photo.png",
-     kGreyOrColour | kAlpha},
+     kGreyOrColour | kAlpha,
+     nullptr,
+     kPointReach},
     {"grey",
      "Grey version of a colour picture (0.299 R + 0.587 G + 0.114 B); grey stays as it is",
      {},
      runGrey,
      nullptr,
-     "grey in.png grey.png"},
+     "grey in.png grey.png",
+     kGreyOrColour,
+     nullptr,
+     kPointReach},
 };
 
 const DemoStep kDemo[] = {

@@ -82,6 +82,21 @@ void runLaplace(const Mat& in, Mat& out, const Args& a) {
 }
 
 const Choice kCannyModes[] = {{"both", 0}, {"vertical", 1}, {"horizontal", 2}, {nullptr, 0}};
+// A Sobel kernel of size k reads k / 2 pixels each way; size 1 is a 3-tap
+// derivative with no smoothing.
+int sobelRadius(int ksize) {
+    return ksize <= 1 ? 1 : ksize / 2;
+}
+int reachSobel(const Args& a) {
+    return sobelRadius(a.i(2));
+}
+int reachSobelMagnitude(const Args& a) {
+    return sobelRadius(a.i(0));
+}
+int reachLaplace(const Args&) {
+    return 1;
+}
+
 const Choice kKernelSizes[] = {{"1", 1}, {"3", 3}, {"5", 5}, {"7", 7}, {nullptr, 0}};
 const Choice kLaplaceKernels[] = {{"cross", 1}, {"diagonal", 3}, {nullptr, 0}};
 
@@ -95,7 +110,10 @@ const Operation kRows[] = {
        true, kCannyModes}},
      runCanny,
      nullptr,
-     "canny --low 40 --high 120 --sigma 1.5 in.png edges.png"},
+     "canny --low 40 --high 120 --sigma 1.5 in.png edges.png",
+     kGreyOrColour,
+     nullptr,
+     globalReach("hysteresis follows edges across the whole picture")},
     {"sobel",
      "Sobel derivative of order (dx, dy), saved as its absolute value in bytes",
      {{"dx", "derivative order along x", 1, 0, 3, true},
@@ -105,20 +123,27 @@ const Operation kRows[] = {
      nullptr,
      "sobel --dx 1 --dy 0 --ksize 5 in.png out.png",
      kGreyOrColour,
-     checkSobel},
+     checkSobel,
+     {reachSobel, "--ksize / 2, at least 1"}},
     {"sobel-magnitude",
      "Gradient magnitude sqrt(gx^2 + gy^2) of the first Sobel derivatives, in bytes",
      {{"ksize", "kernel size", 3, 1, 7, true, kKernelSizes}},
      runSobelMagnitude,
      nullptr,
-     "sobel-magnitude --ksize 3 grey.png magnitude.png"},
+     "sobel-magnitude --ksize 3 grey.png magnitude.png",
+     kGreyOrColour,
+     nullptr,
+     {reachSobelMagnitude, "--ksize / 2, at least 1"}},
     {"laplace",
      "3x3 Laplacian, saved as its absolute value in bytes",
      {{"selector", "kernel: cross (0 1 0 / 1 -4 1 / 0 1 0) or diagonal (2 0 2 / 0 -8 0 / 2 0 2)", 1,
        1, 3, true, kLaplaceKernels}},
      runLaplace,
      nullptr,
-     "laplace --selector diagonal in.png out.png"},
+     "laplace --selector diagonal in.png out.png",
+     kGreyOrColour,
+     nullptr,
+     {reachLaplace, "a 3 x 3 kernel"}},
 };
 
 const DemoStep kDemo[] = {

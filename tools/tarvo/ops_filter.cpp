@@ -60,6 +60,21 @@ void runClosing(const Mat& in, Mat& out, const Args& a) {
     runMorph(kClosing, in, out, a);
 }
 
+// The kernel's half-width: --support, or 2 sigma, rounded to the nearest pixel.
+int reachGaussian(const Args& a) {
+    const float support = a.v[1] > 0 ? a.f(1) : 2.0f * a.f(0);
+    return support > 0 ? int(support + 0.5f) : 0;
+}
+
+// Each pass of an element of side s reads s / 2 pixels each way; iterations
+// add up, and opening and closing run two passes per iteration.
+int reachMorph(const Args& a) {
+    return (a.i(0) / 2) * a.i(2);
+}
+int reachMorphTwice(const Args& a) {
+    return 2 * reachMorph(a);
+}
+
 const Choice kShapes[] = {{"rect", 0}, {"cross", 1}, {"ellipse", 2}, {nullptr, 0}};
 
 // The four morphology rows share their parameters.
@@ -80,20 +95,46 @@ const Operation kRows[] = {
       {"support", "kernel half-width in pixels, 0 for 2 * sigma", 0, 0, 300, false}},
      runGaussian,
      nullptr,
-     "gaussian --sigma 3 in.png out.png"},
-    {"erode", "Morphological erosion: each pixel becomes the minimum under the element (darkens)",
-     TARVO_MORPH_PARAMS("erosion"), runErode, nullptr,
-     "erode --size 5 --shape ellipse in.png out.png"},
+     "gaussian --sigma 3 in.png out.png",
+     kGreyOrColour,
+     nullptr,
+     {reachGaussian, "--support, or 2 sigma, rounded"}},
+    {"erode",
+     "Morphological erosion: each pixel becomes the minimum under the element (darkens)",
+     TARVO_MORPH_PARAMS("erosion"),
+     runErode,
+     nullptr,
+     "erode --size 5 --shape ellipse in.png out.png",
+     kGreyOrColour,
+     nullptr,
+     {reachMorph, "--size / 2 times --iterations"}},
     {"dilate",
      "Morphological dilation: each pixel becomes the maximum under the element (brightens)",
-     TARVO_MORPH_PARAMS("dilation"), runDilate, nullptr,
-     "dilate --size 5 --shape cross --iterations 2 in.png out.png"},
-    {"opening", "Morphological opening: erosion then dilation (removes small bright details)",
-     TARVO_MORPH_PARAMS("erosion and the dilation each"), runOpening, nullptr,
-     "opening --size 7 --shape ellipse in.png out.png"},
-    {"closing", "Morphological closing: dilation then erosion (fills small dark gaps)",
-     TARVO_MORPH_PARAMS("erosion and the dilation each"), runClosing, nullptr,
-     "closing --size 7 --shape ellipse in.png out.png"},
+     TARVO_MORPH_PARAMS("dilation"),
+     runDilate,
+     nullptr,
+     "dilate --size 5 --shape cross --iterations 2 in.png out.png",
+     kGreyOrColour,
+     nullptr,
+     {reachMorph, "--size / 2 times --iterations"}},
+    {"opening",
+     "Morphological opening: erosion then dilation (removes small bright details)",
+     TARVO_MORPH_PARAMS("erosion and the dilation each"),
+     runOpening,
+     nullptr,
+     "opening --size 7 --shape ellipse in.png out.png",
+     kGreyOrColour,
+     nullptr,
+     {reachMorphTwice, "--size / 2 times twice --iterations"}},
+    {"closing",
+     "Morphological closing: dilation then erosion (fills small dark gaps)",
+     TARVO_MORPH_PARAMS("erosion and the dilation each"),
+     runClosing,
+     nullptr,
+     "closing --size 7 --shape ellipse in.png out.png",
+     kGreyOrColour,
+     nullptr,
+     {reachMorphTwice, "--size / 2 times twice --iterations"}},
 };
 
 #undef TARVO_MORPH_PARAMS

@@ -1,4 +1,5 @@
 // Rows of the tarvo tool for the geometry operations.
+#include <algorithm>
 #include <cmath>
 
 #include "operations.h"
@@ -67,6 +68,20 @@ const Choice kInterpolations[] = {{"auto", kAutoInterpolation},
                                   {"lanczos4", tarvo::ip::ResizeLanczos4},
                                   {nullptr, 0}};
 
+// With --scale, an output pixel reads the taps of its interpolation (area and
+// scale-xy: the source pixels it covers) about its source position, so the
+// reach grows with the shrink factor. With --width or --height the factor
+// follows the picture's size, which a tile does not know.
+int reachResize(const Args& a) {
+    const double scale = a.v[kScale];
+    if (!(scale > 0)) return kWholePicture;
+    const int interpolation = a.i(kInterp);
+    const int taps = interpolation == tarvo::ip::ResizeLanczos4 ? 4
+                     : interpolation == tarvo::ip::ResizeCubic  ? 2
+                                                                : 1;
+    return int(std::ceil(taps * std::max(1.0, 1.0 / scale))) + 1;
+}
+
 const Operation kRows[] = {
     {"resize",
      "Scale a picture by a factor or to a new width and/or height",
@@ -83,7 +98,9 @@ const Operation kRows[] = {
      nullptr,
      "resize --width 300 --interpolation lanczos4 in.png out.png",
      kGreyOrColour,
-     checkResize},
+     checkResize,
+     {reachResize,
+      "interpolation taps times the shrink factor; whole picture with --width or --height", true}},
 };
 
 const DemoStep kDemo[] = {

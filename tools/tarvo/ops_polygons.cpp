@@ -128,7 +128,10 @@ const Operation kRows[] = {
       {"min-points", "skip contours with fewer border points", 20, 1, 1e9, true}},
      runShapes,
      nullptr,
-     "shapes --sigma 1.5 --eps 3 --draw polygon,hull in.png shapes.png"},
+     "shapes --sigma 1.5 --eps 3 --draw polygon,hull in.png shapes.png",
+     kGreyOrColour,
+     nullptr,
+     globalReach("Canny's hysteresis and the contours follow edges anywhere")},
 };
 
 const DemoStep kDemo[] = {

@@ -41,6 +41,20 @@ const Choice kAdaptiveMethods[] = {
 const Choice kAdaptiveTypes[] = {
     {"binary", ThreshBinary}, {"binary-inv", ThreshBinaryInv}, {nullptr, 0}};
 
+// Fixed levels compare each sample alone; Otsu and percentile levels come
+// from the whole picture's histogram.
+int reachThreshold(const Args& a) {
+    const int type = a.i(2);
+    if ((type & ThreshOtsuBit) || type == ThreshPercentUp || type == ThreshPercentDown)
+        return kWholePicture;
+    return 0;
+}
+
+// The local mean is taken over the block, box or Gaussian alike.
+int reachAdaptive(const Args& a) {
+    return a.i(3) / 2;
+}
+
 const Operation kRows[] = {
     {"threshold",
      "Fixed, Otsu or percentile threshold of the grey version of a picture",
@@ -54,7 +68,10 @@ const Operation kRows[] = {
        0, 0, 12, true, kThresholdTypes}},
      runThreshold,
      nullptr,
-     "threshold --type otsu in.png mask.png"},
+     "threshold --type otsu in.png mask.png",
+     kGreyOrColour,
+     nullptr,
+     {reachThreshold, "a point; the otsu and percentile types read the whole picture"}},
     {"adaptive-threshold",
      "Threshold each sample against the mean of its neighbourhood (each channel on its own)",
      {{"max", "value given to samples on the 'on' side", 255, 0, 255, false},
@@ -65,7 +82,10 @@ const Operation kRows[] = {
       {"delta", "offset subtracted from the mean", 5, -255, 255, false}},
      runAdaptiveThreshold,
      nullptr,
-     "adaptive-threshold --method gaussian --block 15 --delta 4 in.png out.png"},
+     "adaptive-threshold --method gaussian --block 15 --delta 4 in.png out.png",
+     kGreyOrColour,
+     nullptr,
+     {reachAdaptive, "--block / 2"}},
 };
 
 const DemoStep kDemo[] = {

@@ -50,6 +50,12 @@ void runGamma(const Mat& in, Mat& out, const Args& a) {
 
 const Choice kLevelModes[] = {{"luminance", 1}, {"table", 2}, {nullptr, 0}};
 
+// Luminance levels stretch by the whole picture's range; the table mode is a
+// curve on each sample.
+int reachLevel(const Args& a) {
+    return a.i(2) == 1 ? kWholePicture : 0;
+}
+
 const Operation kRows[] = {
     {"exposure",
      "Brightness and contrast together: amount lifts the mid grey and steepens the curve",
@@ -57,7 +63,10 @@ const Operation kRows[] = {
        30, -100, 255, true}},
      runExposure,
      pumpExposure,
-     "exposure --amount 30 in.png out.png"},
+     "exposure --amount 30 in.png out.png",
+     kGreyOrColour,
+     nullptr,
+     kPointReach},
     {"light",
      "Brightness and contrast about mid grey",
      {{"brightness", "added to mid grey, 0 keeps it", 20, -255, 255, true},
@@ -65,7 +74,10 @@ const Operation kRows[] = {
        true}},
      runLight,
      pumpLight,
-     "light --brightness 20 --contrast 10 in.png out.png"},
+     "light --brightness 20 --contrast 10 in.png out.png",
+     kGreyOrColour,
+     nullptr,
+     kPointReach},
     {"level",
      "Levels: stretch the luminance onto low..high, or lift shadows and pull highlights",
      {{"low", "luminance mode: darkest output level; table mode: how far shadows are lifted", 20, 0,
@@ -79,7 +91,10 @@ const Operation kRows[] = {
        2, 1, 2, true, kLevelModes}},
      runLevel,
      pumpLevel,
-     "level --low 20 --high 230 --mode table in.png out.png"},
+     "level --low 20 --high 230 --mode table in.png out.png",
+     kGreyOrColour,
+     nullptr,
+     {reachLevel, "a point in table mode; luminance mode reads the whole picture's range"}},
     {"shadow",
      "Lift the shadows, more for darker values",
      {{"depth", "how much the darkest values are raised (0 none, 1 up to half range)", 0.5, 0, 1,
@@ -87,13 +102,19 @@ const Operation kRows[] = {
       {"limit", "lowers the brightest output level by up to 50 (0 keeps 255)", 0.5, 0, 1, false}},
      runShadow,
      pumpShadow,
-     "shadow --depth 0.5 --limit 0.5 in.png out.png"},
+     "shadow --depth 0.5 --limit 0.5 in.png out.png",
+     kGreyOrColour,
+     nullptr,
+     kPointReach},
     {"gamma",
      "Gamma curve that keeps black and white: below 1 brightens, above 1 darkens, 0 logarithmic",
      {{"gamma", "exponent; its absolute value is used", 0.8, -10, 10, false}},
      runGamma,
      nullptr,
-     "gamma --gamma 0.8 in.png out.png"},
+     "gamma --gamma 0.8 in.png out.png",
+     kGreyOrColour,
+     nullptr,
+     kPointReach},
 };
 
 // The light step is the first of a chain: the stylising steps read light.png.

@@ -38,6 +38,11 @@ const unsigned char* sampleBytes(std::size_t* size);
 // tarvo demo [--out DIR]: args are the words after "demo".
 int runDemo(int argc, const char* const* argv);
 
+// tarvo batch [options] IN_DIR OUT_DIR -- OP [options] ...: args are the
+// words after "batch". Exit status 0, 1 when any picture failed, 130 when
+// interrupted, kExitError on bad arguments.
+int runBatch(int argc, const char* const* argv);
+
 // tarvo features FILE: args are the words after "features".
 int runFeatures(int argc, const char* const* argv);
 
