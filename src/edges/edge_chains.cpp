@@ -10,6 +10,7 @@
 #include "tarvo/ip/edges.h"
 #include "tarvo/parallel.h"
 
+#include "edges/edge_chains_simd.h"
 #include "edges/edge_follow.h"
 
 namespace tarvo {
@@ -78,6 +79,188 @@ void forRowStripes(int rows, long long work, const F& fn) {
 // Neighbour order of the edge following.
 constexpr int kFollowDx[8] = {1, 1, 1, 0, 0, -1, -1, -1};
 constexpr int kFollowDy[8] = {0, 1, -1, 1, -1, 0, 1, -1};
+
+// The folded angle (0..180) of one gradient, small ones from the table.
+inline int foldedAngle(int gx, int gy, const short* small) {
+    if (unsigned(gx + kAngleTableHalf) < unsigned(2 * kAngleTableHalf) &&
+        unsigned(gy + kAngleTableHalf) < unsigned(2 * kAngleTableHalf))
+        return small[(gy + kAngleTableHalf) * (2 * kAngleTableHalf) + (gx + kAngleTableHalf)];
+    const int angle = MCEdgeExtractor::fixedPointAngle(gy, gx);
+    return angle > 180 ? angle - 180 : angle;
+}
+
+// Suppressed value of interior pixel i of the 8-bit strength s (row length
+// W): its own strength when it is above k and a maximum across its gradient
+// (gx, gy), else 0.
+inline int suppressAt(const unsigned char* s, size_t i, int W, int gx, int gy, int k) {
+    const int c = s[i];
+    if (c == 0 || c <= k) return 0;
+    const int ax = gx < 0 ? -gx : gx, ay = gy < 0 ? -gy : gy;
+    const bool sameSign = (gx >= 0) == (gy >= 0);
+    auto at = [&](int dy, int dx) { return int(s[i + ptrdiff_t(dy) * W + dx]); };
+    // |numerator| < 2^24: the float quotient truncates exactly.
+    auto ratio = [](int a, int b) { return int(float(a) / float(b)); };
+    int w, p, q;
+    if (sameSign && ax >= ay) {
+        w = ratio(gy * 1024, gx);
+        p = at(0, 1) * (1024 - w) + at(1, 1) * w;
+        q = at(0, -1) * (1024 - w) + at(-1, -1) * w;
+    } else if (sameSign) {
+        w = ratio(gx * 1024, gy);
+        p = at(1, 0) * (1024 - w) + at(1, 1) * w;
+        q = at(-1, 0) * (1024 - w) + at(-1, -1) * w;
+    } else if (ax < ay) {
+        w = ratio(-gx * 1024, gy);
+        p = at(1, 0) * (1024 - w) + at(1, -1) * w;
+        q = at(-1, 0) * (1024 - w) + at(-1, 1) * w;
+    } else {
+        w = ratio(-gy * 1024, gx);
+        p = at(0, -1) * (1024 - w) + at(1, -1) * w;
+        q = at(0, 1) * (1024 - w) + at(-1, 1) * w;
+    }
+    return p < c * 1024 && q <= c * 1024 ? c : 0;
+}
+
+inline signed char thresholdOf(int v, int t) {
+    return (signed char)std::min(std::max(v - t + 1, 0), 127);
+}
+
+// The cut: the first k from 1 where the share of pixels in bins 0..k passes
+// the non-edge percentage (128 when it never does), 0 without any gradient.
+int histogramCut(const long long* hist, long long nz, int nonEdge) {
+    if (nz <= 0) return 0;
+    long long sum = hist[0];
+    int k = 1;
+    for (; k < 128; k++) {
+        sum += hist[k];
+        if (sum * 100 / nz > nonEdge) break;
+    }
+    return k;
+}
+
+// Runs fn(i) for every i in [0, count) through parallel_for_ when the image
+// is big enough; each i owns a fixed band of rows, so the split never changes
+// what a band computes.
+template <typename F>
+void forBands(int count, long long work, const F& fn) {
+    forRowStripes(count, work, [&](int i0, int i1) {
+        for (int i = i0; i < i1; i++) fn(i);
+    });
+}
+
+// Per-band totals of the strength pass: integer maxima, counts and
+// histograms, added afterwards in any order.
+struct BandStats {
+    int maxS = 1;
+    long long nz = 0;
+    long long hist[128] = {};
+};
+
+// Gradients, strength and orientation of one band of rows [y0, y1), fused so
+// that each row is filtered and measured while it is in cache. grdX and grdY
+// must be cleared beforehand: only the interior (3 from every side) is written.
+void gradientBand(unsigned char** img, int W, int H, int y0, int y1, short* grdX, short* grdY,
+                  short* strength, short* orient, BandStats& st) {
+    const int r = 3, x0 = r, x1 = W - r;
+    const short* small = smallAngleTable();
+    std::vector<short> buf(size_t(W) * 8);
+    short* vrow = buf.data();
+    short* ring[7];
+    for (int k = 0; k < 7; k++) ring[k] = vrow + size_t(W) * (k + 1);
+    // Rows smoothed along x, kept for the seven rows around the current one.
+    auto smoothRow = [&](int row) {
+        const unsigned char* in = img[row];
+        short* out = ring[row % 7];
+        int x = x0 < x1 ? detail::edgeSmoothRow(in, out, x0, x1) : x1;
+        for (; x < x1; x++)
+            out[x] = (short)(in[x - 3] + in[x + 3] + 6 * (in[x - 2] + in[x + 2]) +
+                             15 * (in[x - 1] + in[x + 1]) + 20 * in[x]);
+    };
+    int filled = -1;  // last row smoothed along x
+    for (int y = y0; y < y1; y++) {
+        short* gx = grdX + size_t(y) * W;
+        short* gy = grdY + size_t(y) * W;
+        if (y >= r && y < H - r && x0 < x1) {
+            const unsigned char* rows7[7];
+            for (int k = 0; k < 7; k++) rows7[k] = img[y - r + k];
+            int x = detail::edgeSmoothColumns(rows7, vrow, W);
+            for (; x < W; x++)
+                vrow[x] = (short)(rows7[0][x] + rows7[6][x] + 6 * (rows7[1][x] + rows7[5][x]) +
+                                  15 * (rows7[2][x] + rows7[4][x]) + 20 * rows7[3][x]);
+            x = detail::edgeDiffRow(vrow, gx, x0, x1);
+            for (; x < x1; x++)
+                gx[x] = (short)((vrow[x + 3] - vrow[x - 3] + 4 * (vrow[x + 2] - vrow[x - 2]) +
+                                 5 * (vrow[x + 1] - vrow[x - 1])) >>
+                                5);
+            for (int row = filled < y - r ? y - r : filled + 1; row <= y + r; row++) smoothRow(row);
+            filled = y + r;
+            const short* h7[7];
+            for (int k = 0; k < 7; k++) h7[k] = ring[(y - r + k) % 7];
+            x = detail::edgeDiffColumns(h7, gy, x0, x1);
+            for (; x < x1; x++)
+                gy[x] = (short)((h7[6][x] - h7[0][x] + 4 * (h7[5][x] - h7[1][x]) +
+                                 5 * (h7[4][x] - h7[2][x])) >>
+                                5);
+        }
+        short* so = strength + size_t(y) * W;
+        short* oo = orient + size_t(y) * W;
+        int x = detail::edgeAngleStrengthRow(gx, gy, oo, so, W, &st.nz, &st.maxS);
+        for (; x < W; x++) {
+            oo[x] = (short)foldedAngle(gx[x], gy[x], small);
+            const int v = (gx[x] < 0 ? -gx[x] : gx[x]) + (gy[x] < 0 ? -gy[x] : gy[x]);
+            so[x] = (short)v;
+            st.nz += v >= 1;
+            if (v > st.maxS) st.maxS = v;
+        }
+    }
+}
+
+// The 8-bit strength of rows [y0, y1) and its histogram; four interleaved
+// histograms keep runs of equal values from waiting on each other.
+void scaleBand(const short* strength, unsigned char* s8, int W, int y0, int y1, int maxS,
+               BandStats& st) {
+    unsigned hist[4][128] = {};
+    for (int y = y0; y < y1; y++) {
+        const short* in = strength + size_t(y) * W;
+        unsigned char* out = s8 + size_t(y) * W;
+        int x = detail::edgeScaleRow(in, out, maxS, W);
+        for (; x < W; x++) out[x] = (unsigned char)(in[x] * 127 / maxS);
+        x = 0;
+        for (; x + 4 <= W; x += 4) {
+            hist[0][out[x]]++;
+            hist[1][out[x + 1]]++;
+            hist[2][out[x + 2]]++;
+            hist[3][out[x + 3]]++;
+        }
+        for (; x < W; x++) hist[0][out[x]]++;
+    }
+    for (int b = 0; b < 128; b++)
+        st.hist[b] = (long long)hist[0][b] + hist[1][b] + hist[2][b] + hist[3][b];
+}
+
+// Staircase removal on the weak map, in place and row-major like the plain
+// loop, but only at positive pixels: a pixel that is not positive is left as
+// it is either way (the maps hold no negative values), and whole zero words
+// are skipped.
+void removeStaircasesSparse(signed char* m, int W, int H) {
+    for (int y = 1; y < H - 1; y++) {
+        signed char* row = m + size_t(y) * W;
+        int x = 1;
+        while (x < W - 1) {
+            if (x + 8 <= W - 1) {
+                unsigned long long word;
+                std::memcpy(&word, row + x, 8);
+                if (word == 0) {
+                    x += 8;
+                    continue;
+                }
+            }
+            signed char* p = row + x;
+            if (*p > 0 && (p[W] > 0 || p[-W] > 0) && ((p[-1] > 0) != (p[1] > 0))) *p = 0;
+            x++;
+        }
+    }
+}
 
 }  // namespace
 
@@ -309,16 +492,7 @@ int MCEdgeExtractor::ComputeEdgeStrength() {
             StripeStats& st = stats[size_t(i)];
             for (size_t p = size_t(y0) * W; p < size_t(y1) * W; p++) {
                 const int gx = m_pGrdX[p], gy = m_pGrdY[p];
-                int angle;
-                if (unsigned(gx + kAngleTableHalf) < unsigned(2 * kAngleTableHalf) &&
-                    unsigned(gy + kAngleTableHalf) < unsigned(2 * kAngleTableHalf)) {
-                    angle = small[(gy + kAngleTableHalf) * (2 * kAngleTableHalf) +
-                                  (gx + kAngleTableHalf)];
-                } else {
-                    angle = fixedPointAngle(gy, gx);
-                    if (angle > 180) angle -= 180;
-                }
-                m_pEdgeOrient[p] = (short)angle;
+                m_pEdgeOrient[p] = (short)foldedAngle(gx, gy, small);
                 const int v = (gx < 0 ? -gx : gx) + (gy < 0 ? -gy : gy);
                 m_pEdgeStrength[p] = (short)v;
                 st.nz += v >= 1;
@@ -355,14 +529,7 @@ int MCEdgeExtractor::ComputeEdgeStrength() {
     long long hist[128] = {};
     for (const StripeStats& st : stats)
         for (int b = 0; b < 128; b++) hist[b] += st.hist[b];
-    int k = 0;
-    if (nz > 0) {
-        long long sum = hist[0];
-        for (k = 1; k < 128; k++) {
-            sum += hist[k];
-            if (sum * 100 / nz > m_nNonEdge) break;
-        }
-    }
+    const int k = histogramCut(hist, nz, m_nNonEdge);
     m_nBackground = (unsigned short)(k * maxS / 128);
     return k;
 }
@@ -377,33 +544,7 @@ void MCEdgeExtractor::ProcNonMaxSuppress(int k, unsigned char* o) {
         for (int y = ya < 1 ? 1 : ya; y < yb && y < H - 1; y++)
             for (int x = 1; x < W - 1; x++) {
                 const size_t i = size_t(y) * W + x;
-                const int c = s[i];
-                if (c == 0 || c <= k) continue;
-                const int gx = m_pGrdX[i], gy = m_pGrdY[i];
-                const int ax = gx < 0 ? -gx : gx, ay = gy < 0 ? -gy : gy;
-                const bool sameSign = (gx >= 0) == (gy >= 0);
-                auto at = [&](int dy, int dx) { return int(s[i + ptrdiff_t(dy) * W + dx]); };
-                // |numerator| < 2^24: the float quotient truncates exactly.
-                auto ratio = [](int a, int b) { return int(float(a) / float(b)); };
-                int w, p, q;
-                if (sameSign && ax >= ay) {
-                    w = ratio(gy * 1024, gx);
-                    p = at(0, 1) * (1024 - w) + at(1, 1) * w;
-                    q = at(0, -1) * (1024 - w) + at(-1, -1) * w;
-                } else if (sameSign) {
-                    w = ratio(gx * 1024, gy);
-                    p = at(1, 0) * (1024 - w) + at(1, 1) * w;
-                    q = at(-1, 0) * (1024 - w) + at(-1, -1) * w;
-                } else if (ax < ay) {
-                    w = ratio(-gx * 1024, gy);
-                    p = at(1, 0) * (1024 - w) + at(1, -1) * w;
-                    q = at(-1, 0) * (1024 - w) + at(-1, 1) * w;
-                } else {
-                    w = ratio(-gy * 1024, gx);
-                    p = at(0, -1) * (1024 - w) + at(1, -1) * w;
-                    q = at(0, 1) * (1024 - w) + at(-1, 1) * w;
-                }
-                if (p < c * 1024 && q <= c * 1024) o[i] = (unsigned char)c;
+                o[i] = (unsigned char)suppressAt(s, i, W, m_pGrdX[i], m_pGrdY[i], k);
             }
     });
 }
@@ -417,9 +558,8 @@ void MCEdgeExtractor::HysteresisTr(const unsigned char* o) {
     signed char* strong = m_pStrong;
     signed char* weak = m_pWeak;
     for (size_t i = 0; i < n; i++) {
-        const int v = o[i];
-        strong[i] = (signed char)std::min(std::max(v - hi + 1, 0), 127);
-        weak[i] = (signed char)std::min(std::max(v - lo + 1, 0), 127);
+        strong[i] = thresholdOf(o[i], hi);
+        weak[i] = thresholdOf(o[i], lo);
     }
     // With a threshold of 0 the frame would count as edge; the following
     // relies on a clear frame to stay inside the image.
@@ -526,6 +666,113 @@ private:
     int m_points = 0;
 };
 
+// The same following over a map of pixels still to take (weak positive and
+// unvisited), so a neighbour test is one byte; frames carry the pixel's index
+// in that map, and seeds are found by skipping zero words of the strong map.
+class FastChainFollower {
+public:
+    FastChainFollower(const signed char* strong, const signed char* weak, unsigned char** edgeMap,
+                      int width, int height, unsigned char& label, MCEdgeList& list, short* stack)
+        : m_strong(strong),
+          m_map(edgeMap),
+          m_width(width),
+          m_height(height),
+          m_label(label),
+          m_list(list),
+          m_stack(stack),
+          m_avail(size_t(width) * height) {
+        for (int y = 0; y < height; y++) {
+            const signed char* w = weak + size_t(y) * width;
+            const unsigned char* m = edgeMap[y];
+            unsigned char* a = m_avail.data() + size_t(y) * width;
+            for (int x = 0; x < width; x++) a[x] = (unsigned char)((w[x] > 0) & (m[x] == 0));
+        }
+        for (int k = 0; k < 8; k++) m_offset[k] = kFollowDy[k] * width + kFollowDx[k];
+    }
+
+    void run() {
+        const int W = m_width;
+        for (int y = 0; y < m_height; y++) {
+            const signed char* row = m_strong + size_t(y) * W;
+            int x = 0;
+            while (x < W) {
+                if (x + 8 <= W) {
+                    unsigned long long word;
+                    std::memcpy(&word, row + x, 8);
+                    if (word == 0) {
+                        x += 8;
+                        continue;
+                    }
+                }
+                if (row[x] > 0 && m_map[y][x] == 0) {
+                    m_points = 0;
+                    follow(x, y);
+                    flush();
+                }
+                x++;
+            }
+        }
+    }
+
+private:
+    struct Frame {
+        int index;
+        short x, y;
+        unsigned char next, found, branched;
+    };
+
+    void flush() {
+        m_stack -= 2 * size_t(m_points);
+        m_list.addEdge(m_stack, m_points);
+        m_label = (unsigned char)(m_label % 254 + 2);
+        m_points = 0;
+    }
+
+    void follow(int x0, int y0) {
+        unsigned char* avail = m_avail.data();
+        m_frames.clear();
+        m_frames.push_back(Frame{y0 * m_width + x0, (short)x0, (short)y0, 0, 0, 0});
+        while (!m_frames.empty()) {
+            Frame& f = m_frames.back();
+            const unsigned char* a = avail + f.index;
+            int k = f.next;
+            while (k < 8 && !a[m_offset[k]]) k++;
+            if (k < 8) {
+                f.next = (unsigned char)(k + 1);
+                if (f.found) {
+                    flush();
+                    f.branched = 1;
+                }
+                f.found = 1;
+                const int nx = f.x + kFollowDx[k], ny = f.y + kFollowDy[k];
+                const int ni = f.index + m_offset[k];
+                m_map[ny][nx] = m_label;
+                avail[ni] = 0;
+                m_frames.push_back(Frame{ni, (short)nx, (short)ny, 0, 0, 0});
+                continue;
+            }
+            m_stack[0] = f.x;
+            m_stack[1] = f.y;
+            m_stack += 2;
+            m_points++;
+            const bool branched = f.branched != 0;
+            m_frames.pop_back();
+            if (branched) flush();
+        }
+    }
+
+    const signed char* m_strong;
+    unsigned char** m_map;
+    int m_width, m_height;
+    unsigned char& m_label;
+    MCEdgeList& m_list;
+    short* m_stack;
+    std::vector<unsigned char> m_avail;
+    std::vector<Frame> m_frames;
+    int m_offset[8];
+    int m_points = 0;
+};
+
 }  // namespace
 
 bool followEdgeChains(const signed char* strong, const signed char* weak, unsigned char** edgeMap,
@@ -537,6 +784,11 @@ bool followEdgeChains(const signed char* strong, const signed char* weak, unsign
     bool ok = true;
     std::vector<FollowFrame> frames;
     try {
+        if (useOptimized()) {
+            FastChainFollower(strong, weak, edgeMap, width, height, label, list, stack).run();
+            delete[] stack;
+            return true;
+        }
         ChainFollower f(weak, edgeMap, width, label, list, stack, frames);
         for (int y = 0; y < height; y++)
             for (int x = 0; x < width; x++) {
@@ -560,6 +812,7 @@ int MCEdgeExtractor::GetEdgeData() {
     freeResults();
     init();
     if (!m_ppEdgeMap || !m_pGrdX || !m_pGrdY) return kNullArgument;
+    if (detail::useOptimized()) return edgeDataFused();
     if (!GaussDiffFilter()) return kStrengthFailed;
     const size_t n = size_t(m_nWidth) * m_nHeight;
     m_pStrength8 = new (std::nothrow) unsigned char[n];
@@ -579,6 +832,98 @@ int MCEdgeExtractor::GetEdgeData() {
     RemoveSpuriousEdgePoint_1D(m_pWeak);
     suppressed.clear();
     suppressed.shrink_to_fit();
+    delete[] m_pGrdX;
+    delete[] m_pGrdY;
+    m_pGrdX = m_pGrdY = nullptr;
+    const bool ok = detail::followEdgeChains(m_pStrong, m_pWeak, m_ppEdgeMap, m_nWidth, m_nHeight,
+                                             m_nLabel, m_edgeList);
+    delete[] m_pStrong;
+    delete[] m_pWeak;
+    m_pStrong = m_pWeak = nullptr;
+    return ok ? 0 : kExtractFailed;
+}
+
+// The same pipeline with the passes fused into three sweeps over row bands
+// (gradients with strength and angle; the 8-bit strength with its histogram;
+// suppression with both thresholds) and vector kernels inside; the results are
+// those of the step-by-step route.
+int MCEdgeExtractor::edgeDataFused() {
+    const int W = m_nWidth, H = m_nHeight;
+    const size_t n = size_t(W) * H;
+    m_pStrength8 = new (std::nothrow) unsigned char[n];
+    m_pEdgeStrength = new (std::nothrow) short[n];
+    m_pEdgeOrient = new (std::nothrow) short[n];
+    if (!m_pStrength8 || !m_pEdgeStrength || !m_pEdgeOrient) return kStrengthFailed;
+    const long long work = (long long)n;
+    // Bands of at least 32 rows: each band smooths its six halo rows again.
+    const int nBands = std::max(1, std::min(16, H / 32));
+    auto bandRows = [&](int i, int& y0, int& y1) {
+        y0 = int((long long)H * i / nBands);
+        y1 = int((long long)H * (i + 1) / nBands);
+    };
+    std::vector<BandStats> stats;
+    try {
+        stats.resize(size_t(nBands));
+        forBands(nBands, work, [&](int i) {
+            int y0, y1;
+            bandRows(i, y0, y1);
+            gradientBand(m_ppGrey, W, H, y0, y1, m_pGrdX, m_pGrdY, m_pEdgeStrength, m_pEdgeOrient,
+                         stats[size_t(i)]);
+        });
+    } catch (...) {
+        return kStrengthFailed;
+    }
+    int maxS = 1;
+    long long nz = 0;
+    for (const BandStats& st : stats) {
+        maxS = std::max(maxS, st.maxS);
+        nz += st.nz;
+    }
+    forBands(nBands, work, [&](int i) {
+        int y0, y1;
+        bandRows(i, y0, y1);
+        scaleBand(m_pEdgeStrength, m_pStrength8, W, y0, y1, maxS, stats[size_t(i)]);
+    });
+    long long hist[128] = {};
+    for (const BandStats& st : stats)
+        for (int b = 0; b < 128; b++) hist[b] += st.hist[b];
+    const int k = histogramCut(hist, nz, m_nNonEdge);
+    m_nBackground = (unsigned short)(k * maxS / 128);
+
+    unsigned char* s = m_pStrength8;
+    for (int x = 0; x < W; x++) s[x] = s[size_t(H - 1) * W + x] = 0;
+    for (int y = 0; y < H; y++) s[size_t(y) * W] = s[size_t(y) * W + W - 1] = 0;
+    m_pStrong = new (std::nothrow) signed char[n];
+    m_pWeak = new (std::nothrow) signed char[n];
+    if (!m_pStrong || !m_pWeak) return kHysteresisFailed;
+    const int hi = m_nHigh * 128 / 100, lo = m_nLow * 128 / 100;
+    signed char* strong = m_pStrong;
+    signed char* weak = m_pWeak;
+    const short* gxs = m_pGrdX;
+    const short* gys = m_pGrdY;
+    // Suppressed values go straight into both maps; the frame of both is 0.
+    forRowStripes(H, work, [&](int y0, int y1) {
+        for (int y = y0; y < y1; y++) {
+            signed char* so = strong + size_t(y) * W;
+            signed char* wo = weak + size_t(y) * W;
+            so[0] = so[W - 1] = wo[0] = wo[W - 1] = 0;
+            if (y == 0 || y == H - 1) {
+                std::memset(so, 0, size_t(W));
+                std::memset(wo, 0, size_t(W));
+                continue;
+            }
+            const size_t row = size_t(y) * W;
+            int x = W > 2 ? detail::edgeSuppressRow(s + row - W, s + row, s + row + W, gxs + row,
+                                                    gys + row, k, hi, lo, so, wo, 1, W - 1)
+                          : W - 1;
+            for (; x < W - 1; x++) {
+                const int o = suppressAt(s, row + x, W, gxs[row + x], gys[row + x], k);
+                so[x] = thresholdOf(o, hi);
+                wo[x] = thresholdOf(o, lo);
+            }
+        }
+    });
+    removeStaircasesSparse(weak, W, H);
     delete[] m_pGrdX;
     delete[] m_pGrdY;
     m_pGrdX = m_pGrdY = nullptr;
