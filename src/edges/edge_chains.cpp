@@ -28,13 +28,6 @@ inline long long floorShift(long long v, int s) {
     return v >= 0 ? v >> s : ~((~v) >> s);
 }
 
-template <typename T>
-T* newZeroed(size_t n) {
-    T* p = new (std::nothrow) T[n];
-    if (p) std::memset(p, 0, n * sizeof(T));
-    return p;
-}
-
 unsigned char clampPercent(int v) {
     return (unsigned char)(v < 0 ? 0 : v > 255 ? 255 : v);
 }
@@ -158,7 +151,7 @@ struct BandStats {
 
 // Gradients, strength and orientation of one band of rows [y0, y1), fused so
 // that each row is filtered and measured while it is in cache. grdX and grdY
-// must be cleared beforehand: only the interior (3 from every side) is written.
+// are written whole, zero outside the interior (3 from every side).
 void gradientBand(unsigned char** img, int W, int H, int y0, int y1, short* grdX, short* grdY,
                   short* strength, short* orient, BandStats& st) {
     const int r = 3, x0 = r, x1 = W - r;
@@ -180,7 +173,11 @@ void gradientBand(unsigned char** img, int W, int H, int y0, int y1, short* grdX
     for (int y = y0; y < y1; y++) {
         short* gx = grdX + size_t(y) * W;
         short* gy = grdY + size_t(y) * W;
-        if (y >= r && y < H - r && x0 < x1) {
+        if (y < r || y >= H - r || x0 >= x1) {
+            std::memset(gx, 0, size_t(W) * sizeof(short));
+            std::memset(gy, 0, size_t(W) * sizeof(short));
+        } else {
+            for (int x = 0; x < r; x++) gx[x] = gy[x] = gx[W - 1 - x] = gy[W - 1 - x] = 0;
             const unsigned char* rows7[7];
             for (int k = 0; k < 7; k++) rows7[k] = img[y - r + k];
             int x = detail::edgeSmoothColumns(rows7, vrow, W);
@@ -238,6 +235,25 @@ void scaleBand(const short* strength, unsigned char* s8, int W, int y0, int y1, 
         st.hist[b] = (long long)hist[0][b] + hist[1][b] + hist[2][b] + hist[3][b];
 }
 
+// Calls fn(x) for the x in [begin, end) where row[x] is non-zero, skipping
+// zero words; fn may change row[x] itself but nothing after it.
+template <typename F>
+inline void forNonZero(const signed char* row, int begin, int end, const F& fn) {
+    int x = begin;
+    for (; x + 32 <= end; x += 32) {
+        unsigned long long w[4];
+        std::memcpy(w, row + x, 32);
+        if ((w[0] | w[1] | w[2] | w[3]) == 0) continue;
+        for (int j = 0; j < 4; j++) {
+            if (w[j] == 0) continue;
+            for (int b = x + 8 * j; b < x + 8 * j + 8; b++)
+                if (row[b] != 0) fn(b);
+        }
+    }
+    for (; x < end; x++)
+        if (row[x] != 0) fn(x);
+}
+
 // Staircase removal on the weak map, in place and row-major like the plain
 // loop, but only at positive pixels: a pixel that is not positive is left as
 // it is either way (the maps hold no negative values), and whole zero words
@@ -245,20 +261,10 @@ void scaleBand(const short* strength, unsigned char* s8, int W, int y0, int y1, 
 void removeStaircasesSparse(signed char* m, int W, int H) {
     for (int y = 1; y < H - 1; y++) {
         signed char* row = m + size_t(y) * W;
-        int x = 1;
-        while (x < W - 1) {
-            if (x + 8 <= W - 1) {
-                unsigned long long word;
-                std::memcpy(&word, row + x, 8);
-                if (word == 0) {
-                    x += 8;
-                    continue;
-                }
-            }
+        forNonZero(row, 1, W - 1, [&](int x) {
             signed char* p = row + x;
             if (*p > 0 && (p[W] > 0 || p[-W] > 0) && ((p[-1] > 0) != (p[1] > 0))) *p = 0;
-            x++;
-        }
+        });
     }
 }
 
@@ -359,19 +365,21 @@ void MCEdgeExtractor::freeResults() {
     m_nBackground = 0;
 }
 
-// Edge map (unvisited) and both gradients, all cleared, and the label reset:
-// the frame outside the filter window then reads as no gradient.
+// Edge map and both gradients, and the label reset. Both routes clear them
+// before use (the step-by-step one at once, the fused one row by row inside
+// its bands): the frame outside the filter window reads as no gradient and
+// the edge map starts unvisited.
 void MCEdgeExtractor::init() {
     const size_t n = size_t(m_nWidth) * m_nHeight;
-    unsigned char* block = newZeroed<unsigned char>(n);
+    unsigned char* block = new (std::nothrow) unsigned char[n];
     m_ppEdgeMap = block ? new (std::nothrow) unsigned char*[m_nHeight] : nullptr;
     if (!m_ppEdgeMap) {
         delete[] block;
     } else {
         for (int y = 0; y < m_nHeight; y++) m_ppEdgeMap[y] = block + size_t(y) * m_nWidth;
     }
-    m_pGrdX = newZeroed<short>(n);
-    m_pGrdY = newZeroed<short>(n);
+    m_pGrdX = new (std::nothrow) short[n];
+    m_pGrdY = new (std::nothrow) short[n];
     m_nLabel = 1;
 }
 
@@ -671,7 +679,9 @@ private:
 // in that map, and seeds are found by skipping zero words of the strong map.
 class FastChainFollower {
 public:
-    FastChainFollower(const signed char* strong, const signed char* weak, unsigned char** edgeMap,
+    // avail: non-zero where a pixel may still be taken (weak positive and
+    // unvisited); cleared here as pixels are taken.
+    FastChainFollower(const signed char* strong, unsigned char* avail, unsigned char** edgeMap,
                       int width, int height, unsigned char& label, MCEdgeList& list, short* stack)
         : m_strong(strong),
           m_map(edgeMap),
@@ -680,13 +690,7 @@ public:
           m_label(label),
           m_list(list),
           m_stack(stack),
-          m_avail(size_t(width) * height) {
-        for (int y = 0; y < height; y++) {
-            const signed char* w = weak + size_t(y) * width;
-            const unsigned char* m = edgeMap[y];
-            unsigned char* a = m_avail.data() + size_t(y) * width;
-            for (int x = 0; x < width; x++) a[x] = (unsigned char)((w[x] > 0) & (m[x] == 0));
-        }
+          m_avail(avail) {
         for (int k = 0; k < 8; k++) m_offset[k] = kFollowDy[k] * width + kFollowDx[k];
     }
 
@@ -694,23 +698,13 @@ public:
         const int W = m_width;
         for (int y = 0; y < m_height; y++) {
             const signed char* row = m_strong + size_t(y) * W;
-            int x = 0;
-            while (x < W) {
-                if (x + 8 <= W) {
-                    unsigned long long word;
-                    std::memcpy(&word, row + x, 8);
-                    if (word == 0) {
-                        x += 8;
-                        continue;
-                    }
-                }
+            forNonZero(row, 0, W, [&](int x) {
                 if (row[x] > 0 && m_map[y][x] == 0) {
                     m_points = 0;
                     follow(x, y);
                     flush();
                 }
-                x++;
-            }
+            });
         }
     }
 
@@ -729,7 +723,7 @@ private:
     }
 
     void follow(int x0, int y0) {
-        unsigned char* avail = m_avail.data();
+        unsigned char* avail = m_avail;
         m_frames.clear();
         m_frames.push_back(Frame{y0 * m_width + x0, (short)x0, (short)y0, 0, 0, 0});
         while (!m_frames.empty()) {
@@ -767,7 +761,7 @@ private:
     unsigned char& m_label;
     MCEdgeList& m_list;
     short* m_stack;
-    std::vector<unsigned char> m_avail;
+    unsigned char* m_avail;
     std::vector<Frame> m_frames;
     int m_offset[8];
     int m_points = 0;
@@ -785,7 +779,15 @@ bool followEdgeChains(const signed char* strong, const signed char* weak, unsign
     std::vector<FollowFrame> frames;
     try {
         if (useOptimized()) {
-            FastChainFollower(strong, weak, edgeMap, width, height, label, list, stack).run();
+            std::vector<unsigned char> avail(size_t(width) * height);
+            for (int y = 0; y < height; y++) {
+                const signed char* w = weak + size_t(y) * width;
+                const unsigned char* m = edgeMap[y];
+                unsigned char* a = avail.data() + size_t(y) * width;
+                for (int x = 0; x < width; x++) a[x] = (unsigned char)((w[x] > 0) & (m[x] == 0));
+            }
+            FastChainFollower(strong, avail.data(), edgeMap, width, height, label, list, stack)
+                .run();
             delete[] stack;
             return true;
         }
@@ -804,6 +806,21 @@ bool followEdgeChains(const signed char* strong, const signed char* weak, unsign
     return ok;
 }
 
+bool followEdgeChainsConsuming(const signed char* strong, unsigned char* avail,
+                               unsigned char** edgeMap, int width, int height, unsigned char& label,
+                               MCEdgeList& list) {
+    short* stack = new (std::nothrow) short[(size_t(width) * height + 1) * 2];
+    if (!stack) return false;
+    bool ok = true;
+    try {
+        FastChainFollower(strong, avail, edgeMap, width, height, label, list, stack).run();
+    } catch (...) {
+        ok = false;
+    }
+    delete[] stack;
+    return ok;
+}
+
 }  // namespace detail
 
 int MCEdgeExtractor::GetEdgeData() {
@@ -813,8 +830,11 @@ int MCEdgeExtractor::GetEdgeData() {
     init();
     if (!m_ppEdgeMap || !m_pGrdX || !m_pGrdY) return kNullArgument;
     if (detail::useOptimized()) return edgeDataFused();
-    if (!GaussDiffFilter()) return kStrengthFailed;
     const size_t n = size_t(m_nWidth) * m_nHeight;
+    std::memset(m_ppEdgeMap[0], 0, n);
+    std::memset(m_pGrdX, 0, n * sizeof(short));
+    std::memset(m_pGrdY, 0, n * sizeof(short));
+    if (!GaussDiffFilter()) return kStrengthFailed;
     m_pStrength8 = new (std::nothrow) unsigned char[n];
     const int k = ComputeEdgeStrength();
     if (k < 0) return kStrengthFailed;
@@ -906,6 +926,7 @@ int MCEdgeExtractor::edgeDataFused() {
         for (int y = y0; y < y1; y++) {
             signed char* so = strong + size_t(y) * W;
             signed char* wo = weak + size_t(y) * W;
+            std::memset(m_ppEdgeMap[y], 0, size_t(W));
             so[0] = so[W - 1] = wo[0] = wo[W - 1] = 0;
             if (y == 0 || y == H - 1) {
                 std::memset(so, 0, size_t(W));
@@ -927,8 +948,11 @@ int MCEdgeExtractor::edgeDataFused() {
     delete[] m_pGrdX;
     delete[] m_pGrdY;
     m_pGrdX = m_pGrdY = nullptr;
-    const bool ok = detail::followEdgeChains(m_pStrong, m_pWeak, m_ppEdgeMap, m_nWidth, m_nHeight,
-                                             m_nLabel, m_edgeList);
+    // The edge map is all unvisited and the weak map holds no negative
+    // values, so the weak map itself serves as the map of pixels still to take.
+    const bool ok =
+        detail::followEdgeChainsConsuming(m_pStrong, reinterpret_cast<unsigned char*>(m_pWeak),
+                                          m_ppEdgeMap, W, H, m_nLabel, m_edgeList);
     delete[] m_pStrong;
     delete[] m_pWeak;
     m_pStrong = m_pWeak = nullptr;

@@ -16,5 +16,12 @@ TARVO_EXPORTS bool followEdgeChains(const signed char* strong, const signed char
                                     unsigned char** edgeMap, int width, int height,
                                     unsigned char& label, MCEdgeList& list);
 
+// The same following where avail (width * height bytes, non-zero where the
+// weak map is positive and the edge map 0) replaces the weak map and is
+// cleared as pixels are taken. For callers that own such a map.
+bool followEdgeChainsConsuming(const signed char* strong, unsigned char* avail,
+                               unsigned char** edgeMap, int width, int height, unsigned char& label,
+                               MCEdgeList& list);
+
 }  // namespace detail
 }  // namespace tarvo
