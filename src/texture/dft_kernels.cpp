@@ -505,6 +505,107 @@ void RealPlan<T>::inverse(const T* in, T* out, bool complexIn, T scale, T* work)
         out[2 * i] = Z[2 * i] * scale, out[2 * i + 1] = Z[2 * i + 1] * scale;
 }
 
+template <typename T>
+size_t RealPlan<T>::batchWorkSize() const {
+    return size_t(2 * n * kRows + 2 * cplan.maxFactor() + 8);
+}
+
+// The batched forms keep the single-row arithmetic: the complex plan runs
+// lane by lane, and the pre- and post-steps below are the single-row ones
+// with the half spectrum read (or written) at stride kRows.
+template <typename T>
+void RealPlan<T>::forwardRows(const T* const* in, T* const* out, bool complexOut, T scale,
+                              T* work) const {
+    constexpr int B = kRows;
+    const int h = n / 2;
+    T* z = work;               // h complex values per lane, interleaved lane by lane
+    T* Zall = work + n * B;    // their transforms
+    T* wk = work + 2 * n * B;  // odd-radix scratch
+    for (int l = 0; l < B; l++) {
+        const T* s = in[l];
+        for (int i = 0; i < h; i++) {
+            z[2 * (i * B + l)] = s[2 * i];
+            z[2 * (i * B + l) + 1] = s[2 * i + 1];
+        }
+    }
+    cplan.runBatch(z, Zall, B, false, T(1), wk);
+    const T* w = post.data();
+    const T half = T(0.5) * scale;
+    for (int l = 0; l < B; l++) {
+        T* o = out[l];
+        auto Z = [&](int k, int part) { return Zall[2 * (size_t(k) * B + l) + part]; };
+        auto emit = [&](int k, T re, T im) {
+            if (complexOut) {
+                o[2 * k] = re, o[2 * k + 1] = im;
+            } else if (k == 0) {
+                o[0] = re;
+            } else if (k == h) {
+                o[n - 1] = re;
+            } else {
+                o[2 * k - 1] = re, o[2 * k] = im;
+            }
+        };
+        emit(0, (Z(0, 0) + Z(0, 1)) * scale, T(0));
+        emit(h, (Z(0, 0) - Z(0, 1)) * scale, T(0));
+        for (int k = 1; k < h; k++) {
+            const T ar = Z(k, 0), ai = Z(k, 1);
+            const T br = Z(h - k, 0), bi = -Z(h - k, 1);
+            const T er = ar + br, ei = ai + bi;
+            const T dr = ar - br, di = ai - bi;
+            const T orr = di, oi = -dr;
+            T tr, ti;
+            cmul(orr, oi, w[2 * k], w[2 * k + 1], tr, ti);
+            emit(k, (er + tr) * half, (ei + ti) * half);
+        }
+    }
+}
+
+template <typename T>
+void RealPlan<T>::inverseRows(const T* const* in, T* const* out, bool complexIn, T scale,
+                              T* work) const {
+    constexpr int B = kRows;
+    const int h = n / 2;
+    T* z = work;
+    T* Zall = work + n * B;
+    T* wk = work + 2 * n * B;
+    const T* w = post.data();
+    for (int l = 0; l < B; l++) {
+        const T* src = in[l];
+        auto get = [&](int k, T& re, T& im) {
+            if (complexIn) {
+                re = src[2 * k], im = src[2 * k + 1];
+            } else if (k == 0) {
+                re = src[0], im = 0;
+            } else if (k == h) {
+                re = src[n - 1], im = 0;
+            } else {
+                re = src[2 * k - 1], im = src[2 * k];
+            }
+        };
+        for (int k = 0; k < h; k++) {
+            T ar, ai, br, bi;
+            get(k, ar, ai);
+            get(h - k, br, bi);
+            if (k == 0) ai = 0, bi = 0;
+            bi = -bi;
+            const T er = ar + br, ei = ai + bi;
+            T dr = ar - br, di = ai - bi;
+            T tr, ti;
+            cmul(dr, di, w[2 * k], -w[2 * k + 1], tr, ti);
+            z[2 * (size_t(k) * B + l)] = er - ti;
+            z[2 * (size_t(k) * B + l) + 1] = ei + tr;
+        }
+    }
+    cplan.runBatch(z, Zall, B, true, T(1), wk);
+    for (int l = 0; l < B; l++) {
+        T* o = out[l];
+        for (int i = 0; i < h; i++) {
+            o[2 * i] = Zall[2 * (size_t(i) * B + l)] * scale;
+            o[2 * i + 1] = Zall[2 * (size_t(i) * B + l) + 1] * scale;
+        }
+    }
+}
+
 template struct ComplexPlan<float>;
 template struct ComplexPlan<double>;
 template struct RealPlan<float>;
