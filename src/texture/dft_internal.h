@@ -79,6 +79,14 @@ void parallelRange(int n, double stripes, const F& f) {
         parallel_for_(Range(0, n), body, stripes);
 }
 
+// Eight interleaved transforms of plan P compiled for the best vector
+// target (the same arithmetic lane by lane, so the same bits as the baseline
+// build); false, doing nothing, while vector code is switched off.
+bool runLanes8Vector(const ComplexPlan<float>& P, const float* in, float* out, bool inverse,
+                     float scale, float* work);
+bool runLanes8Vector(const ComplexPlan<double>& P, const double* in, double* out, bool inverse,
+                     double scale, double* work);
+
 extern template struct ComplexPlan<float>;
 extern template struct ComplexPlan<double>;
 extern template struct RealPlan<float>;
