@@ -244,16 +244,18 @@ inline void forNonZero(const signed char* row, int begin, int end, const F& fn) 
     constexpr unsigned long long kLow7 = 0x7F7F7F7F7F7F7F7FULL, kHigh = 0x8080808080808080ULL;
     int x = begin;
     while (x + 8 <= end) {
-        unsigned long long w[4];
+        unsigned long long w0, w1, w2, w3;
+        std::memcpy(&w0, row + x, 8);
         if (x + 32 <= end) {
-            std::memcpy(w, row + x, 32);
-            if ((w[0] | w[1] | w[2] | w[3]) == 0) {
+            std::memcpy(&w1, row + x + 8, 8);
+            std::memcpy(&w2, row + x + 16, 8);
+            std::memcpy(&w3, row + x + 24, 8);
+            if ((w0 | w1 | w2 | w3) == 0) {
                 x += 32;
                 continue;
             }
         }
-        std::memcpy(w, row + x, 8);
-        unsigned long long nz = (((w[0] & kLow7) + kLow7) | w[0]) & kHigh;
+        unsigned long long nz = (((w0 & kLow7) + kLow7) | w0) & kHigh;
         while (nz != 0) {
             fn(x + (__builtin_ctzll(nz) >> 3));
             nz &= nz - 1;
@@ -684,14 +686,50 @@ private:
     int m_points = 0;
 };
 
-// The same following over a map of pixels still to take (weak positive and
-// unvisited), so a neighbour test is one byte; frames carry the pixel's index
-// in that map, and seeds are found by skipping zero words of the strong map.
+// Pixels still to take (weak positive and unvisited) as one bit per pixel:
+// rows of `words` 64-bit words, one more than the width needs so that eight
+// bytes read from any column stay inside the row. At an eighth of the byte
+// map it stays in cache while chains wander over the picture.
+struct AvailBits {
+    std::vector<unsigned long long> bits;
+    size_t words = 0;
+};
+
+// Builds the bits from the weak map and, when given, the edge map (0 is
+// unvisited; without one every pixel counts as unvisited).
+void buildAvailBits(const signed char* weak, unsigned char* const* edgeMap, int W, int H,
+                    AvailBits& out) {
+    out.words = size_t(W + 63) / 64 + 1;
+    out.bits.assign(out.words * size_t(H), 0);
+    constexpr unsigned long long kLow7 = 0x7F7F7F7F7F7F7F7FULL, kHigh = 0x8080808080808080ULL;
+    auto nonZero = [&](unsigned long long v) { return (((v & kLow7) + kLow7) | v) & kHigh; };
+    forRowStripes(H, (long long)W * H, [&](int y0, int y1) {
+        for (int y = y0; y < y1; y++) {
+            const signed char* w = weak + size_t(y) * W;
+            const unsigned char* m = edgeMap ? edgeMap[y] : nullptr;
+            unsigned long long* o = out.bits.data() + out.words * size_t(y);
+            int x = 0;
+            for (; x + 8 <= W; x += 8) {
+                unsigned long long v, mv = 0;
+                std::memcpy(&v, w + x, 8);
+                if (m) std::memcpy(&mv, m + x, 8);
+                // positive: non-zero with the sign bit clear; and unvisited
+                const unsigned long long take = nonZero(v) & ~v & ~nonZero(mv) & kHigh;
+                const unsigned long long byteBits = ((take >> 7) * 0x0102040810204080ULL) >> 56;
+                o[x >> 6] |= byteBits << (x & 63);
+            }
+            for (; x < W; x++)
+                if (w[x] > 0 && (!m || m[x] == 0)) o[x >> 6] |= 1ULL << (x & 63);
+        }
+    });
+}
+
+// The same following over the availability bits, so a pixel's eight
+// neighbour tests are three word reads and a table; seeds are found by
+// skipping zero words of the strong map.
 class FastChainFollower {
 public:
-    // avail: non-zero where a pixel may still be taken (weak positive and
-    // unvisited); cleared here as pixels are taken.
-    FastChainFollower(const signed char* strong, unsigned char* avail, unsigned char** edgeMap,
+    FastChainFollower(const signed char* strong, AvailBits& avail, unsigned char** edgeMap,
                       int width, int height, unsigned char& label, MCEdgeList& list, short* stack)
         : m_strong(strong),
           m_map(edgeMap),
@@ -700,9 +738,8 @@ public:
           m_label(label),
           m_list(list),
           m_stack(stack),
-          m_avail(avail) {
-        for (int k = 0; k < 8; k++) m_offset[k] = kFollowDy[k] * width + kFollowDx[k];
-    }
+          m_bits(avail.bits.data()),
+          m_words(avail.words) {}
 
     void run() {
         const int W = m_width;
@@ -720,10 +757,38 @@ public:
 
 private:
     struct Frame {
-        int index;
         short x, y;
         unsigned char next, found, branched;
     };
+
+    // Bit k of entry (above | middle << 3 | below << 6), each three bits for
+    // columns x - 1, x, x + 1, is set when neighbour k (following order) is.
+    static const unsigned char* aroundTable() {
+        static const std::vector<unsigned char> table = [] {
+            std::vector<unsigned char> t(512);
+            for (unsigned i = 0; i < 512; i++) {
+                auto bit = [&](int row, int col) { return (i >> (3 * row + col)) & 1u; };
+                unsigned m = 0;
+                for (int k = 0; k < 8; k++) m |= bit(1 + kFollowDy[k], 1 + kFollowDx[k]) << k;
+                t[i] = (unsigned char)m;
+            }
+            return t;
+        }();
+        return table.data();
+    }
+
+    // Whole aligned words are read, the words the marking writes: a read
+    // straddling a freshly written word would wait for the write to settle.
+    unsigned availableAround(int x, int y) const {
+        const unsigned long long* r = m_bits + m_words * size_t(y) + size_t((x - 1) >> 6);
+        const int shift = (x - 1) & 63;
+        auto three = [&](const unsigned long long* p) {
+            unsigned long long w = p[0] >> shift;
+            if (shift > 61) w |= p[1] << (64 - shift);
+            return unsigned(w) & 7u;
+        };
+        return m_around[three(r - m_words) | three(r) << 3 | three(r + m_words) << 6];
+    }
 
     void flush() {
         m_stack -= 2 * size_t(m_points);
@@ -732,21 +797,12 @@ private:
         m_points = 0;
     }
 
-    // Bit k set when neighbour k (in the following order) may be taken.
-    unsigned availableAround(const unsigned char* a) const {
-        const ptrdiff_t W = m_width;
-        return unsigned(a[1] != 0) | unsigned(a[W + 1] != 0) << 1 | unsigned(a[1 - W] != 0) << 2 |
-               unsigned(a[W] != 0) << 3 | unsigned(a[-W] != 0) << 4 | unsigned(a[-1] != 0) << 5 |
-               unsigned(a[W - 1] != 0) << 6 | unsigned(a[-W - 1] != 0) << 7;
-    }
-
     // Opens a frame on top of the first `top` ones; fields are written in
     // place (a frame built elsewhere and copied in would be read back before
     // its narrow stores have settled).
-    Frame* openFrame(size_t top, int index, int x, int y) {
+    Frame* openFrame(size_t top, int x, int y) {
         if (top == m_frames.size()) m_frames.resize(top < 1024 ? 1024 : 2 * top);
         Frame* g = m_frames.data() + top;
-        g->index = index;
         g->x = (short)x;
         g->y = (short)y;
         g->next = g->found = g->branched = 0;
@@ -754,14 +810,13 @@ private:
     }
 
     void follow(int x0, int y0) {
-        unsigned char* avail = m_avail;
         size_t top = 0;  // frames below the current one
-        Frame* f = openFrame(top, y0 * m_width + x0, x0, y0);
+        Frame* f = openFrame(top, x0, y0);
         for (;;) {
             // All eight neighbours at once, without a branch per neighbour:
             // nothing changes between two tests of one frame unless a child
             // was followed, after which the mask is taken again.
-            const unsigned mask = availableAround(avail + f->index) & (0xFFu << f->next);
+            const unsigned mask = availableAround(f->x, f->y) & (0xFFu << f->next);
             if (mask != 0) {
                 const int k = __builtin_ctz(mask);
                 f->next = (unsigned char)(k + 1);
@@ -771,10 +826,9 @@ private:
                 }
                 f->found = 1;
                 const int nx = f->x + kFollowDx[k], ny = f->y + kFollowDy[k];
-                const int ni = f->index + m_offset[k];
                 m_map[ny][nx] = m_label;
-                avail[ni] = 0;
-                f = openFrame(++top, ni, nx, ny);
+                m_bits[m_words * size_t(ny) + size_t(nx >> 6)] &= ~(1ULL << (nx & 63));
+                f = openFrame(++top, nx, ny);
                 continue;
             }
             m_stack[0] = f->x;
@@ -794,9 +848,10 @@ private:
     unsigned char& m_label;
     MCEdgeList& m_list;
     short* m_stack;
-    unsigned char* m_avail;
+    unsigned long long* m_bits;
+    size_t m_words;
+    const unsigned char* m_around = aroundTable();
     std::vector<Frame> m_frames;
-    int m_offset[8];
     int m_points = 0;
 };
 
@@ -812,15 +867,9 @@ bool followEdgeChains(const signed char* strong, const signed char* weak, unsign
     std::vector<FollowFrame> frames;
     try {
         if (useOptimized()) {
-            std::vector<unsigned char> avail(size_t(width) * height);
-            for (int y = 0; y < height; y++) {
-                const signed char* w = weak + size_t(y) * width;
-                const unsigned char* m = edgeMap[y];
-                unsigned char* a = avail.data() + size_t(y) * width;
-                for (int x = 0; x < width; x++) a[x] = (unsigned char)((w[x] > 0) & (m[x] == 0));
-            }
-            FastChainFollower(strong, avail.data(), edgeMap, width, height, label, list, stack)
-                .run();
+            AvailBits avail;
+            buildAvailBits(weak, edgeMap, width, height, avail);
+            FastChainFollower(strong, avail, edgeMap, width, height, label, list, stack).run();
             delete[] stack;
             return true;
         }
@@ -839,13 +888,15 @@ bool followEdgeChains(const signed char* strong, const signed char* weak, unsign
     return ok;
 }
 
-bool followEdgeChainsConsuming(const signed char* strong, unsigned char* avail,
+bool followEdgeChainsUnvisited(const signed char* strong, const signed char* weak,
                                unsigned char** edgeMap, int width, int height, unsigned char& label,
                                MCEdgeList& list) {
     short* stack = new (std::nothrow) short[(size_t(width) * height + 1) * 2];
     if (!stack) return false;
     bool ok = true;
     try {
+        AvailBits avail;
+        buildAvailBits(weak, nullptr, width, height, avail);
         FastChainFollower(strong, avail, edgeMap, width, height, label, list, stack).run();
     } catch (...) {
         ok = false;
@@ -981,11 +1032,9 @@ int MCEdgeExtractor::edgeDataFused() {
     delete[] m_pGrdX;
     delete[] m_pGrdY;
     m_pGrdX = m_pGrdY = nullptr;
-    // The edge map is all unvisited and the weak map holds no negative
-    // values, so the weak map itself serves as the map of pixels still to take.
-    const bool ok =
-        detail::followEdgeChainsConsuming(m_pStrong, reinterpret_cast<unsigned char*>(m_pWeak),
-                                          m_ppEdgeMap, W, H, m_nLabel, m_edgeList);
+    // The edge map is all unvisited here: the weak map alone says what may be taken.
+    const bool ok = detail::followEdgeChainsUnvisited(m_pStrong, m_pWeak, m_ppEdgeMap, W, H,
+                                                      m_nLabel, m_edgeList);
     delete[] m_pStrong;
     delete[] m_pWeak;
     m_pStrong = m_pWeak = nullptr;

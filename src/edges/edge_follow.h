@@ -16,10 +16,8 @@ TARVO_EXPORTS bool followEdgeChains(const signed char* strong, const signed char
                                     unsigned char** edgeMap, int width, int height,
                                     unsigned char& label, MCEdgeList& list);
 
-// The same following where avail (width * height bytes, non-zero where the
-// weak map is positive and the edge map 0) replaces the weak map and is
-// cleared as pixels are taken. For callers that own such a map.
-bool followEdgeChainsConsuming(const signed char* strong, unsigned char* avail,
+// The same following for an edge map that is all 0 (unvisited) on entry.
+bool followEdgeChainsUnvisited(const signed char* strong, const signed char* weak,
                                unsigned char** edgeMap, int width, int height, unsigned char& label,
                                MCEdgeList& list);
 
