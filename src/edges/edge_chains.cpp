@@ -266,17 +266,51 @@ inline void forNonZero(const signed char* row, int begin, int end, const F& fn) 
         if (row[x] != 0) fn(x);
 }
 
-// Staircase removal on the weak map, in place and row-major like the plain
-// loop, but only at positive pixels: a pixel that is not positive is left as
-// it is either way (the maps hold no negative values), and whole zero words
-// are skipped.
-void removeStaircasesSparse(signed char* m, int W, int H) {
-    for (int y = 1; y < H - 1; y++) {
-        signed char* row = m + size_t(y) * W;
-        forNonZero(row, 1, W - 1, [&](int x) {
-            signed char* p = row + x;
-            if (*p > 0 && (p[W] > 0 || p[-W] > 0) && ((p[-1] > 0) != (p[1] > 0))) *p = 0;
-        });
+// One row of the staircase removal: out = the row as the in-place row-major
+// pass leaves it, from the original row `a`, the original row below and the
+// finished row above (left neighbours come from out, right ones from a).
+// Only positive pixels can change (the maps hold no negative values).
+void staircaseRow(const signed char* a, const signed char* below, const signed char* above,
+                  signed char* out, int W) {
+    std::memcpy(out, a, size_t(W));
+    forNonZero(a, 1, W - 1, [&](int x) {
+        if (a[x] > 0 && (below[x] > 0 || above[x] > 0) && ((out[x - 1] > 0) != (a[x + 1] > 0)))
+            out[x] = 0;
+    });
+}
+
+// The staircase removal from the original map `a` into `out`, in row bands in
+// parallel. A band's first row takes the original row above in place of the
+// finished one; afterwards, band by band, where the finished row above differs
+// from the original, rows are redone until one comes out as it was. Every row
+// then equals the serial pass's.
+template <typename Bands>
+void removeStaircasesBanded(const signed char* a, signed char* out, int W, int H, int nBands,
+                            const Bands& bandRows) {
+    auto rowOf = [&](const signed char* m, int y) { return m + size_t(y) * W; };
+    auto outRow = [&](int y) { return out + size_t(y) * W; };
+    forBands(nBands, (long long)W * H, [&](int i) {
+        int y0, y1;
+        bandRows(i, y0, y1);
+        for (int y = y0; y < y1; y++) {
+            if (y == 0 || y == H - 1) {
+                std::memcpy(outRow(y), rowOf(a, y), size_t(W));
+                continue;
+            }
+            const signed char* above = y == y0 ? rowOf(a, y - 1) : outRow(y - 1);
+            staircaseRow(rowOf(a, y), rowOf(a, y + 1), above, outRow(y), W);
+        }
+    });
+    std::vector<signed char> redo(size_t(W), 0);
+    for (int i = 1; i < nBands; i++) {
+        int y0, y1;
+        bandRows(i, y0, y1);
+        if (y0 < 1 || std::memcmp(outRow(y0 - 1), rowOf(a, y0 - 1), size_t(W)) == 0) continue;
+        for (int y = y0; y < y1 && y < H - 1; y++) {
+            staircaseRow(rowOf(a, y), rowOf(a, y + 1), outRow(y - 1), redo.data(), W);
+            if (std::memcmp(redo.data(), outRow(y), size_t(W)) == 0) break;
+            std::memcpy(outRow(y), redo.data(), size_t(W));
+        }
     }
 }
 
@@ -1028,7 +1062,20 @@ int MCEdgeExtractor::edgeDataFused() {
             }
         }
     });
-    removeStaircasesSparse(weak, W, H);
+    {
+        // The suppression wrote the weak map before staircase removal into
+        // m_pWeak; the finished map goes to a second buffer that takes its place.
+        signed char* done = new (std::nothrow) signed char[n];
+        if (!done) return kHysteresisFailed;
+        try {
+            removeStaircasesBanded(weak, done, W, H, nBands, bandRows);
+        } catch (...) {
+            delete[] done;
+            return kHysteresisFailed;
+        }
+        delete[] m_pWeak;
+        m_pWeak = done;
+    }
     delete[] m_pGrdX;
     delete[] m_pGrdY;
     m_pGrdX = m_pGrdY = nullptr;

@@ -201,16 +201,18 @@ TEST(EdgeChains, ThreadedRunsEqualSerialOnes) {
 TEST(EdgeChains, VectorRunsEqualScalarOnes) {
     // Widths around the vector lengths and the 7-tap frame, tiny images,
     // noise, blocks with noise, and thresholds of 0 (every pixel passes).
+    // pattern 0: noise; 1: blocks with noise; 2: rings with noise, whose
+    // staircases at every angle cross the row bands of the parallel passes.
     struct Case {
-        int w, h, seed, nonEdge, high, low;
-        bool blocks;
+        int w, h, seed, nonEdge, high, low, pattern;
     };
-    const Case cases[] = {{1, 1, 1, 35, 12, 10, false},    {6, 9, 2, 35, 12, 10, false},
-                          {7, 7, 3, 35, 12, 10, false},    {9, 40, 4, 35, 12, 10, true},
-                          {37, 23, 5, 20, 0, 0, false},    {70, 65, 6, 35, 12, 10, true},
-                          {131, 97, 7, 60, 30, 5, true},   {257, 130, 8, 35, 12, 10, false},
-                          {255, 200, 9, 0, 12, 10, true},  {200, 101, 10, 100, 12, 10, true},
-                          {301, 517, 11, 35, 12, 10, true}};
+    const Case cases[] = {{1, 1, 1, 35, 12, 10, 0},      {6, 9, 2, 35, 12, 10, 0},
+                          {7, 7, 3, 35, 12, 10, 0},      {9, 40, 4, 35, 12, 10, 1},
+                          {37, 23, 5, 20, 0, 0, 0},      {70, 65, 6, 35, 12, 10, 1},
+                          {131, 97, 7, 60, 30, 5, 1},    {257, 130, 8, 35, 12, 10, 0},
+                          {255, 200, 9, 0, 12, 10, 1},   {200, 101, 10, 100, 12, 10, 1},
+                          {301, 517, 11, 35, 12, 10, 1}, {400, 300, 12, 35, 12, 10, 2},
+                          {333, 260, 13, 20, 8, 4, 2}};
     struct Result {
         std::vector<short> points, orient, strength;
         std::vector<unsigned char> s8, map;
@@ -218,12 +220,13 @@ TEST(EdgeChains, VectorRunsEqualScalarOnes) {
     };
     for (const Case& c : cases) {
         Mat img = test::randomMat(c.h, c.w, MAT_Tuchar, c.seed);
-        if (c.blocks)
-            for (int y = 0; y < c.h; y++)
-                for (int x = 0; x < c.w; x++) {
-                    unsigned char& v = img.ptr<unsigned char>(y)[x];
-                    v = (unsigned char)((x / 11 + y / 7) % 3 * 90 + (v & 31));
-                }
+        for (int y = 0; y < c.h && c.pattern > 0; y++)
+            for (int x = 0; x < c.w; x++) {
+                unsigned char& v = img.ptr<unsigned char>(y)[x];
+                const int band = c.pattern == 1 ? (x / 11 + y / 7) % 3
+                                                : int(std::hypot(x - c.w / 3, y - c.h / 2)) / 5 % 2;
+                v = (unsigned char)(band * 90 + (v & 31));
+            }
         std::vector<unsigned char*> rows = rowsOf(img);
         auto run = [&](bool optimized) {
             detail::setUseOptimized(optimized);
