@@ -981,10 +981,11 @@ int MCEdgeExtractor::GetEdgeData() {
     return ok ? 0 : kExtractFailed;
 }
 
-// The same pipeline with the passes fused into three sweeps over row bands
+// The same pipeline with the passes fused into sweeps over row bands
 // (gradients with strength and angle; the 8-bit strength with its histogram;
-// suppression with both thresholds) and vector kernels inside; the results are
-// those of the step-by-step route.
+// suppression with both thresholds; staircase removal) and vector kernels
+// inside; the following stays serial. The results are those of the
+// step-by-step route.
 int MCEdgeExtractor::edgeDataFused() {
     const int W = m_nWidth, H = m_nHeight;
     const size_t n = size_t(W) * H;
