@@ -3,6 +3,7 @@
 // chosen by the file's leading bytes; writing picks the encoder by extension.
 #include "image_io.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <cstring>
@@ -34,25 +35,24 @@ bool readFileBounded(const char* path, size_t maxBytes, std::vector<unsigned cha
     }
     bool ok = true;
     try {
-        out.reserve(hint + 1);
+        // One allocation of the announced length plus one byte (which tells a
+        // file that grew since); only a longer file steps on in 1 MiB chunks.
         const size_t chunk = size_t(1) << 20;
         size_t used = 0;
+        size_t want = hint + 1;
         for (;;) {
-            size_t want = chunk;
-            if (used + want > maxBytes + 1) want = maxBytes + 1 - used;
-            if (want == 0) {
-                ok = false;  // more than maxBytes
-                break;
-            }
-            out.resize(used + want);
-            size_t got = std::fread(out.data() + used, 1, want, fp);
-            used += got;
-            if (got < want) {
+            out.resize(want);
+            used += std::fread(out.data() + used, 1, want - used, fp);
+            if (used < want) {
                 if (std::ferror(fp)) ok = false;
                 break;
             }
+            if (used > maxBytes) {
+                ok = false;  // more than maxBytes
+                break;
+            }
+            want = used + std::min(chunk, maxBytes + 1 - used);
         }
-        if (used > maxBytes) ok = false;
         out.resize(used);
     } catch (...) {
         ok = false;
@@ -145,15 +145,105 @@ std::string lowerExtension(const char* path) {
     return ext;
 }
 
+uint32_t be32(const unsigned char* p) {
+    return (uint32_t(p[0]) << 24) | (uint32_t(p[1]) << 16) | (uint32_t(p[2]) << 8) | p[3];
+}
+int32_t le32(const unsigned char* p) {
+    return int32_t(uint32_t(p[0]) | (uint32_t(p[1]) << 8) | (uint32_t(p[2]) << 16) |
+                   (uint32_t(p[3]) << 24));
+}
+
+// Next decimal token of a PNM header (comments skipped); -1 when the head ends first.
+long long pnmToken(const unsigned char* d, size_t n, size_t& i) {
+    for (;;) {
+        while (i < n && std::isspace(d[i])) i++;
+        if (i < n && d[i] == '#') {
+            while (i < n && d[i] != '\n') i++;
+            continue;
+        }
+        break;
+    }
+    long long v = 0;
+    size_t start = i;
+    while (i < n && std::isdigit(d[i]) && v < (1LL << 40)) v = v * 10 + (d[i++] - '0');
+    return i > start && i < n ? v : -1;
+}
+
+// Announced width and height found in the JPEG segments inside the head; false
+// when the frame header lies further in.
+bool jpegFrameSize(const unsigned char* d, size_t n, long long& w, long long& h) {
+    size_t i = 2;
+    while (i + 9 < n) {
+        if (d[i] != 0xFF) return false;
+        const unsigned m = d[i + 1];
+        if (m == 0xFF) {
+            i++;
+            continue;
+        }
+        const size_t len = (size_t(d[i + 2]) << 8) | d[i + 3];
+        if ((m >= 0xC0 && m <= 0xCF) && m != 0xC4 && m != 0xC8 && m != 0xCC) {
+            h = ((long long)d[i + 5] << 8) | d[i + 6];
+            w = ((long long)d[i + 7] << 8) | d[i + 8];
+            return true;
+        }
+        if (len < 2) return false;
+        i += 2 + len;
+    }
+    return false;
+}
+
 }  // namespace
+
+size_t announcedFileLimit(const unsigned char* head, size_t n, const ImageLimits& lim) {
+    long long w = 0, h = 0;
+    // Bytes a file may hold beyond its pixels: headers, palettes, metadata.
+    const long long slack = 64LL << 20;
+    long long perPixel = 0;
+    if (isPng(head, n)) {
+        if (n < 24) return 0;
+        w = be32(head + 16);
+        h = be32(head + 20);
+        perPixel = 9;  // 4 channels of 16 bits and the row filter bytes, stored uncompressed
+    } else if (isBmp(head, n)) {
+        if (n < 26) return 0;
+        if (le32(head + 14) == 12) {
+            w = head[18] | (head[19] << 8);
+            h = head[20] | (head[21] << 8);
+        } else {
+            w = le32(head + 18);
+            h = le32(head + 22);
+            h = h < 0 ? -h : h;
+        }
+        perPixel = 8;  // 32-bit pixels, run-length coding at its worst
+    } else if (isPnm(head, n)) {
+        size_t i = 2;
+        w = pnmToken(head, n, i);
+        h = pnmToken(head, n, i);
+        if (w < 0 || h < 0) return lim.maxFileBytes;  // header longer than the head
+        perPixel = 3 * 8;                             // ASCII samples with generous separators
+    } else if (isJpeg(head, n)) {
+        if (!jpegFrameSize(head, n, w, h)) return lim.maxFileBytes;
+        perPixel = 8;
+    } else {
+        return 0;
+    }
+    if (!imageSizeOk(w, h, lim)) return 0;
+    const long long bytes = w * h * perPixel + slack;
+    return bytes < (long long)lim.maxFileBytes ? size_t(bytes) : lim.maxFileBytes;
+}
 
 bool decodeImage(const unsigned char* data, size_t size, unsigned long flags,
                  const ImageLimits& lim, Mat& out) {
-    out.release();
+    // The decoders write into the destination's own storage when its shape
+    // and type already fit; a reference into another matrix is let go first.
+    Mat img;
+    if (out.isRefered())
+        out.release();
+    else
+        img.swap(out);
     if (!data || size == 0) return false;
     const ChannelRule rule = ruleOf(flags);
     const bool keepAlpha = rule == ChannelRule::Unchanged;
-    Mat img;
     bool ok = false;
     if (isPng(data, size))
         ok = decodePng(data, size, keepAlpha, lim, img);
@@ -190,11 +280,25 @@ bool decodeImage(const unsigned char* data, size_t size, unsigned long flags,
 }  // namespace detail
 
 bool Mat::fromImage(const char* path, unsigned long flags) {
-    release();
+    // Storage that fits the picture is kept and decoded into; every refusal
+    // leaves this matrix empty.
+    Mat img;
+    if (isRefered())
+        release();
+    else
+        img.swap(*this);
     std::vector<unsigned char> bytes;
     const detail::ImageLimits lim = detail::defaultImageLimits();
-    if (!detail::readFileBounded(path, lim.maxFileBytes, bytes)) return false;
-    Mat img;
+    // The signature and the announced size are checked on the first bytes
+    // before the rest is read, so a stream of junk costs one small read.
+    unsigned char head[4096];
+    size_t headLen = 0;
+    if (FILE* fp = path && *path ? std::fopen(path, "rb") : nullptr) {
+        headLen = std::fread(head, 1, sizeof head, fp);
+        std::fclose(fp);
+    }
+    const size_t limit = detail::announcedFileLimit(head, headLen, lim);
+    if (limit == 0 || !detail::readFileBounded(path, limit, bytes)) return false;
     if (!detail::decodeImage(bytes.data(), bytes.size(), flags, lim, img)) return false;
     swap(img);
     return true;

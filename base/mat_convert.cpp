@@ -3,8 +3,12 @@
 #include <cstring>
 #include <type_traits>
 
+#include "detail/aliasing.h"
+#include "detail/parallel_rows.h"
+#include "mat_convert_simd.h"
 #include "mat_internal.h"
 #include "tarvo/mat.h"
+#include "tarvo/parallel.h"
 #include "tarvo/saturate.h"
 
 namespace tarvo {
@@ -25,39 +29,54 @@ inline D castElement(S v, CASTTYPE cast) {
     }
 }
 
+// Vector kernel for the pairs that have one (floating to bytes or shorts);
+// returns how many leading elements of the row it wrote.
+template <typename D, typename S>
+inline int convertVec(const S* s, D* d, int n, CASTTYPE cast) {
+    if constexpr (std::is_floating_point<S>::value &&
+                  (std::is_same<D, unsigned char>::value || std::is_same<D, short>::value)) {
+        if (!checkHardwareSupport(CPU_FLOAT_VECTORS)) return 0;
+        const bool round = cast == CT_Round;
+        if constexpr (std::is_same<S, float>::value) {
+            if constexpr (std::is_same<D, unsigned char>::value)
+                return detail::convertRowF32U8(s, d, n, round);
+            else
+                return detail::convertRowF32S16(s, reinterpret_cast<int16_t*>(d), n, round);
+        } else {
+            if constexpr (std::is_same<D, unsigned char>::value)
+                return detail::convertRowF64U8(s, d, n, round);
+            else
+                return detail::convertRowF64S16(s, reinterpret_cast<int16_t*>(d), n, round);
+        }
+    } else {
+        (void)s, (void)d, (void)n, (void)cast;
+        return 0;
+    }
+}
+
 template <typename D, typename S>
 void convertRows(const Mat& src, Mat& dst, CASTTYPE cast) {
     const int n = src.cols() * src.channels();
-    for (int r = 0; r < src.rows(); r++) {
-        const S* s = src.ptr<S>(r);
-        D* d = dst.ptr<D>(r);
-        for (int i = 0; i < n; i++) d[i] = castElement<D, S>(s[i], cast);
-    }
+    detail::parallelRows(src.rows(), double(n) * src.rows(), [&](int r0, int r1) {
+        for (int r = r0; r < r1; r++) {
+            const S* s = src.ptr<S>(r);
+            D* d = dst.ptr<D>(r);
+            for (int i = convertVec<D, S>(s, d, n, cast); i < n; i++)
+                d[i] = castElement<D, S>(s[i], cast);
+        }
+    });
 }
 
 template <typename D, typename S>
 void scaleRows(const Mat& src, Mat& dst, double scale, double shift) {
     const int n = src.cols() * src.channels();
-    for (int r = 0; r < src.rows(); r++) {
-        const S* s = src.ptr<S>(r);
-        D* d = dst.ptr<D>(r);
-        for (int i = 0; i < n; i++) d[i] = saturate_cast<D>(double(s[i]) * scale + shift);
-    }
-}
-
-// True when the pixel bytes of a and b may overlap. Row tables may run in
-// either direction, so each span is taken between its first and last rows.
-bool spansOverlap(const Mat& a, const Mat& b) {
-    auto span = [](const Mat& m, uintptr_t& lo, uintptr_t& hi) {
-        const uintptr_t first = reinterpret_cast<uintptr_t>(m.data.ptr[0]);
-        const uintptr_t last = reinterpret_cast<uintptr_t>(m.data.ptr[m.rows() - 1]);
-        lo = first < last ? first : last;
-        hi = (first < last ? last : first) + size_t(m.rowByteSize());
-    };
-    uintptr_t alo, ahi, blo, bhi;
-    span(a, alo, ahi);
-    span(b, blo, bhi);
-    return alo < bhi && blo < ahi;
+    detail::parallelRows(src.rows(), double(n) * src.rows(), [&](int r0, int r1) {
+        for (int r = r0; r < r1; r++) {
+            const S* s = src.ptr<S>(r);
+            D* d = dst.ptr<D>(r);
+            for (int i = 0; i < n; i++) d[i] = saturate_cast<D>(double(s[i]) * scale + shift);
+        }
+    });
 }
 
 // Runs a row conversion from src into dst with the given depth. A dst that
@@ -67,7 +86,7 @@ bool spansOverlap(const Mat& a, const Mat& b) {
 template <typename Run>
 void convertInto(const Mat& src, Mat& dst, int depth, Run run) {
     const int type = MAKETYPE(depth, src.channels());
-    const bool shares = &dst == &src || (dst.isValid() && src.isValid() && spansOverlap(src, dst));
+    const bool shares = detail::sharesMemory(src, dst);
     if (!shares) {
         if (dst.create(src.rows(), src.cols(), type) < 0) return;
         run(dst);

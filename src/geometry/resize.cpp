@@ -9,6 +9,8 @@
 #include <type_traits>
 #include <vector>
 
+#include "detail/aliasing.h"
+#include "detail/checked.h"
 #include "geometry/interp_coeffs.h"
 #include "geometry/resize_internal.h"
 #include "geometry/scale_xy.h"
@@ -23,10 +25,10 @@ namespace tarvo {
 namespace detail {
 
 bool resizeUseIntVector() {
-    return checkHardwareSupport(3);
+    return checkHardwareSupport(CPU_INT_VECTORS);
 }
 bool resizeUseFloatVector() {
-    return checkHardwareSupport(2);
+    return checkHardwareSupport(CPU_FLOAT_VECTORS);
 }
 
 namespace {
@@ -164,7 +166,7 @@ struct HPass {
         const AT* alpha = t.alpha.data();
         if (ksize == 2) {
             const WT one = std::is_same<T, unsigned char>::value ? WT(2048) : WT(1);
-            int dx = 0;
+            int dx = vec(S, D, t, swidth, dwidth, cn, 0, t.xmax);
             for (; dx < t.xmax; dx++) {
                 const int sx = xofs[dx];
                 const AT* a = alpha + dx * 2;
@@ -191,12 +193,18 @@ struct HPass {
                 D[dx] = v;
             }
             if (limit == dwidth) break;
+            dx = vec(S, D, t, swidth, dwidth, cn, dx, t.xmax);
             if (ksize == 4)
                 dx = interior<4>(S, D, xofs, alpha, dx, t.xmax, cn);
             else
                 dx = interior<8>(S, D, xofs, alpha, dx, t.xmax, cn);
             limit = dwidth;
         }
+    }
+
+    // Vector kernel for elements [dx0, dx1); returns the first one it left.
+    static int vec(const T*, WT*, const GenericTables<AT>&, int, int, int, int dx0, int) {
+        return dx0;
     }
 
     // Interior elements [dx, xmax) of a K-tap kernel; returns the end.
@@ -214,6 +222,15 @@ struct HPass {
         return dx;
     }
 };
+
+template <>
+int HPass<unsigned char, int, short>::vec(const unsigned char* S, int* D,
+                                          const GenericTables<short>& t, int swidth, int dwidth,
+                                          int cn, int dx0, int dx1) {
+    if (dx0 >= dx1 || !resizeUseIntVector()) return dx0;
+    return hresizeFixed8u(S, swidth, reinterpret_cast<int32_t*>(D), dwidth, t.xofs.data(),
+                          t.alpha.data(), t.ksize, cn, dx0, dx1);
+}
 
 // ---------------------------------------------------------------- vertical pass
 
@@ -322,7 +339,10 @@ void resizeGeneric(const Mat& src, Mat& dst, const EngineGeometry& g) {
     GenericTables<AT> t;
     buildTables(g, src.cols(), dst.cols(), dst.rows(), src.channels(), t);
     GenericInvoker<T, WT, AT> body(src, dst, t);
-    parallel_for_(Range(0, dst.rows()), body, dst.rows() * (double)dst.cols() / 65536.0);
+    // Stripes by the pixels read and written: a strong shrink reads many
+    // source rows per output row.
+    parallel_for_(Range(0, dst.rows()), body,
+                  (src.rows() * (double)src.cols() + dst.rows() * (double)dst.cols()) / 65536.0);
 }
 
 typedef void (*GenericFunc)(const Mat&, Mat&, const EngineGeometry&);
@@ -368,8 +388,9 @@ void resizeEngine(const Mat& src, Mat& dst, int code) {
 // Whether codes 1 to 4 can serve this input without tables beyond the limit.
 bool resizeEngineAccepts(int depth, int width, int height, int cn) {
     if (!kGenericTab[depth & 7]) return false;
-    return (long long)width * cn * kMaxKsize <= kMaxTableEntries &&
-           (long long)height * kMaxKsize <= kMaxTableEntries;
+    int64_t wTaps, hTaps;
+    return tarvo::detail::checkedMul(width, cn, kMaxKsize, wTaps) && wTaps <= kMaxTableEntries &&
+           tarvo::detail::checkedMul(height, kMaxKsize, hTaps) && hTaps <= kMaxTableEntries;
 }
 
 }  // namespace detail
@@ -396,29 +417,10 @@ bool ScaleXY::scaleBilinear(const Mat& src, Mat& dst) {
 namespace ip {
 namespace {
 
-// Address range [lo, hi) covered by the rows of m.
-void pixelRange(const Mat& m, const unsigned char*& lo, const unsigned char*& hi) {
-    const size_t rb = (size_t)m.rowByteSize();
-    lo = hi = nullptr;
-    for (int r = 0; r < m.rows(); r++) {
-        const unsigned char* p = m.data.ptr[r];
-        if (!lo || p < lo) lo = p;
-        if (!hi || p + rb > hi) hi = p + rb;
-    }
-}
-
-bool sharesPixels(const Mat& a, const Mat& b) {
-    if (&a == &b) return true;
-    if (!a.isValid() || !b.isValid()) return false;
-    if (a.data.ptr == b.data.ptr) return true;
-    const unsigned char *alo, *ahi, *blo, *bhi;
-    pixelRange(a, alo, ahi);
-    pixelRange(b, blo, bhi);
-    return alo < bhi && blo < ahi;
-}
-
 bool sizeAccepted(int width, int height, int cn) {
-    return width > 0 && height > 0 && (long long)width * height * cn <= MAT_MAX_ELEMENTS;
+    int64_t n;
+    return width > 0 && height > 0 && tarvo::detail::checkedMul(width, height, cn, n) &&
+           n <= MAT_MAX_ELEMENTS;
 }
 
 // (int)(n * scale + 0.5), computed so that NaN and huge values give 0 or a refusal.
@@ -436,14 +438,11 @@ void resize(const Mat& src, Mat& dst, int width, int height, int interpolation) 
     if (interpolation != ResizeScaleXY &&
         !detail::resizeEngineAccepts(src.type(), width, height, cn))
         return;
-    Mat copy;
-    const Mat* s = &src;
-    if (sharesPixels(src, dst)) {
-        // The destination is about to be re-created or written: read from a copy.
-        copy = src;
-        if (!copy.isValid()) return;
-        s = &copy;
-    }
+    // The destination is about to be re-created or written: a source that
+    // shares its memory is read from a copy.
+    tarvo::detail::SourceGuard guard(src, dst);
+    if (guard.failed()) return;
+    const Mat* s = &guard.get();
     if (dst.create(height, width, src.type1()) < 0) return;
     if (interpolation == ResizeScaleXY)
         ScaleXY::process(*s, dst);

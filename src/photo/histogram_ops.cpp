@@ -2,9 +2,11 @@
 // stretch, each with its free function.
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <new>
 #include <vector>
 
+#include "detail/aliasing.h"
 #include "photo/histogram_ops_internal.h"
 #include "photo/photo_internal.h"
 #include "tarvo/ip/photo.h"
@@ -15,7 +17,7 @@ namespace tarvo {
 namespace detail {
 
 void histLumaStats(const Mat& src, bool wantHist, LumaStats& stats) {
-    const int rows = src.rows(), cols = src.cols();
+    const int rows = src.rows(), cols = src.cols(), cn = src.channels();
     stats = LumaStats();
     if (src.empty() || rows <= 0 || cols <= 0) return;
     const int stripeRows = cols >= 65536 ? 1 : 65536 / cols;
@@ -30,9 +32,9 @@ void histLumaStats(const Mat& src, bool wantHist, LumaStats& stats) {
             bool first = true;
             for (int y = y0; y < y1; y++) {
                 const unsigned char* s = src.data.ptr[y];
-                for (int x = 0; x < cols; x++, s += 3) {
+                for (int x = 0; x < cols; x++, s += cn) {
                     float Y, U, V;
-                    histToYuv(s, Y, U, V);
+                    histToYuv(s, cn, Y, U, V);
                     if (first || Y < lo) lo = Y;
                     if (first || Y > hi) hi = Y;
                     first = false;
@@ -62,17 +64,41 @@ void histLumaStats(const Mat& src, bool wantHist, LumaStats& stats) {
 
 namespace {
 
-Mat* prepare(Mat* src, Mat* dst) {
+// The start every process shares (detail::photoPrepare). A source that lives
+// in the block of a destination about to be re-created is first copied into
+// `keep` and src is pointed at the copy, since re-creating dst frees that block.
+Mat* prepareAliased(Mat*& src, Mat* dst, Mat& keep) {
+    if (src && dst && dst != src && !src->empty() &&
+        (!isSameShape(src, dst) || dst->channels() != src->channels()) &&
+        detail::sharesMemory(*src, *dst)) {
+        keep = *src;
+        if (keep.empty()) return nullptr;
+        src = &keep;
+    }
     return detail::photoPrepare(src, dst);
 }
 
-bool byteImage(const Mat& m, bool allowColour) {
-    return m.type() == MAT_Tuchar && (m.channels() == 1 || (allowColour && m.channels() == 3));
+// Byte images of any channel count: one channel takes the grey paths, more
+// channels the luminance paths (see histToYuv for two and four channels).
+bool byteImage(const Mat& m) {
+    return m.type() == MAT_Tuchar;
 }
 
-// target = lut[src] over every byte of the rows, rows in parallel.
-void applyLut(const Mat& src, Mat& target, const unsigned char lut[256]) {
-    detail::photoLutRows(src, target, lut);
+// target = lut[src] over every byte of the rows, or over the first n bytes of
+// each row when n >= 0; rows in parallel.
+void applyLut(const Mat& src, Mat& target, const unsigned char lut[256], int n = -1) {
+    if (n < 0) {
+        detail::photoLutRows(src, target, lut);
+        return;
+    }
+    const auto body = [&](int y0, int y1) {
+        for (int y = y0; y < y1; y++) {
+            const unsigned char* s = src.data.ptr[y];
+            unsigned char* d = target.data.ptr[y];
+            for (int x = 0; x < n; x++) d[x] = lut[s[x]];
+        }
+    };
+    detail::photoParallelRows(src.rows(), double(src.rows()) * n, body);
 }
 
 // A tone table over the grey levels: applied to the bytes of a grey image,
@@ -89,15 +115,45 @@ void applyTone(const Mat& src, Mat& target, const unsigned char lut[256]) {
     });
 }
 
+// Counts of the bytes of a grey image. Each stripe counts into four
+// interleaved tables (neighbouring equal bytes then do not wait on each
+// other's increments); counts are exact, so the sum is the serial count.
+void greyHistogram(const Mat& src, long long hist[256]) {
+    const int rows = src.rows(), cols = src.cols();
+    for (int k = 0; k < 256; k++) hist[k] = 0;
+    if (rows <= 0 || cols <= 0) return;
+    const int stripeRows = cols >= 65536 ? 1 : 65536 / cols;
+    const int stripes = (rows + stripeRows - 1) / stripeRows;
+    std::vector<uint32_t> part((size_t)stripes * 256 * 4, 0);
+    detail::photoParallelRows(stripes, double(rows) * cols, [&](int i0, int i1) {
+        for (int i = i0; i < i1; i++) {
+            uint32_t* h = &part[(size_t)i * 1024];
+            const int y0 = i * stripeRows, y1 = std::min(rows, y0 + stripeRows);
+            for (int y = y0; y < y1; y++) {
+                const unsigned char* s = src.data.ptr[y];
+                int x = 0;
+                for (; x + 4 <= cols; x += 4) {
+                    h[s[x]]++;
+                    h[256 + s[x + 1]]++;
+                    h[512 + s[x + 2]]++;
+                    h[768 + s[x + 3]]++;
+                }
+                for (; x < cols; x++) h[s[x]]++;
+            }
+        }
+    });
+    for (int i = 0; i < stripes; i++) {
+        const uint32_t* h = &part[(size_t)i * 1024];
+        for (int k = 0; k < 256; k++)
+            hist[k] += (long long)h[k] + h[256 + k] + h[512 + k] + h[768 + k];
+    }
+}
+
 // Running counts of the levels of a grey image, or of trunc(Y) of a colour one.
 void cumulative(const Mat& src, long long cum[256]) {
     long long hist[256] = {};
     if (src.channels() == 1) {
-        const int rows = src.rows(), cols = src.cols();
-        for (int y = 0; y < rows; y++) {
-            const unsigned char* s = src.data.ptr[y];
-            for (int x = 0; x < cols; x++) hist[s[x]]++;
-        }
+        greyHistogram(src, hist);
     } else {
         detail::LumaStats st;
         detail::histLumaStats(src, true, st);
@@ -109,12 +165,10 @@ void cumulative(const Mat& src, long long cum[256]) {
 
 // The largest level of a grey image, at least 1.
 int greyMax(const Mat& src) {
-    int m = 1;
-    for (int y = 0; y < src.rows(); y++) {
-        const unsigned char* s = src.data.ptr[y];
-        for (int x = 0; x < src.cols(); x++)
-            if (s[x] > m) m = s[x];
-    }
+    long long hist[256];
+    greyHistogram(src, hist);
+    int m = 255;
+    while (m > 1 && hist[m] == 0) m--;
     return m;
 }
 
@@ -134,8 +188,9 @@ PumpABC* ipHistogramEqualize::clone() const {
 }
 
 bool ipHistogramEqualize::process(Mat* src, Mat* dst) {
-    Mat* target = prepare(src, dst);
-    if (!target || !byteImage(*src, true)) return false;
+    Mat keep;
+    Mat* target = prepareAliased(src, dst, keep);
+    if (!target || !byteImage(*src)) return false;
     long long cum[256];
     cumulative(*src, cum);
     if (cum[255] == cum[0]) return false;  // nothing above level 0
@@ -154,8 +209,9 @@ PumpABC* ipHistogramNormalize::clone() const {
 }
 
 bool ipHistogramNormalize::process(Mat* src, Mat* dst) {
-    Mat* target = prepare(src, dst);
-    if (!target || !byteImage(*src, true)) return false;
+    Mat keep;
+    Mat* target = prepareAliased(src, dst, keep);
+    if (!target || !byteImage(*src)) return false;
     long long cum[256];
     cumulative(*src, cum);
     if (cum[255] == cum[0]) return false;
@@ -176,18 +232,20 @@ PumpABC* ipHistogramLog::clone() const {
 }
 
 bool ipHistogramLog::process(Mat* src, Mat* dst) {
-    Mat* target = prepare(src, dst);
-    if (!target || !byteImage(*src, true)) return false;
-    if (src->channels() == 1) {
-        // The grey form works on the source's own rows; a separate destination
-        // keeps only its shape. A black image has scale +inf and 0 * inf gives
-        // NaN, which truncates to 0.
+    Mat keep;
+    Mat* target = prepareAliased(src, dst, keep);
+    if (!target || !byteImage(*src)) return false;
+    if (src->channels() != 3) {
+        // Every layout but RGB takes the grey form: the curve of channel 0's
+        // largest value over the first cols bytes of each of the source's own
+        // rows; a separate destination keeps only its (cleared) shape. A black
+        // image has scale +inf and 0 * inf gives NaN, which truncates to 0.
         const int M = truncInt(src->max(0));
         const double scale = 255.0 / std::log(double(M + 1));
         unsigned char lut[256];
         for (int v = 0; v < 256; v++)
             lut[v] = saturate_trunc<unsigned char>(std::log(double(v + 1)) * scale);
-        applyLut(*src, *src, lut);
+        applyLut(*src, *src, lut, src->cols());
         return true;
     }
     const int M = lumaMax(*src);
@@ -216,8 +274,9 @@ inline float rootCurve(double v, double scale) {
 }  // namespace
 
 bool ipHistogramRoot::process(Mat* src, Mat* dst) {
-    Mat* target = prepare(src, dst);
-    if (!target || !byteImage(*src, true)) return false;
+    Mat keep;
+    Mat* target = prepareAliased(src, dst, keep);
+    if (!target || !byteImage(*src)) return false;
     if (src->channels() == 1) {
         // The scale pairs a logarithm with the root on purpose: the curve
         // reaches 255 only for bright images.
@@ -254,21 +313,42 @@ void stretchTable(int lo, int hi, unsigned char lut[256]) {
 }  // namespace
 
 bool ipHistogramStretch::process(Mat* src, Mat* dst) {
-    Mat* target = prepare(src, dst);
+    Mat keep;
+    Mat* target = prepareAliased(src, dst, keep);
     if (!target || src->type() != MAT_Tuchar) return false;
     if (src->channels() != 3) return true;  // not colour: nothing to stretch
 
     const int rows = src->rows(), cols = src->cols();
     if (mode == 1 || mode == 2) {
-        int lo[3] = {255, 255, 255}, hi[3] = {0, 0, 0};
-        for (int y = 0; y < rows; y++) {
-            const unsigned char* s = src->data.ptr[y];
-            for (int x = 0; x < cols; x++, s += 3)
-                for (int k = 0; k < 3; k++) {
-                    if (s[k] < lo[k]) lo[k] = s[k];
-                    if (s[k] > hi[k]) hi[k] = s[k];
+        // Channel extremes per stripe, combined afterwards (min and max do
+        // not depend on the order).
+        const int stripeRows = cols >= 65536 ? 1 : 65536 / cols;
+        const int stripes = (rows + stripeRows - 1) / stripeRows;
+        std::vector<unsigned char> ext((size_t)stripes * 6);
+        detail::photoParallelRows(stripes, double(rows) * cols, [&](int i0, int i1) {
+            for (int i = i0; i < i1; i++) {
+                unsigned char l[3] = {255, 255, 255}, h[3] = {0, 0, 0};
+                const int y0 = i * stripeRows, y1 = std::min(rows, y0 + stripeRows);
+                for (int y = y0; y < y1; y++) {
+                    const unsigned char* s = src->data.ptr[y];
+                    for (int x = 0; x < cols; x++, s += 3)
+                        for (int k = 0; k < 3; k++) {
+                            l[k] = std::min(l[k], s[k]);
+                            h[k] = std::max(h[k], s[k]);
+                        }
                 }
-        }
+                for (int k = 0; k < 3; k++) {
+                    ext[(size_t)i * 6 + k] = l[k];
+                    ext[(size_t)i * 6 + 3 + k] = h[k];
+                }
+            }
+        });
+        int lo[3] = {255, 255, 255}, hi[3] = {0, 0, 0};
+        for (int i = 0; i < stripes; i++)
+            for (int k = 0; k < 3; k++) {
+                lo[k] = std::min(lo[k], int(ext[(size_t)i * 6 + k]));
+                hi[k] = std::max(hi[k], int(ext[(size_t)i * 6 + 3 + k]));
+            }
         unsigned char lut[3][256];
         if (mode == 1) {
             const int l = std::min(lo[0], std::min(lo[1], lo[2]));
@@ -318,17 +398,29 @@ void histogramLog(const Mat& src, Mat& dst) {
     op.ipHistogramLog::process(const_cast<Mat*>(&src), &dst);
 }
 
-void histogramNormalize(const Mat& src, Mat& dst) {
+void histogramNormalize(const Mat& srcIn, Mat& dst) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, dst);
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     ipHistogramNormalize op;
     op.ipHistogramNormalize::process(const_cast<Mat*>(&src), &dst);
 }
 
-void histogramRoot(const Mat& src, Mat& dst) {
+void histogramRoot(const Mat& srcIn, Mat& dst) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, dst);
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     ipHistogramRoot op;
     op.ipHistogramRoot::process(const_cast<Mat*>(&src), &dst);
 }
 
-void histogramStretch(const Mat& src, Mat& dst, int mode) {
+void histogramStretch(const Mat& srcIn, Mat& dst, int mode) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, dst);
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     ipHistogramStretch op(mode);
     op.ipHistogramStretch::process(const_cast<Mat*>(&src), &dst);
 }
