@@ -230,7 +230,8 @@ const fuzz::FuzzOp kOps[] = {
              model.edges[i].b = in.range(0, nPoints - 1);
          }
          model.generateTriangles();
-         std::vector<Point2_<float>> sp(size_t(nPoints)), dp(size_t(nPoints));
+         std::vector<Point2_<float>> sp(static_cast<size_t>(nPoints)),
+             dp(static_cast<size_t>(nPoints));
          for (int i = 0; i < nPoints; i++) {
              sp[size_t(i)] = Point2_<float>(in.hostileFloat(-10, 80), in.hostileFloat(-10, 80));
              dp[size_t(i)] = Point2_<float>(in.hostileFloat(-10, 80), in.hostileFloat(-10, 80));

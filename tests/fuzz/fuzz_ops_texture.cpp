@@ -23,9 +23,9 @@ const fuzz::FuzzOp kOps[] = {
          const bool inverse = in.flag();
          fuzz::withArrangement(in, spectrumInput(in), [&](const Mat& s, Mat& d) {
              if (inverse)
-                 ip::idft(s, d, flags, nonzero);
+                 idft(s, d, flags, nonzero);
              else
-                 ip::dft(s, d, flags, nonzero);
+                 dft(s, d, flags, nonzero);
          });
      }},
     {"dct",
@@ -34,9 +34,9 @@ const fuzz::FuzzOp kOps[] = {
          const bool inverse = in.flag();
          fuzz::withArrangement(in, spectrumInput(in), [&](const Mat& s, Mat& d) {
              if (inverse)
-                 ip::idct(s, d, flags);
+                 idct(s, d, flags);
              else
-                 ip::dct(s, d, flags);
+                 dct(s, d, flags);
          });
      }},
     {"mulSpectrums",
@@ -55,11 +55,11 @@ const fuzz::FuzzOp kOps[] = {
          const int which = in.range(0, 2);
          fuzz::withArrangement(in, a, [&](const Mat& s, Mat& d) {
              if (which == 0)
-                 ip::mulSpectrums(s, b, d, flags, conj);
+                 mulSpectrums(s, b, d, flags, conj);
              else if (which == 1)
-                 ip::mulSpectrums(b, s, d, flags, conj);
+                 mulSpectrums(b, s, d, flags, conj);
              else
-                 ip::mulSpectrums(s, s, d, flags, conj);
+                 mulSpectrums(s, s, d, flags, conj);
          });
      }},
     {"fft2",
