@@ -13,7 +13,7 @@ WERROR     ?= $(if $(CI),ON,OFF)
 LAUNCHER   := $(if $(shell command -v ccache 2>/dev/null),-DCMAKE_CXX_COMPILER_LAUNCHER=ccache,)
 CMAKE_ARGS ?=
 
-.PHONY: all deps configure build demo test bench asan fuzz-ops tsan format format-check clean
+.PHONY: all deps configure build demo test bench bench-peers asan fuzz-ops tsan format format-check clean
 
 all: build
 
@@ -44,6 +44,14 @@ bench: configure
 	TARVO_BENCH_THREADS=1 $(BENCH_RUN)
 	@echo "== all threads"
 	$(BENCH_RUN)
+
+# tarvoip against libvips on the same pictures, one thread each, with the
+# ratio. Needs Debian's libvips-dev; not part of CI (see docs/ARCHITECTURE.md).
+bench-peers: configure
+	@pkg-config --exists vips || { echo "bench-peers needs libvips-dev (apt-get install libvips-dev)"; exit 1; }
+	cmake -S . -B $(BUILD) -DTARVO_BENCH_PEERS=ON
+	cmake --build $(BUILD) -j $(JOBS) --target tarvo-bench-peers
+	$(BUILD)/bench/tarvo-bench-peers
 
 $(ASAN_BUILD)/build.ninja:
 	CXX=clang++ CC=clang cmake -S . -B $(ASAN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Debug \

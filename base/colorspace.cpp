@@ -4,6 +4,7 @@
 #include <type_traits>
 
 #include "detail/aliasing.h"
+#include "detail/parallel_rows.h"
 #include "mat_internal.h"
 #include "tarvo/colorspace.h"
 #include "tarvo/saturate.h"
@@ -95,11 +96,14 @@ void ColorSpace::RGBtoGray(const Mat& src, Mat& dst, int format) {
     produce(src, dst, src.type(), [&](Mat& out) {
         withDepth(src.type(), [&](auto t) {
             using T = decltype(t);
-            for (int y = 0; y < src.rows(); y++) {
-                const T* s = src.ptr<T>(y);
-                T* d = out.ptr<T>(y);
-                for (int x = 0; x < src.cols(); x++, s += cn) d[x] = luma<T>(s[ri], s[1], s[bi]);
-            }
+            detail::parallelRows(src.rows(), double(src.rows()) * src.cols(), [&](int y0, int y1) {
+                for (int y = y0; y < y1; y++) {
+                    const T* s = src.ptr<T>(y);
+                    T* d = out.ptr<T>(y);
+                    for (int x = 0; x < src.cols(); x++, s += cn)
+                        d[x] = luma<T>(s[ri], s[1], s[bi]);
+                }
+            });
         });
     });
 }
@@ -115,11 +119,13 @@ void ColorSpace::GraytoRGB(const Mat& src, Mat& dst, int format) {
     produce(src, dst, MAKETYPE(src.type(), 3), [&](Mat& out) {
         withDepth(src.type(), [&](auto t) {
             using T = decltype(t);
-            for (int y = 0; y < src.rows(); y++) {
-                const T* s = src.ptr<T>(y);
-                T* d = out.ptr<T>(y);
-                for (int x = 0; x < src.cols(); x++, d += 3) d[0] = d[1] = d[2] = s[x];
-            }
+            detail::parallelRows(src.rows(), double(src.rows()) * src.cols(), [&](int y0, int y1) {
+                for (int y = y0; y < y1; y++) {
+                    const T* s = src.ptr<T>(y);
+                    T* d = out.ptr<T>(y);
+                    for (int x = 0; x < src.cols(); x++, d += 3) d[0] = d[1] = d[2] = s[x];
+                }
+            });
         });
     });
 }
@@ -130,25 +136,27 @@ void ColorSpace::RGBtoYUV(const Mat& src, Mat& dst) {
     produce(src, dst, MAKETYPE(src.type(), 3), [&](Mat& out) {
         withDepth(src.type(), [&](auto t) {
             using T = decltype(t);
-            for (int y = 0; y < src.rows(); y++) {
-                const T* s = src.ptr<T>(y);
-                T* d = out.ptr<T>(y);
-                for (int x = 0; x < src.cols(); x++, s += cn, d += 3) {
-                    const T Y = luma<T>(s[0], s[1], s[2]);
-                    if constexpr (std::is_same<T, float>::value) {
-                        d[1] = (s[2] - Y) / 1.772f;
-                        d[2] = (s[0] - Y) / 1.402f;
-                    } else if constexpr (std::is_same<T, double>::value) {
-                        d[1] = (s[2] - Y) / 1.772;
-                        d[2] = (s[0] - Y) / 1.402;
-                    } else {
-                        const double o = chromaOffset<T>();
-                        d[1] = saturate_cast<T>(o + (double(s[2]) - double(Y)) / 1.772);
-                        d[2] = saturate_cast<T>(o + (double(s[0]) - double(Y)) / 1.402);
+            detail::parallelRows(src.rows(), double(src.rows()) * src.cols(), [&](int y0, int y1) {
+                for (int y = y0; y < y1; y++) {
+                    const T* s = src.ptr<T>(y);
+                    T* d = out.ptr<T>(y);
+                    for (int x = 0; x < src.cols(); x++, s += cn, d += 3) {
+                        const T Y = luma<T>(s[0], s[1], s[2]);
+                        if constexpr (std::is_same<T, float>::value) {
+                            d[1] = (s[2] - Y) / 1.772f;
+                            d[2] = (s[0] - Y) / 1.402f;
+                        } else if constexpr (std::is_same<T, double>::value) {
+                            d[1] = (s[2] - Y) / 1.772;
+                            d[2] = (s[0] - Y) / 1.402;
+                        } else {
+                            const double o = chromaOffset<T>();
+                            d[1] = saturate_cast<T>(o + (double(s[2]) - double(Y)) / 1.772);
+                            d[2] = saturate_cast<T>(o + (double(s[0]) - double(Y)) / 1.402);
+                        }
+                        d[0] = Y;
                     }
-                    d[0] = Y;
                 }
-            }
+            });
         });
     });
 }
@@ -160,29 +168,31 @@ void ColorSpace::YUVtoRGB(const Mat& src, Mat& dst) {
     produce(src, dst, MAKETYPE(src.type(), 3), [&](Mat& out) {
         withDepth(src.type(), [&](auto t) {
             using T = decltype(t);
-            for (int y = 0; y < src.rows(); y++) {
-                const T* s = src.ptr<T>(y);
-                T* d = out.ptr<T>(y);
-                for (int x = 0; x < src.cols(); x++, s += cn, d += 3) {
-                    if constexpr (std::is_same<T, float>::value) {
-                        const float Y = s[0], U = s[1], V = s[2];
-                        const float r = Y + 1.402f * V, b = Y + 1.772f * U;
-                        const float g = Y - float(gu) * U - float(gv) * V;
-                        d[0] = r, d[1] = g, d[2] = b;
-                    } else if constexpr (std::is_same<T, double>::value) {
-                        const double Y = s[0], U = s[1], V = s[2];
-                        const double r = Y + 1.402 * V, b = Y + 1.772 * U;
-                        const double g = Y - gu * U - gv * V;
-                        d[0] = r, d[1] = g, d[2] = b;
-                    } else {
-                        const double o = chromaOffset<T>();
-                        const double Y = s[0], U = double(s[1]) - o, V = double(s[2]) - o;
-                        d[0] = saturate_cast<T>(Y + 1.402 * V);
-                        d[1] = saturate_cast<T>(Y - gu * U - gv * V);
-                        d[2] = saturate_cast<T>(Y + 1.772 * U);
+            detail::parallelRows(src.rows(), double(src.rows()) * src.cols(), [&](int y0, int y1) {
+                for (int y = y0; y < y1; y++) {
+                    const T* s = src.ptr<T>(y);
+                    T* d = out.ptr<T>(y);
+                    for (int x = 0; x < src.cols(); x++, s += cn, d += 3) {
+                        if constexpr (std::is_same<T, float>::value) {
+                            const float Y = s[0], U = s[1], V = s[2];
+                            const float r = Y + 1.402f * V, b = Y + 1.772f * U;
+                            const float g = Y - float(gu) * U - float(gv) * V;
+                            d[0] = r, d[1] = g, d[2] = b;
+                        } else if constexpr (std::is_same<T, double>::value) {
+                            const double Y = s[0], U = s[1], V = s[2];
+                            const double r = Y + 1.402 * V, b = Y + 1.772 * U;
+                            const double g = Y - gu * U - gv * V;
+                            d[0] = r, d[1] = g, d[2] = b;
+                        } else {
+                            const double o = chromaOffset<T>();
+                            const double Y = s[0], U = double(s[1]) - o, V = double(s[2]) - o;
+                            d[0] = saturate_cast<T>(Y + 1.402 * V);
+                            d[1] = saturate_cast<T>(Y - gu * U - gv * V);
+                            d[2] = saturate_cast<T>(Y + 1.772 * U);
+                        }
                     }
                 }
-            }
+            });
         });
     });
 }
@@ -198,25 +208,27 @@ void ColorSpace::RGBtoLab(const Mat& src, Mat& dst) {
     produce(src, dst, MAKETYPE(depth, 3), [&](Mat& out) {
         withDepth(depth, [&](auto t) {
             using T = decltype(t);
-            for (int y = 0; y < src.rows(); y++) {
-                const T* s = src.ptr<T>(y);
-                T* d = out.ptr<T>(y);
-                for (int x = 0; x < src.cols(); x++, s += cn, d += 3) {
-                    double L, A, B;
-                    if constexpr (std::is_same<T, unsigned char>::value) {
-                        linearToLab(table[s[0]], table[s[1]], table[s[2]], L, A, B);
-                        d[0] = saturate_cast<T>(L * 255.0 / 100.0);
-                        d[1] = saturate_cast<T>(A + 128.0);
-                        d[2] = saturate_cast<T>(B + 128.0);
-                    } else if constexpr (std::is_floating_point<T>::value) {
-                        linearToLab(srgbLinear(double(s[0])), srgbLinear(double(s[1])),
-                                    srgbLinear(double(s[2])), L, A, B);
-                        d[0] = T(L);
-                        d[1] = T(A);
-                        d[2] = T(B);
+            detail::parallelRows(src.rows(), double(src.rows()) * src.cols(), [&](int y0, int y1) {
+                for (int y = y0; y < y1; y++) {
+                    const T* s = src.ptr<T>(y);
+                    T* d = out.ptr<T>(y);
+                    for (int x = 0; x < src.cols(); x++, s += cn, d += 3) {
+                        double L, A, B;
+                        if constexpr (std::is_same<T, unsigned char>::value) {
+                            linearToLab(table[s[0]], table[s[1]], table[s[2]], L, A, B);
+                            d[0] = saturate_cast<T>(L * 255.0 / 100.0);
+                            d[1] = saturate_cast<T>(A + 128.0);
+                            d[2] = saturate_cast<T>(B + 128.0);
+                        } else if constexpr (std::is_floating_point<T>::value) {
+                            linearToLab(srgbLinear(double(s[0])), srgbLinear(double(s[1])),
+                                        srgbLinear(double(s[2])), L, A, B);
+                            d[0] = T(L);
+                            d[1] = T(A);
+                            d[2] = T(B);
+                        }
                     }
                 }
-            }
+            });
         });
     });
 }
@@ -227,11 +239,13 @@ void ColorSpace::extractChannel(const Mat& src, Mat& dst, int channel) {
     produce(src, dst, src.type(), [&](Mat& out) {
         withDepth(src.type(), [&](auto t) {
             using T = decltype(t);
-            for (int y = 0; y < src.rows(); y++) {
-                const T* s = src.ptr<T>(y) + channel;
-                T* d = out.ptr<T>(y);
-                for (int x = 0; x < src.cols(); x++) d[x] = s[size_t(x) * cn];
-            }
+            detail::parallelRows(src.rows(), double(src.rows()) * src.cols(), [&](int y0, int y1) {
+                for (int y = y0; y < y1; y++) {
+                    const T* s = src.ptr<T>(y) + channel;
+                    T* d = out.ptr<T>(y);
+                    for (int x = 0; x < src.cols(); x++) d[x] = s[size_t(x) * cn];
+                }
+            });
         });
     });
 }

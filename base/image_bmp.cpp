@@ -74,7 +74,7 @@ bool putLE32(FILE* fp, uint32_t v) {
 
 bool decodeBmp(const unsigned char* data, size_t size, bool keepAlpha, const ImageLimits& lim,
                Mat& out) {
-    out.release();
+    if (out.isRefered()) out.release();
     if (!data || size < FILE_HEADER + 12 || data[0] != 'B' || data[1] != 'M') return false;
     const uint32_t pixelOffset = rd32(data + 10);
     const uint32_t infoSize = rd32(data + 14);

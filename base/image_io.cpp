@@ -3,6 +3,7 @@
 // chosen by the file's leading bytes; writing picks the encoder by extension.
 #include "image_io.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <cstring>
@@ -34,25 +35,24 @@ bool readFileBounded(const char* path, size_t maxBytes, std::vector<unsigned cha
     }
     bool ok = true;
     try {
-        out.reserve(hint + 1);
+        // One allocation of the announced length plus one byte (which tells a
+        // file that grew since); only a longer file steps on in 1 MiB chunks.
         const size_t chunk = size_t(1) << 20;
         size_t used = 0;
+        size_t want = hint + 1;
         for (;;) {
-            size_t want = chunk;
-            if (used + want > maxBytes + 1) want = maxBytes + 1 - used;
-            if (want == 0) {
-                ok = false;  // more than maxBytes
-                break;
-            }
-            out.resize(used + want);
-            size_t got = std::fread(out.data() + used, 1, want, fp);
-            used += got;
-            if (got < want) {
+            out.resize(want);
+            used += std::fread(out.data() + used, 1, want - used, fp);
+            if (used < want) {
                 if (std::ferror(fp)) ok = false;
                 break;
             }
+            if (used > maxBytes) {
+                ok = false;  // more than maxBytes
+                break;
+            }
+            want = used + std::min(chunk, maxBytes + 1 - used);
         }
-        if (used > maxBytes) ok = false;
         out.resize(used);
     } catch (...) {
         ok = false;
@@ -234,11 +234,16 @@ size_t announcedFileLimit(const unsigned char* head, size_t n, const ImageLimits
 
 bool decodeImage(const unsigned char* data, size_t size, unsigned long flags,
                  const ImageLimits& lim, Mat& out) {
-    out.release();
+    // The decoders write into the destination's own storage when its shape
+    // and type already fit; a reference into another matrix is let go first.
+    Mat img;
+    if (out.isRefered())
+        out.release();
+    else
+        img.swap(out);
     if (!data || size == 0) return false;
     const ChannelRule rule = ruleOf(flags);
     const bool keepAlpha = rule == ChannelRule::Unchanged;
-    Mat img;
     bool ok = false;
     if (isPng(data, size))
         ok = decodePng(data, size, keepAlpha, lim, img);
@@ -275,7 +280,13 @@ bool decodeImage(const unsigned char* data, size_t size, unsigned long flags,
 }  // namespace detail
 
 bool Mat::fromImage(const char* path, unsigned long flags) {
-    release();
+    // Storage that fits the picture is kept and decoded into; every refusal
+    // leaves this matrix empty.
+    Mat img;
+    if (isRefered())
+        release();
+    else
+        img.swap(*this);
     std::vector<unsigned char> bytes;
     const detail::ImageLimits lim = detail::defaultImageLimits();
     // The signature and the announced size are checked on the first bytes
@@ -288,7 +299,6 @@ bool Mat::fromImage(const char* path, unsigned long flags) {
     }
     const size_t limit = detail::announcedFileLimit(head, headLen, lim);
     if (limit == 0 || !detail::readFileBounded(path, limit, bytes)) return false;
-    Mat img;
     if (!detail::decodeImage(bytes.data(), bytes.size(), flags, lim, img)) return false;
     swap(img);
     return true;

@@ -83,6 +83,11 @@ bool jpegReadBody(JpegReadState& st, const unsigned char* data, size_t size, con
             st.cinfo.out_color_space = JCS_RGB;
             break;
     }
+    // The accurate integer inverse DCT and the smooth chroma upsampling are
+    // the codec's defaults; they are named here because they define the
+    // decoded bytes (the faster integer DCT is not exact).
+    st.cinfo.dct_method = JDCT_ISLOW;
+    st.cinfo.do_fancy_upsampling = TRUE;
     jpeg_start_decompress(&st.cinfo);
     const int outCn = st.cinfo.output_components;
     if ((int)st.cinfo.output_width != (int)st.cinfo.image_width ||
@@ -101,7 +106,14 @@ bool jpegReadBody(JpegReadState& st, const unsigned char* data, size_t size, con
     }
     while (st.cinfo.output_scanline < st.cinfo.output_height) {
         const int r = (int)st.cinfo.output_scanline;
-        JSAMPROW row = cmyk ? cmykRow : out.data.ptr[r];
+        if (!cmyk) {
+            // Straight into the matrix rows, as many as the codec hands out at once.
+            const JDIMENSION got =
+                jpeg_read_scanlines(&st.cinfo, out.data.ptr + r, (JDIMENSION)(h - r));
+            if (got == 0 || st.err.truncated) return false;
+            continue;
+        }
+        JSAMPROW row = cmykRow;
         if (jpeg_read_scanlines(&st.cinfo, &row, 1) != 1) return false;
         if (cmyk) {
             // Inverted CMYK as Adobe writes it: each stored value is 255 - ink.
@@ -147,7 +159,7 @@ bool jpegWriteBody(JpegWriteState& st, const Mat& img, int quality) {
 }  // namespace
 
 bool decodeJpeg(const unsigned char* data, size_t size, const ImageLimits& lim, Mat& out) {
-    out.release();
+    if (out.isRefered()) out.release();
     if (!data || size == 0 || size > 0xFFFFFFFFul) return false;
     JpegReadState st;
     std::memset(&st.cinfo, 0, sizeof(st.cinfo));

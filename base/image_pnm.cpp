@@ -57,7 +57,7 @@ inline unsigned char scaleSample(unsigned v, unsigned maxval) {
 }  // namespace
 
 bool decodePnm(const unsigned char* data, size_t size, const ImageLimits& lim, Mat& out) {
-    out.release();
+    if (out.isRefered()) out.release();
     if (!data || size < 3 || data[0] != 'P') return false;
     const char kind = (char)data[1];
     const bool binary = kind == '5' || kind == '6';

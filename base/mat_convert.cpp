@@ -4,8 +4,11 @@
 #include <type_traits>
 
 #include "detail/aliasing.h"
+#include "detail/parallel_rows.h"
+#include "mat_convert_simd.h"
 #include "mat_internal.h"
 #include "tarvo/mat.h"
+#include "tarvo/parallel.h"
 #include "tarvo/saturate.h"
 
 namespace tarvo {
@@ -26,24 +29,54 @@ inline D castElement(S v, CASTTYPE cast) {
     }
 }
 
+// Vector kernel for the pairs that have one (floating to bytes or shorts);
+// returns how many leading elements of the row it wrote.
+template <typename D, typename S>
+inline int convertVec(const S* s, D* d, int n, CASTTYPE cast) {
+    if constexpr (std::is_floating_point<S>::value &&
+                  (std::is_same<D, unsigned char>::value || std::is_same<D, short>::value)) {
+        if (!checkHardwareSupport(CPU_FLOAT_VECTORS)) return 0;
+        const bool round = cast == CT_Round;
+        if constexpr (std::is_same<S, float>::value) {
+            if constexpr (std::is_same<D, unsigned char>::value)
+                return detail::convertRowF32U8(s, d, n, round);
+            else
+                return detail::convertRowF32S16(s, reinterpret_cast<int16_t*>(d), n, round);
+        } else {
+            if constexpr (std::is_same<D, unsigned char>::value)
+                return detail::convertRowF64U8(s, d, n, round);
+            else
+                return detail::convertRowF64S16(s, reinterpret_cast<int16_t*>(d), n, round);
+        }
+    } else {
+        (void)s, (void)d, (void)n, (void)cast;
+        return 0;
+    }
+}
+
 template <typename D, typename S>
 void convertRows(const Mat& src, Mat& dst, CASTTYPE cast) {
     const int n = src.cols() * src.channels();
-    for (int r = 0; r < src.rows(); r++) {
-        const S* s = src.ptr<S>(r);
-        D* d = dst.ptr<D>(r);
-        for (int i = 0; i < n; i++) d[i] = castElement<D, S>(s[i], cast);
-    }
+    detail::parallelRows(src.rows(), double(n) * src.rows(), [&](int r0, int r1) {
+        for (int r = r0; r < r1; r++) {
+            const S* s = src.ptr<S>(r);
+            D* d = dst.ptr<D>(r);
+            for (int i = convertVec<D, S>(s, d, n, cast); i < n; i++)
+                d[i] = castElement<D, S>(s[i], cast);
+        }
+    });
 }
 
 template <typename D, typename S>
 void scaleRows(const Mat& src, Mat& dst, double scale, double shift) {
     const int n = src.cols() * src.channels();
-    for (int r = 0; r < src.rows(); r++) {
-        const S* s = src.ptr<S>(r);
-        D* d = dst.ptr<D>(r);
-        for (int i = 0; i < n; i++) d[i] = saturate_cast<D>(double(s[i]) * scale + shift);
-    }
+    detail::parallelRows(src.rows(), double(n) * src.rows(), [&](int r0, int r1) {
+        for (int r = r0; r < r1; r++) {
+            const S* s = src.ptr<S>(r);
+            D* d = dst.ptr<D>(r);
+            for (int i = 0; i < n; i++) d[i] = saturate_cast<D>(double(s[i]) * scale + shift);
+        }
+    });
 }
 
 // Runs a row conversion from src into dst with the given depth. A dst that

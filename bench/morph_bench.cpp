@@ -51,8 +51,31 @@ void BM_Morph(benchmark::State& state, bool erode, int shape, int size) {
     tarvo::bench::setPixelCounters(state, int64_t(kW) * kH, int64_t(kW) * kH);
 }
 
+// The binary window forms (integer window sizes) on a 0/255 picture with
+// blobs, the destination reused across iterations.
+void BM_BinaryWindow(benchmark::State& state, bool erode, int size) {
+    Mat src = makeImage();
+    for (int y = 0; y < kH; y++)
+        for (int x = 0; x < kW; x++) src.data.ptr[y][x] = src.data.ptr[y][x] < 40 ? 0 : 255;
+    Mat dst;
+    for (auto _ : state) {
+        if (erode)
+            ip::erode(src, dst, size, size);
+        else
+            ip::dilate(src, dst, size, size);
+        benchmark::DoNotOptimize(dst.data.ptr[0]);
+    }
+    tarvo::bench::setPixelCounters(state, int64_t(kW) * kH, int64_t(kW) * kH);
+}
+
 }  // namespace
 
+BENCHMARK_CAPTURE(BM_BinaryWindow, erode3x3_1080p, true, 3)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK_CAPTURE(BM_BinaryWindow, dilate5x5_1080p, false, 5)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 BENCHMARK_CAPTURE(BM_Morph, erode_rect3x3_u8c1_1080p, true, int(ip::MorphRect), 3)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();

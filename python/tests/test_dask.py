@@ -11,6 +11,10 @@ import pytest
 import tarvo
 from conftest import DATA, tool_env
 
+if os.environ.get("TARVO_SANITIZED"):
+    pytest.skip("the Dask tests run in the Release build only (worker processes under the "
+                "sanitizer runtime add minutes and test no other code)", allow_module_level=True)
+
 dask = pytest.importorskip("dask")
 distributed = pytest.importorskip("distributed")
 import dask.array as da  # noqa: E402

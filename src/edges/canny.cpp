@@ -9,8 +9,10 @@
 #include <vector>
 
 #include "detail/aliasing.h"
+#include "detail/parallel_rows.h"
 #include "canny_simd.h"
 #include "tarvo/ip/edges.h"
+#include "tarvo/parallel.h"
 #include "tarvo/saturate.h"
 
 namespace tarvo {
@@ -125,103 +127,107 @@ void canny(const Mat& srcIn, Mat& dst, float lowThreshold, float highThreshold, 
 
     const int cn = src.channels();
     const size_t n = (size_t)cols * cn;
-    GradientRows gradients(src, mode);
-    // Gradient rows of the current and the previous image row.
-    std::vector<short> gradBuf(n * 4);
-    short* gx[2] = {gradBuf.data(), gradBuf.data() + n};
-    short* gy[2] = {gradBuf.data() + 2 * n, gradBuf.data() + 3 * n};
-
-    // Three magnitude rows of (cols + 2) * cn ints and the edge map with a
-    // one-cell frame: 0 may be an edge, 1 no edge, 2 edge.
-    const size_t magLen = (size_t)(cols + 2) * cn;
+    // The edge map with a one-cell frame: 0 may be an edge, 1 no edge, 2 edge.
     const int mapstep = cols + 2;
-    std::vector<int> magBuf(magLen * 3);
     std::unique_ptr<unsigned char[]> map(new unsigned char[(size_t)(rows + 2) * mapstep]);
-    int* mag[3] = {magBuf.data(), magBuf.data() + magLen, magBuf.data() + 2 * magLen};
     std::memset(map.get(), 1, (size_t)mapstep);
     std::memset(map.get() + (size_t)mapstep * (rows + 1), 1, (size_t)mapstep);
 
-    std::vector<unsigned char> maxFlags((size_t)cols);
-    std::vector<unsigned char*> stack;
-    stack.reserve(std::max<size_t>(1024, (size_t)rows * cols / 10));
-
-    for (int i = 0; i <= rows; i++) {
-        int* norm = mag[i > 0 ? 2 : 1] + 1;
-        if (i < rows) {
-            short* x = gx[i & 1];
-            short* y = gy[i & 1];
-            gradients.row(i, x, y);
-            int len = cols * cn;
-            int j = detail::cannyNormRow(x, y, norm, len);
-            for (; j < len; j++) norm[j] = std::abs(int(x[j])) + std::abs(int(y[j]));
-            if (cn > 1) {
-                // Each pixel keeps its strongest channel; earlier channels win ties.
-                for (int p = 0, jn = 0; p < cols; p++, jn += cn) {
-                    int best = norm[jn];
-                    short bx = x[jn], by = y[jn];
-                    for (int k = 1; k < cn; k++) {
-                        if (norm[jn + k] > best) {
-                            best = norm[jn + k];
-                            bx = x[jn + k];
-                            by = y[jn + k];
+    // Suppression, in row stripes: each stripe computes the gradient and
+    // magnitude rows it needs (one more above and below). A local maximum
+    // above high becomes an edge seed at once, one above low a candidate (0),
+    // everything else no edge (1). Seeding every strong maximum grows the
+    // same edges as seeding only the first of each run: the others touch a
+    // seed or a candidate joined to one, so hysteresis reaches them anyway.
+    // (One stripe on one thread: each stripe recomputes two magnitude rows.)
+    const int stripes = getNumThreads() <= 1
+                            ? 1
+                            : std::max(1, std::min(rows, int(double(rows) * double(n) /
+                                                             tarvo::detail::kPixelsPerStripe)));
+    std::vector<std::vector<unsigned char*>> stripeSeeds((size_t)stripes);
+    tarvo::detail::parallelRows(stripes, double(rows) * double(n), [&](int b0, int b1) {
+        for (int b = b0; b < b1; b++) {
+            const int s0 = int((long long)rows * b / stripes),
+                      s1 = int((long long)rows * (b + 1) / stripes);
+            std::vector<unsigned char*>& seeds = stripeSeeds[(size_t)b];
+            GradientRows gradients(src, mode);
+            // Gradient rows of the current and the previous image row.
+            std::vector<short> gradBuf(n * 4);
+            short* gx[2] = {gradBuf.data(), gradBuf.data() + n};
+            short* gy[2] = {gradBuf.data() + 2 * n, gradBuf.data() + 3 * n};
+            // Three magnitude rows of (cols + 2) * cn ints: rows i - 2, i - 1, i.
+            const size_t magLen = (size_t)(cols + 2) * cn;
+            std::vector<int> magBuf(magLen * 3);
+            int* mag[3] = {magBuf.data(), magBuf.data() + magLen, magBuf.data() + 2 * magLen};
+            std::vector<unsigned char> maxFlags((size_t)cols);
+            for (int i = s0 - 2; i <= s1; i++) {
+                int* norm = mag[2] + 1;
+                if (i >= 0 && i < rows) {
+                    short* x = gx[i & 1];
+                    short* y = gy[i & 1];
+                    gradients.row(i, x, y);
+                    int len = cols * cn;
+                    int j = detail::cannyNormRow(x, y, norm, len);
+                    for (; j < len; j++) norm[j] = std::abs(int(x[j])) + std::abs(int(y[j]));
+                    if (cn > 1) {
+                        // Each pixel keeps its strongest channel; earlier channels win ties.
+                        for (int p = 0, jn = 0; p < cols; p++, jn += cn) {
+                            int best = norm[jn];
+                            short bx = x[jn], by = y[jn];
+                            for (int k = 1; k < cn; k++) {
+                                if (norm[jn + k] > best) {
+                                    best = norm[jn + k];
+                                    bx = x[jn + k];
+                                    by = y[jn + k];
+                                }
+                            }
+                            norm[p] = best;
+                            x[p] = bx;
+                            y[p] = by;
                         }
                     }
-                    norm[p] = best;
-                    x[p] = bx;
-                    y[p] = by;
+                    norm[-1] = norm[cols] = 0;
+                } else {
+                    std::memset(norm - 1, 0, sizeof(int) * (size_t)(cols + 2));
                 }
-            }
-            norm[-1] = norm[cols] = 0;
-        } else {
-            std::memset(norm - 1, 0, sizeof(int) * (size_t)(cols + 2));
-        }
-        if (i == 0) continue;
-
-        // Suppression of image row i - 1.
-        unsigned char* rowMap = map.get() + (size_t)mapstep * i + 1;
-        rowMap[-1] = 1;
-        rowMap[cols] = 1;
-        const int* m = mag[1] + 1;
-        const int* above = mag[0] + 1;
-        const int* below = mag[2] + 1;
-        const short* xs = gx[(i - 1) & 1];
-        const short* ys = gy[(i - 1) & 1];
-        if (stack.capacity() - stack.size() < (size_t)cols)
-            stack.reserve(std::max(stack.capacity() * 3 / 2, stack.size() + cols));
-
-        // Local maxima above low, then the sequential seeding along the row.
-        unsigned char* flags = maxFlags.data();
-        int j = detail::cannyMaximaRow(m, above, below, xs, ys, low, flags, cols);
-        for (; j < cols; j++) flags[j] = isLocalMax(m, above, below, xs[j], ys[j], j, low);
-        int prev = 0;
-        for (j = 0; j < cols; j++) {
-            if (j + 8 <= cols) {
-                uint64_t word;
-                std::memcpy(&word, flags + j, 8);
-                if (word == 0) {
-                    std::memset(rowMap + j, 1, 8);
-                    prev = 0;
-                    j += 7;
-                    continue;
+                if (i > s0) {
+                    // Suppression of image row i - 1.
+                    unsigned char* rowMap = map.get() + (size_t)mapstep * i + 1;
+                    rowMap[-1] = 1;
+                    rowMap[cols] = 1;
+                    const int* m = mag[1] + 1;
+                    const int* above = mag[0] + 1;
+                    const int* below = mag[2] + 1;
+                    const short* xs = gx[(i - 1) & 1];
+                    const short* ys = gy[(i - 1) & 1];
+                    unsigned char* flags = maxFlags.data();
+                    int j = detail::cannyMaximaRow(m, above, below, xs, ys, low, flags, cols);
+                    for (; j < cols; j++)
+                        flags[j] = isLocalMax(m, above, below, xs[j], ys[j], j, low);
+                    for (j = 0; j < cols; j++) {
+                        if (!flags[j]) {
+                            rowMap[j] = 1;
+                        } else if (m[j] > high) {
+                            rowMap[j] = 2;
+                            seeds.push_back(rowMap + j);
+                        } else {
+                            rowMap[j] = 0;
+                        }
+                    }
                 }
-            }
-            if (!flags[j]) {
-                prev = 0;
-                rowMap[j] = 1;
-            } else if (!prev && m[j] > high && rowMap[j - mapstep] != 2) {
-                rowMap[j] = 2;
-                stack.push_back(rowMap + j);
-                prev = 1;
-            } else {
-                rowMap[j] = 0;
+                int* t = mag[0];
+                mag[0] = mag[1];
+                mag[1] = mag[2];
+                mag[2] = t;
             }
         }
+    });
 
-        int* t = mag[0];
-        mag[0] = mag[1];
-        mag[1] = mag[2];
-        mag[2] = t;
-    }
+    std::vector<unsigned char*> stack;
+    size_t seeds = 0;
+    for (const auto& v : stripeSeeds) seeds += v.size();
+    stack.reserve(std::max<size_t>(1024, seeds + seeds / 2));
+    for (const auto& v : stripeSeeds) stack.insert(stack.end(), v.begin(), v.end());
 
     // Hysteresis: grow edges into connected candidate cells.
     const ptrdiff_t offs[8] = {-1,           1,           -mapstep - 1, -mapstep,
@@ -239,14 +245,16 @@ void canny(const Mat& srcIn, Mat& dst, float lowThreshold, float highThreshold, 
     }
 
     // 255 where the map says edge; the frame is always cleared.
-    for (int y = 0; y < rows; y++) {
-        const unsigned char* mr = map.get() + (size_t)mapstep * (y + 1) + 1;
-        unsigned char* out = dst.data.ptr[y];
-        int j = detail::cannyOutputRow(mr, out, cols);
-        for (; j < cols; j++) out[j] = (unsigned char)-(mr[j] >> 1);
-        out[0] = 0;
-        out[cols - 1] = 0;
-    }
+    tarvo::detail::parallelRows(rows, double(rows) * cols, [&](int y0, int y1) {
+        for (int y = y0; y < y1; y++) {
+            const unsigned char* mr = map.get() + (size_t)mapstep * (y + 1) + 1;
+            unsigned char* out = dst.data.ptr[y];
+            int j = detail::cannyOutputRow(mr, out, cols);
+            for (; j < cols; j++) out[j] = (unsigned char)-(mr[j] >> 1);
+            out[0] = 0;
+            out[cols - 1] = 0;
+        }
+    });
     std::memset(dst.data.ptr[0], 0, (size_t)cols);
     std::memset(dst.data.ptr[rows - 1], 0, (size_t)cols);
 }

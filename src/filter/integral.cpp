@@ -9,9 +9,14 @@
 #include <cstdint>
 #include <cstring>
 
+#include <algorithm>
+#include <vector>
+
 #include "detail/aliasing.h"
+#include "detail/parallel_rows.h"
 #include "filter/integral_internal.h"
 #include "tarvo/ip/integral.h"
+#include "tarvo/parallel.h"
 
 namespace tarvo {
 namespace ip {
@@ -115,6 +120,45 @@ void tiltedRow(const T* s1, const T* s2, const ST* t1, const ST* t2, ST* d, int 
     }
 }
 
+// Two passes that give the serial loop's table exactly on several threads:
+// every row first holds its own running sums (rows in stripes, "above" a row
+// of zeros), then the rows are added downwards (columns in stripes). Each
+// entry ends as above + running sum, the same single addition of the same two
+// values as in the one-pass loop, so wrapping and rounding agree bit for bit.
+template <typename T>
+void integralSplit(const Mat& src, Mat* sum, Mat* sqsum, bool vec) {
+    typedef typename SumType<T>::type ST;
+    const int rows = src.rows(), cols = src.cols(), cn = src.channels();
+    const size_t n = size_t(cols + 1) * cn;
+    std::vector<ST> zeros(sum ? n : 0, ST(0));
+    std::vector<double> zerosSq(sqsum ? n : 0, 0.0);
+    const double work = double(rows) * double(n);
+    tarvo::detail::parallelRows(rows, work, [&](int y0, int y1) {
+        for (int y = y0; y < y1; y++) {
+            const T* s = src.ptr<T>(y);
+            if (sum) sumRow<T, ST>(s, zeros.data(), rowOf<ST>(*sum, y + 1), cols, cn, vec);
+            if (sqsum) sqRow<T>(s, zerosSq.data(), rowOf<double>(*sqsum, y + 1), cols, cn);
+        }
+    });
+    // Column blocks of whole cache lines, at least two per thread.
+    const int blocks = int(std::min<size_t>(n / 64 + 1, size_t(4 * getNumThreads())));
+    tarvo::detail::parallelRows(blocks, work, [&](int b0, int b1) {
+        const size_t c0 = n * size_t(b0) / size_t(blocks), c1 = n * size_t(b1) / size_t(blocks);
+        for (int y = 1; y < rows; y++) {
+            if (sum) {
+                const ST* a = rowOf<ST>(*sum, y);
+                ST* d = rowOf<ST>(*sum, y + 1);
+                for (size_t x = c0; x < c1; x++) d[x] = a[x] + d[x];
+            }
+            if (sqsum) {
+                const double* a = rowOf<double>(*sqsum, y);
+                double* d = rowOf<double>(*sqsum, y + 1);
+                for (size_t x = c0; x < c1; x++) d[x] = a[x] + d[x];
+            }
+        }
+    });
+}
+
 template <typename T>
 void integralAll(const Mat& src, Mat* sum, Mat* sqsum, Mat* tilted) {
     typedef typename SumType<T>::type ST;
@@ -129,6 +173,11 @@ void integralAll(const Mat& src, Mat* sum, Mat* sqsum, Mat* tilted) {
     if (sqsum) std::memset(sqsum->data.ptr[0], 0, n * sizeof(double));
     // Asked once per call: the feature query is not meant for inner loops.
     const bool vec = detail::pyrUseIntVector();
+    if (!tilted && getNumThreads() > 1 &&
+        double(rows) * n >= 2.0 * tarvo::detail::kPixelsPerStripe) {
+        integralSplit<T>(src, sum, sqsum, vec);
+        return;
+    }
     for (int y = 0; y < rows; y++) {
         const T* s = src.ptr<T>(y);
         if (sum) sumRow<T, ST>(s, rowOf<ST>(*sum, y), rowOf<ST>(*sum, y + 1), cols, cn, vec);

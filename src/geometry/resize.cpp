@@ -166,7 +166,7 @@ struct HPass {
         const AT* alpha = t.alpha.data();
         if (ksize == 2) {
             const WT one = std::is_same<T, unsigned char>::value ? WT(2048) : WT(1);
-            int dx = 0;
+            int dx = vec(S, D, t, swidth, dwidth, cn, 0, t.xmax);
             for (; dx < t.xmax; dx++) {
                 const int sx = xofs[dx];
                 const AT* a = alpha + dx * 2;
@@ -193,12 +193,18 @@ struct HPass {
                 D[dx] = v;
             }
             if (limit == dwidth) break;
+            dx = vec(S, D, t, swidth, dwidth, cn, dx, t.xmax);
             if (ksize == 4)
                 dx = interior<4>(S, D, xofs, alpha, dx, t.xmax, cn);
             else
                 dx = interior<8>(S, D, xofs, alpha, dx, t.xmax, cn);
             limit = dwidth;
         }
+    }
+
+    // Vector kernel for elements [dx0, dx1); returns the first one it left.
+    static int vec(const T*, WT*, const GenericTables<AT>&, int, int, int, int dx0, int) {
+        return dx0;
     }
 
     // Interior elements [dx, xmax) of a K-tap kernel; returns the end.
@@ -216,6 +222,15 @@ struct HPass {
         return dx;
     }
 };
+
+template <>
+int HPass<unsigned char, int, short>::vec(const unsigned char* S, int* D,
+                                          const GenericTables<short>& t, int swidth, int dwidth,
+                                          int cn, int dx0, int dx1) {
+    if (dx0 >= dx1 || !resizeUseIntVector()) return dx0;
+    return hresizeFixed8u(S, swidth, reinterpret_cast<int32_t*>(D), dwidth, t.xofs.data(),
+                          t.alpha.data(), t.ksize, cn, dx0, dx1);
+}
 
 // ---------------------------------------------------------------- vertical pass
 
@@ -324,7 +339,10 @@ void resizeGeneric(const Mat& src, Mat& dst, const EngineGeometry& g) {
     GenericTables<AT> t;
     buildTables(g, src.cols(), dst.cols(), dst.rows(), src.channels(), t);
     GenericInvoker<T, WT, AT> body(src, dst, t);
-    parallel_for_(Range(0, dst.rows()), body, dst.rows() * (double)dst.cols() / 65536.0);
+    // Stripes by the pixels read and written: a strong shrink reads many
+    // source rows per output row.
+    parallel_for_(Range(0, dst.rows()), body,
+                  (src.rows() * (double)src.cols() + dst.rows() * (double)dst.cols()) / 65536.0);
 }
 
 typedef void (*GenericFunc)(const Mat&, Mat&, const EngineGeometry&);

@@ -119,7 +119,10 @@ private:
 template <typename T, typename WT>
 void areaFastRun(const Mat& src, Mat& dst, int sx, int sy) {
     AreaFastInvoker<T, WT> body(src, dst, sx, sy);
-    parallel_for_(Range(0, dst.rows()), body, dst.rows() * (double)dst.cols() / 65536.0);
+    // Shrinking reads far more than it writes: the stripe count follows the
+    // pixels read, so a 4x shrink of a large picture still uses every thread.
+    parallel_for_(Range(0, dst.rows()), body,
+                  (src.rows() * (double)src.cols() + dst.rows() * (double)dst.cols()) / 65536.0);
 }
 
 typedef void (*AreaFastFunc)(const Mat&, Mat&, int, int);
@@ -225,7 +228,9 @@ void areaRun(const Mat& src, Mat& dst, double scaleX, double scaleY) {
     }
     tabofs[drows] = yn;
     AreaInvoker<T, WT> body(src, dst, xtab.data(), xn, ytab.data(), tabofs.data());
-    parallel_for_(Range(0, drows), body, drows * (double)dcols / 65536.0);
+    // Stripes by the pixels read and written (see areaFastRun).
+    parallel_for_(Range(0, drows), body,
+                  (src.rows() * (double)src.cols() + drows * (double)dcols) / 65536.0);
 }
 
 typedef void (*AreaFunc)(const Mat&, Mat&, double, double);

@@ -81,6 +81,13 @@ int vresize32f16s(const float* const* rows, const float* beta, int ksize, int16_
 
 // 2 x 2 block averages of byte / int16 rows r0, r1 (cn of 1, 3 or 4), output
 // elements [0, n) of a row of outputs: (a + b + c + d + 2) >> 2 per element.
+// Horizontal pass of the byte engine for output elements [dx0, dx1) of one
+// row: D[dx] = sum over the ksize taps of S[xofs[dx] - (ksize / 2 - 1) * cn
+// + j * cn] * alpha[dx * ksize + j], for 1, 3 or 4 channels. Reads stay
+// inside [0, swidth) and writes inside [0, dwidth); returns the first
+// element not written (dx0 when none), always a pixel boundary.
+int hresizeFixed8u(const uint8_t* src, int swidth, int32_t* dst, int dwidth, const int* xofs,
+                   const int16_t* alpha, int ksize, int cn, int dx0, int dx1);
 int areaFast2x8u(const uint8_t* r0, const uint8_t* r1, uint8_t* dst, int n, int cn);
 int areaFast2x16s(const int16_t* r0, const int16_t* r1, int16_t* dst, int n, int cn);
 

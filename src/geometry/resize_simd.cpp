@@ -6,6 +6,8 @@
 #include "hwy/foreach_target.h"  // IWYU pragma: keep
 #include "hwy/highway.h"
 
+#include <cstring>
+
 #include "geometry/resize_internal.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -30,6 +32,10 @@ int AreaFast2x8u(const uint8_t*, const uint8_t*, uint8_t*, int, int) {
 }
 int AreaFast2x16s(const int16_t*, const int16_t*, int16_t*, int, int) {
     return 0;
+}
+int HresizeFixed8u(const uint8_t*, int, int32_t*, int, const int*, const int16_t*, int, int,
+                   int dx0, int) {
+    return dx0;
 }
 #else
 
@@ -165,6 +171,117 @@ int AreaFast2x16s(const int16_t* r0, const int16_t* r1, int16_t* dst, int n, int
     return x;
 }
 
+// ---- horizontal pass, bytes with fixed-point weights into int work rows.
+// Products of a byte and a 16-bit weight are summed in pairs by the
+// multiply-add of 16-bit lanes into 32-bit lanes; every sum is exact integer
+// arithmetic, so grouping the taps differently from the scalar loop gives the
+// same value. The pairing is the x86 multiply-add (adjacent lanes), hence the
+// kernel is compiled for x86 targets only. 128-bit vectors throughout: one
+// output pixel of 3 or 4 channels, or four outputs of one channel, per step.
+#if HWY_ARCH_X86 && HWY_TARGET != HWY_EMU128
+template <int K>
+int HresizeColour(const uint8_t* S, int swidth, int32_t* D, int dwidth, const int* xofs,
+                  const int16_t* alpha, int cn, int dx0, int dx1) {
+    const hn::Full128<uint8_t> d8;
+    const hn::Full128<int16_t> d16;
+    const hn::Full128<int32_t> d32;
+    const hn::Full128<uint32_t> du32;
+    // 16-bit lane 2c + j takes tap j of channel c (byte j * cn + c), zero-extended.
+    alignas(16) uint8_t idx[16];
+    for (int l = 0; l < 8; l++) {
+        const int c = l >> 1, j = l & 1;
+        idx[2 * l] = c < cn ? uint8_t(j * cn + c) : uint8_t(0x80);
+        idx[2 * l + 1] = 0x80;
+    }
+    const auto vidx = hn::Load(d8, idx);
+    const int before = (K / 2 - 1) * cn;
+    int dx = dx0;
+    // Four int lanes are stored per pixel: the spare lane of a 3-channel
+    // pixel lands on the next pixel's first element, written next.
+    for (; dx < dx1 && dx + 4 <= dwidth; dx += cn) {
+        const int base = xofs[dx] - before;
+        if (base < 0 || base + (K - 2) * cn + 16 > swidth) break;
+        const int16_t* a = alpha + (size_t)dx * K;
+        auto acc = hn::Zero(d32);
+        auto spare = hn::Zero(d32);
+        for (int q = 0; q < K / 2; q++) {
+            const auto bytes = hn::LoadU(d8, S + base + 2 * q * cn);
+            const auto v = hn::BitCast(d16, hn::TableLookupBytesOr0(bytes, vidx));
+            uint32_t w;
+            std::memcpy(&w, a + 2 * q, sizeof w);
+            acc = hn::ReorderWidenMulAccumulate(d32, v, hn::BitCast(d16, hn::Set(du32, w)), acc,
+                                                spare);
+        }
+        hn::StoreU(acc, d32, D + dx);
+    }
+    return dx;
+}
+
+template <int K>
+int HresizeGrey(const uint8_t* S, int swidth, int32_t* D, const int* xofs, const int16_t* alpha,
+                int dx0, int dx1) {
+    const hn::Full128<uint8_t> d8;
+    const hn::Full128<int16_t> d16;
+    const hn::Full128<int32_t> d32;
+    const hn::Full64<uint8_t> d8h;
+    const int before = K / 2 - 1;
+    int dx = dx0;
+    for (; dx + 4 <= dx1; dx += 4) {
+        bool inside = true;
+        for (int o = 0; o < 4; o++)
+            inside = inside && xofs[dx + o] - before >= 0 && xofs[dx + o] - before + 8 <= swidth;
+        if (!inside) break;
+        hn::Vec128<int32_t> m[4];
+        for (int o = 0; o < 4; o++) {
+            auto spare = hn::Zero(d32);
+            const auto px = hn::BitCast(
+                d16,
+                hn::PromoteTo(hn::Full128<uint16_t>(), hn::LoadU(d8h, S + xofs[dx + o] - before)));
+            // The K weights of this output only (lanes K..7 zero): a full load
+            // would read past the table's end at the row's last outputs.
+            alignas(16) int16_t wbuf[8] = {0, 0, 0, 0, 0, 0, 0, 0};
+            std::memcpy(wbuf, alpha + (size_t)(dx + o) * K, sizeof(int16_t) * K);
+            const auto w = hn::Load(d16, wbuf);
+            m[o] = hn::ReorderWidenMulAccumulate(d32, px, w, hn::Zero(d32), spare);
+        }
+        // Lane sums of m[0..3] into one vector, by two rounds of even + odd.
+        const auto s01 = hn::Add(hn::ConcatEven(d32, m[1], m[0]), hn::ConcatOdd(d32, m[1], m[0]));
+        const auto s23 = hn::Add(hn::ConcatEven(d32, m[3], m[2]), hn::ConcatOdd(d32, m[3], m[2]));
+        hn::StoreU(hn::Add(hn::ConcatEven(d32, s23, s01), hn::ConcatOdd(d32, s23, s01)), d32,
+                   D + dx);
+    }
+    (void)d8;
+    return dx;
+}
+
+template <int K>
+int HresizeK(const uint8_t* S, int swidth, int32_t* D, int dwidth, const int* xofs,
+             const int16_t* alpha, int cn, int dx0, int dx1) {
+    if (cn == 1) return HresizeGrey<K>(S, swidth, D, xofs, alpha, dx0, dx1);
+    return HresizeColour<K>(S, swidth, D, dwidth, xofs, alpha, cn, dx0, dx1);
+}
+
+int HresizeFixed8u(const uint8_t* S, int swidth, int32_t* D, int dwidth, const int* xofs,
+                   const int16_t* alpha, int ksize, int cn, int dx0, int dx1) {
+    if (cn != 1 && cn != 3 && cn != 4) return dx0;
+    if (dx0 % cn != 0) return dx0;
+    switch (ksize) {
+        case 2:
+            return HresizeK<2>(S, swidth, D, dwidth, xofs, alpha, cn, dx0, dx1);
+        case 4:
+            return HresizeK<4>(S, swidth, D, dwidth, xofs, alpha, cn, dx0, dx1);
+        case 8:
+            return HresizeK<8>(S, swidth, D, dwidth, xofs, alpha, cn, dx0, dx1);
+        default:
+            return dx0;
+    }
+}
+#else
+int HresizeFixed8u(const uint8_t*, int, int32_t*, int, const int*, const int16_t*, int, int,
+                   int dx0, int) {
+    return dx0;
+}
+#endif
 #endif  // HWY_TARGET == HWY_SCALAR
 
 }  // namespace HWY_NAMESPACE
@@ -180,6 +297,13 @@ HWY_EXPORT(Vresize32f);
 HWY_EXPORT(Vresize32f16s);
 HWY_EXPORT(AreaFast2x8u);
 HWY_EXPORT(AreaFast2x16s);
+HWY_EXPORT(HresizeFixed8u);
+
+int hresizeFixed8u(const uint8_t* src, int swidth, int32_t* dst, int dwidth, const int* xofs,
+                   const int16_t* alpha, int ksize, int cn, int dx0, int dx1) {
+    return HWY_DYNAMIC_DISPATCH(HresizeFixed8u)(src, swidth, dst, dwidth, xofs, alpha, ksize, cn,
+                                                dx0, dx1);
+}
 
 int vresizeFixed8u(const int32_t* const* rows, const int16_t* beta, int ksize, uint8_t* dst,
                    int n) {

@@ -2,6 +2,7 @@
 // stretch, each with its free function.
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <new>
 #include <vector>
 
@@ -114,15 +115,45 @@ void applyTone(const Mat& src, Mat& target, const unsigned char lut[256]) {
     });
 }
 
+// Counts of the bytes of a grey image. Each stripe counts into four
+// interleaved tables (neighbouring equal bytes then do not wait on each
+// other's increments); counts are exact, so the sum is the serial count.
+void greyHistogram(const Mat& src, long long hist[256]) {
+    const int rows = src.rows(), cols = src.cols();
+    for (int k = 0; k < 256; k++) hist[k] = 0;
+    if (rows <= 0 || cols <= 0) return;
+    const int stripeRows = cols >= 65536 ? 1 : 65536 / cols;
+    const int stripes = (rows + stripeRows - 1) / stripeRows;
+    std::vector<uint32_t> part((size_t)stripes * 256 * 4, 0);
+    detail::photoParallelRows(stripes, double(rows) * cols, [&](int i0, int i1) {
+        for (int i = i0; i < i1; i++) {
+            uint32_t* h = &part[(size_t)i * 1024];
+            const int y0 = i * stripeRows, y1 = std::min(rows, y0 + stripeRows);
+            for (int y = y0; y < y1; y++) {
+                const unsigned char* s = src.data.ptr[y];
+                int x = 0;
+                for (; x + 4 <= cols; x += 4) {
+                    h[s[x]]++;
+                    h[256 + s[x + 1]]++;
+                    h[512 + s[x + 2]]++;
+                    h[768 + s[x + 3]]++;
+                }
+                for (; x < cols; x++) h[s[x]]++;
+            }
+        }
+    });
+    for (int i = 0; i < stripes; i++) {
+        const uint32_t* h = &part[(size_t)i * 1024];
+        for (int k = 0; k < 256; k++)
+            hist[k] += (long long)h[k] + h[256 + k] + h[512 + k] + h[768 + k];
+    }
+}
+
 // Running counts of the levels of a grey image, or of trunc(Y) of a colour one.
 void cumulative(const Mat& src, long long cum[256]) {
     long long hist[256] = {};
     if (src.channels() == 1) {
-        const int rows = src.rows(), cols = src.cols();
-        for (int y = 0; y < rows; y++) {
-            const unsigned char* s = src.data.ptr[y];
-            for (int x = 0; x < cols; x++) hist[s[x]]++;
-        }
+        greyHistogram(src, hist);
     } else {
         detail::LumaStats st;
         detail::histLumaStats(src, true, st);
@@ -134,12 +165,10 @@ void cumulative(const Mat& src, long long cum[256]) {
 
 // The largest level of a grey image, at least 1.
 int greyMax(const Mat& src) {
-    int m = 1;
-    for (int y = 0; y < src.rows(); y++) {
-        const unsigned char* s = src.data.ptr[y];
-        for (int x = 0; x < src.cols(); x++)
-            if (s[x] > m) m = s[x];
-    }
+    long long hist[256];
+    greyHistogram(src, hist);
+    int m = 255;
+    while (m > 1 && hist[m] == 0) m--;
     return m;
 }
 
@@ -291,15 +320,35 @@ bool ipHistogramStretch::process(Mat* src, Mat* dst) {
 
     const int rows = src->rows(), cols = src->cols();
     if (mode == 1 || mode == 2) {
-        int lo[3] = {255, 255, 255}, hi[3] = {0, 0, 0};
-        for (int y = 0; y < rows; y++) {
-            const unsigned char* s = src->data.ptr[y];
-            for (int x = 0; x < cols; x++, s += 3)
-                for (int k = 0; k < 3; k++) {
-                    if (s[k] < lo[k]) lo[k] = s[k];
-                    if (s[k] > hi[k]) hi[k] = s[k];
+        // Channel extremes per stripe, combined afterwards (min and max do
+        // not depend on the order).
+        const int stripeRows = cols >= 65536 ? 1 : 65536 / cols;
+        const int stripes = (rows + stripeRows - 1) / stripeRows;
+        std::vector<unsigned char> ext((size_t)stripes * 6);
+        detail::photoParallelRows(stripes, double(rows) * cols, [&](int i0, int i1) {
+            for (int i = i0; i < i1; i++) {
+                unsigned char l[3] = {255, 255, 255}, h[3] = {0, 0, 0};
+                const int y0 = i * stripeRows, y1 = std::min(rows, y0 + stripeRows);
+                for (int y = y0; y < y1; y++) {
+                    const unsigned char* s = src->data.ptr[y];
+                    for (int x = 0; x < cols; x++, s += 3)
+                        for (int k = 0; k < 3; k++) {
+                            l[k] = std::min(l[k], s[k]);
+                            h[k] = std::max(h[k], s[k]);
+                        }
                 }
-        }
+                for (int k = 0; k < 3; k++) {
+                    ext[(size_t)i * 6 + k] = l[k];
+                    ext[(size_t)i * 6 + 3 + k] = h[k];
+                }
+            }
+        });
+        int lo[3] = {255, 255, 255}, hi[3] = {0, 0, 0};
+        for (int i = 0; i < stripes; i++)
+            for (int k = 0; k < 3; k++) {
+                lo[k] = std::min(lo[k], int(ext[(size_t)i * 6 + k]));
+                hi[k] = std::max(hi[k], int(ext[(size_t)i * 6 + 3 + k]));
+            }
         unsigned char lut[3][256];
         if (mode == 1) {
             const int l = std::min(lo[0], std::min(lo[1], lo[2]));
