@@ -48,3 +48,12 @@ def test_tool_rows_feed_the_docstrings():
                    if line.startswith("  --") and len(line.split(None, 1)) == 2]
         summary = help_text.splitlines()[1].rstrip(".")
         assert summary in doc or any(" ".join(o.split()) in doc for o in options), op
+
+
+def test_every_tool_row_declares_its_reach():
+    """Tiling and `tarvo batch --help` read the declaration; a row that forgets
+    it would silently count as whole-picture."""
+    for row in tarvo._tarvo._tool_rows():
+        radius, note, _ = tarvo._tarvo._tool_reach(row)
+        assert note != "no reach declared", row
+        assert radius >= 0 or note, row
