@@ -38,7 +38,8 @@ def test_tool_rows_feed_the_docstrings():
                    (ip.colorize, "colorize"), (ip.histogramEqualize, "equalize"),
                    (ip.level, "level"), (ip.circleTransform, "circle-transform"),
                    (ip.findContours, "contours"), (ip.distanceTransform, "distance"),
-                   (ip.houghLines, "hough-segments")]:
+                   (ip.houghLines, "hough-segments"), (ip.rotate, "rotate"),
+                   (ip.resample, "resample"), (ip.remap, "remap"), (ip.cornerFast, "fast")]:
         help_text = subprocess.run([path, op, "--help"], capture_output=True, text=True,
                                    env=tool_env()).stdout
         doc = " ".join(fn.__doc__.split())
