@@ -4,6 +4,7 @@
 #include <cstring>
 #include <new>
 
+#include "filter/filter2d_spectrum.h"
 #include "filter/linear_filter.h"
 #include "tarvo/tarvoutil.h"
 
@@ -433,7 +434,8 @@ void filter2D(const Mat& src, Mat& dst, int ddepth, const Mat& kernel, Point2_<i
     if (!prepareDestination(src, dst, ddepth, keep, in)) return;
     int mode;
     if (!frontEndArgs(kernel, anchor, kernel.size(), borderType, mode)) return;
-    // Every kernel size runs on the engine.
+    // Large kernels may go through the spectrum; it decides and reports whether it ran.
+    if (tarvo::detail::filter2DSpectrum(*in, dst, kernel, anchor, delta, mode)) return;
     Ptr<FilterEngine> e = createLinearFilter(in->type1(), dst.type1(), kernel, anchor, delta, mode,
                                              -1, Point4_<double>());
     if (e.empty()) return;

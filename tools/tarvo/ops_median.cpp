@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "operations.h"
+#include "tarvo/matop.h"
 #include "tarvo/ip/filter.h"
 
 namespace tarvotool {
@@ -13,9 +14,23 @@ using tarvo::Mat;
 
 const Choice kKinds[] = {{"square", 0}, {"horizontal", 2}, {"vertical", 3}, {nullptr, 0}};
 
+// The line kinds filter one channel: a colour picture goes through channel by channel.
 void runMedian(const Mat& in, Mat& out, const Args& a) {
     out.release();
-    tarvo::ip::median(in, out, a.i(0), tarvo::filterintype(a.i(1)));
+    const tarvo::filterintype kind = tarvo::filterintype(a.i(1));
+    if (kind == 0 || in.channels() == 1) {
+        tarvo::ip::median(in, out, a.i(0), kind);
+        return;
+    }
+    const int n = in.channels();
+    if (n > 4) return;
+    Mat planes[4], filtered[4];
+    tarvo::MatOp::split(in, planes);
+    for (int c = 0; c < n; c++) {
+        tarvo::ip::median(planes[c], filtered[c], a.i(0), kind);
+        if (filtered[c].empty()) return;
+    }
+    tarvo::MatOp::merge(filtered, unsigned(n), out);
 }
 
 tarvo::PumpABC* pumpMedian(const Args& a) {

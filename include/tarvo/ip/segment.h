@@ -67,5 +67,36 @@ TARVO_EXPORTS unsigned char otsuThreshold(const Mat& src, const Mat& mask = Mat(
 // src is continuous, else cols bytes per row). Empty src gives 0.
 TARVO_EXPORTS int thresholdOfGray(const Mat& src);
 
+// Scores of ip::matchTemplate.
+enum enTemplateMatchMode {
+    TM_SQDIFF = 0,         // sum of squared differences
+    TM_SQDIFF_NORMED = 1,  // squared differences over sqrt(window energy * template energy)
+    TM_CCORR = 2,          // cross correlation
+    TM_CCORR_NORMED = 3,   // cross correlation over sqrt(window energy * template energy)
+    TM_CCOEFF = 4,         // correlation of the mean-free window and template
+    TM_CCOEFF_NORMED = 5,  // that over the product of their standard deviations (times area)
+};
+
+// Correlation through the spectrum, tile by tile: corr(y, x) = delta + sum
+// templ(j, i) * image(y + j - anchor.y, x + i - anchor.x), borders by borderType
+// (0..4, bit 16 ignored; fill reads 0). corr is created at corrSize with
+// corrType (whole type word): image channel k pairs with template channel k (or
+// 0 for a one-channel template) into corr channel k, or all are summed into a
+// one-channel corr (delta added once). Spectra are float for byte images (double
+// when the template or corr is double), else double. Other channel combinations,
+// empty inputs, a non-positive corrSize or no fitting transform size leave corr unchanged.
+TARVO_EXPORTS void crossCorr(const Mat& image, const Mat& templ, Mat& corr, Size_<int> corrSize,
+                             int corrType, Point2_<int> anchor = Point2_<int>(0, 0),
+                             double delta = 0, int borderType = 0);
+
+// Slides templ over image (same channel count, channels summed) and writes the
+// score of every placement into result: (image rows - templ rows + 1) x (image
+// cols - templ cols + 1), one float channel. Normalised scores use window sums
+// from the integral images; |score| within an eighth above the norm counts as
+// +-1. Mode 5 with a constant template gives all ones. A template larger than
+// the image either way, channel counts that differ, or empty inputs empty result.
+TARVO_EXPORTS void matchTemplate(const Mat& image, const Mat& templ, Mat& result,
+                                 enTemplateMatchMode mode);
+
 }  // namespace ip
 }  // namespace tarvo
