@@ -5,13 +5,15 @@
 
 BUILD      ?= build
 ASAN_BUILD ?= build-asan
+TSAN_BUILD ?= build-tsan
+FUZZ_SECONDS ?= 120
 JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
 # Warnings are errors in CI (CI=true) and warnings elsewhere.
 WERROR     ?= $(if $(CI),ON,OFF)
 LAUNCHER   := $(if $(shell command -v ccache 2>/dev/null),-DCMAKE_CXX_COMPILER_LAUNCHER=ccache,)
 CMAKE_ARGS ?=
 
-.PHONY: all deps configure build demo test bench asan format format-check clean
+.PHONY: all deps configure build demo test bench asan fuzz-ops tsan format format-check clean
 
 all: build
 
@@ -45,12 +47,38 @@ bench: configure
 
 $(ASAN_BUILD)/build.ninja:
 	CXX=clang++ CC=clang cmake -S . -B $(ASAN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Debug \
-	  -DTARVO_SANITIZE=ON -DTARVO_BUILD_BENCH=OFF -DTARVO_WERROR=$(WERROR) $(LAUNCHER) $(CMAKE_ARGS)
+	  -DTARVO_SANITIZE=ON -DTARVO_BUILD_BENCH=OFF -DTARVO_BUILD_FUZZ=ON -DTARVO_WERROR=$(WERROR) \
+	  $(LAUNCHER) $(CMAKE_ARGS)
 
 asan: deps $(ASAN_BUILD)/build.ninja
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
 	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	  ctest --test-dir $(ASAN_BUILD) --output-on-failure -j $(JOBS)
+
+# The operator fuzzer on the sanitizer build, for FUZZ_SECONDS, from a scratch
+# copy of the seed corpus (the grown corpus stays out of the source tree).
+fuzz-ops: deps $(ASAN_BUILD)/build.ninja
+	cmake --build $(ASAN_BUILD) -j $(JOBS) --target tarvo-fuzz-ops
+	rm -rf $(ASAN_BUILD)/fuzz-corpus && mkdir -p $(ASAN_BUILD)/fuzz-corpus
+	cp tests/fuzz/seeds/ops-* $(ASAN_BUILD)/fuzz-corpus/
+	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:allocator_may_return_null=1 \
+	  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+	  tests/fuzz/tarvo-fuzz-ops fuzz-corpus -max_len=4096 -rss_limit_mb=2048 -timeout=30 \
+	  -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1
+
+# ThreadSanitizer: the library's parallel loop on its std::thread backend (the
+# system oneTBB is not instrumented), then the tests that call from threads.
+$(TSAN_BUILD)/build.ninja:
+	CXX=clang++ CC=clang cmake -S . -B $(TSAN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	  -DTARVO_TSAN=ON -DTARVO_THREADS_BACKEND_STD=ON -DTARVO_BUILD_BENCH=OFF \
+	  -DTARVO_WERROR=$(WERROR) $(LAUNCHER) $(CMAKE_ARGS)
+
+tsan: deps $(TSAN_BUILD)/build.ninja
+	cmake --build $(TSAN_BUILD) -j $(JOBS) --target tarvo-test-base tarvo-test-filter
+	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 $(TSAN_BUILD)/tests/tarvo-test-base \
+	  --gtest_filter='Threads.*:ParallelFor.*'
+	TSAN_OPTIONS=halt_on_error=1 $(TSAN_BUILD)/tests/tarvo-test-filter \
+	  --gtest_filter='*Parallel*:*Thread*:*Stripe*'
 
 FORMAT_FILES = $(shell git ls-files '*.h' '*.cpp' 2>/dev/null)
 
@@ -61,4 +89,4 @@ format-check:
 	clang-format --dry-run --Werror $(FORMAT_FILES)
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) demo-out
+	rm -rf $(BUILD) $(ASAN_BUILD) $(TSAN_BUILD) demo-out

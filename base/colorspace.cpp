@@ -3,6 +3,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "detail/aliasing.h"
 #include "mat_internal.h"
 #include "tarvo/colorspace.h"
 #include "tarvo/saturate.h"
@@ -14,10 +15,11 @@ using detail::withDepth;
 namespace {
 
 // Runs fill(out) on a destination of the given shape: dst itself (its
-// storage kept when it fits), or a temporary when dst is the source.
+// storage kept when it fits), or a temporary swapped in afterwards when dst
+// shares memory with the source.
 template <typename F>
 void produce(const Mat& src, Mat& dst, int type, F&& fill) {
-    if (&dst == &src) {
+    if (detail::sharesMemory(src, dst)) {
         Mat out(src.rows(), src.cols(), type);
         if (out.empty()) return;
         fill(out);

@@ -145,7 +145,92 @@ std::string lowerExtension(const char* path) {
     return ext;
 }
 
+uint32_t be32(const unsigned char* p) {
+    return (uint32_t(p[0]) << 24) | (uint32_t(p[1]) << 16) | (uint32_t(p[2]) << 8) | p[3];
+}
+int32_t le32(const unsigned char* p) {
+    return int32_t(uint32_t(p[0]) | (uint32_t(p[1]) << 8) | (uint32_t(p[2]) << 16) |
+                   (uint32_t(p[3]) << 24));
+}
+
+// Next decimal token of a PNM header (comments skipped); -1 when the head ends first.
+long long pnmToken(const unsigned char* d, size_t n, size_t& i) {
+    for (;;) {
+        while (i < n && std::isspace(d[i])) i++;
+        if (i < n && d[i] == '#') {
+            while (i < n && d[i] != '\n') i++;
+            continue;
+        }
+        break;
+    }
+    long long v = 0;
+    size_t start = i;
+    while (i < n && std::isdigit(d[i]) && v < (1LL << 40)) v = v * 10 + (d[i++] - '0');
+    return i > start && i < n ? v : -1;
+}
+
+// Announced width and height found in the JPEG segments inside the head; false
+// when the frame header lies further in.
+bool jpegFrameSize(const unsigned char* d, size_t n, long long& w, long long& h) {
+    size_t i = 2;
+    while (i + 9 < n) {
+        if (d[i] != 0xFF) return false;
+        const unsigned m = d[i + 1];
+        if (m == 0xFF) {
+            i++;
+            continue;
+        }
+        const size_t len = (size_t(d[i + 2]) << 8) | d[i + 3];
+        if ((m >= 0xC0 && m <= 0xCF) && m != 0xC4 && m != 0xC8 && m != 0xCC) {
+            h = ((long long)d[i + 5] << 8) | d[i + 6];
+            w = ((long long)d[i + 7] << 8) | d[i + 8];
+            return true;
+        }
+        if (len < 2) return false;
+        i += 2 + len;
+    }
+    return false;
+}
+
 }  // namespace
+
+size_t announcedFileLimit(const unsigned char* head, size_t n, const ImageLimits& lim) {
+    long long w = 0, h = 0;
+    // Bytes a file may hold beyond its pixels: headers, palettes, metadata.
+    const long long slack = 64LL << 20;
+    long long perPixel = 0;
+    if (isPng(head, n)) {
+        if (n < 24) return 0;
+        w = be32(head + 16);
+        h = be32(head + 20);
+        perPixel = 9;  // 4 channels of 16 bits and the row filter bytes, stored uncompressed
+    } else if (isBmp(head, n)) {
+        if (n < 26) return 0;
+        if (le32(head + 14) == 12) {
+            w = head[18] | (head[19] << 8);
+            h = head[20] | (head[21] << 8);
+        } else {
+            w = le32(head + 18);
+            h = le32(head + 22);
+            h = h < 0 ? -h : h;
+        }
+        perPixel = 8;  // 32-bit pixels, run-length coding at its worst
+    } else if (isPnm(head, n)) {
+        size_t i = 2;
+        w = pnmToken(head, n, i);
+        h = pnmToken(head, n, i);
+        if (w < 0 || h < 0) return lim.maxFileBytes;  // header longer than the head
+        perPixel = 3 * 8;                             // ASCII samples with generous separators
+    } else if (isJpeg(head, n)) {
+        if (!jpegFrameSize(head, n, w, h)) return lim.maxFileBytes;
+        perPixel = 8;
+    } else {
+        return 0;
+    }
+    if (!imageSizeOk(w, h, lim)) return 0;
+    const long long bytes = w * h * perPixel + slack;
+    return bytes < (long long)lim.maxFileBytes ? size_t(bytes) : lim.maxFileBytes;
+}
 
 bool decodeImage(const unsigned char* data, size_t size, unsigned long flags,
                  const ImageLimits& lim, Mat& out) {
@@ -193,7 +278,16 @@ bool Mat::fromImage(const char* path, unsigned long flags) {
     release();
     std::vector<unsigned char> bytes;
     const detail::ImageLimits lim = detail::defaultImageLimits();
-    if (!detail::readFileBounded(path, lim.maxFileBytes, bytes)) return false;
+    // The signature and the announced size are checked on the first bytes
+    // before the rest is read, so a stream of junk costs one small read.
+    unsigned char head[4096];
+    size_t headLen = 0;
+    if (FILE* fp = path && *path ? std::fopen(path, "rb") : nullptr) {
+        headLen = std::fread(head, 1, sizeof head, fp);
+        std::fclose(fp);
+    }
+    const size_t limit = detail::announcedFileLimit(head, headLen, lim);
+    if (limit == 0 || !detail::readFileBounded(path, limit, bytes)) return false;
     Mat img;
     if (!detail::decodeImage(bytes.data(), bytes.size(), flags, lim, img)) return false;
     swap(img);

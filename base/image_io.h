@@ -44,6 +44,12 @@ inline bool imageSizeOk(long long width, long long height, const ImageLimits& li
 // opened, cannot be read, or is larger than maxBytes. out is empty on failure.
 bool readFileBounded(const char* path, size_t maxBytes, std::vector<unsigned char>& out);
 
+// Largest file size worth reading for a picture whose first n bytes are head:
+// 0 for an unknown signature or an announced size outside the limits, else the
+// announced pixels' worst-case encoding plus room for metadata (at most
+// lim.maxFileBytes; also when the size is announced beyond the head).
+size_t announcedFileLimit(const unsigned char* head, size_t n, const ImageLimits& lim);
+
 // Decoders. Each fills out with byte pixels in R, G, B (, A) memory order and
 // 1, 3 or 4 channels: grey pictures give 1 channel, colour 3, and colour with
 // an alpha channel gives 4 only when keepAlpha is true (grey with alpha becomes

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "detail/aliasing.h"
 #include "mat_internal.h"
 #include "tarvo/mat.h"
 #include "tarvo/saturate.h"
@@ -45,21 +46,6 @@ void scaleRows(const Mat& src, Mat& dst, double scale, double shift) {
     }
 }
 
-// True when the pixel bytes of a and b may overlap. Row tables may run in
-// either direction, so each span is taken between its first and last rows.
-bool spansOverlap(const Mat& a, const Mat& b) {
-    auto span = [](const Mat& m, uintptr_t& lo, uintptr_t& hi) {
-        const uintptr_t first = reinterpret_cast<uintptr_t>(m.data.ptr[0]);
-        const uintptr_t last = reinterpret_cast<uintptr_t>(m.data.ptr[m.rows() - 1]);
-        lo = first < last ? first : last;
-        hi = (first < last ? last : first) + size_t(m.rowByteSize());
-    };
-    uintptr_t alo, ahi, blo, bhi;
-    span(a, alo, ahi);
-    span(b, blo, bhi);
-    return alo < bhi && blo < ahi;
-}
-
 // Runs a row conversion from src into dst with the given depth. A dst that
 // does not touch src's pixels is (re)created in place, keeping its storage
 // when the shape already fits; otherwise the rows go to a fresh matrix that
@@ -67,7 +53,7 @@ bool spansOverlap(const Mat& a, const Mat& b) {
 template <typename Run>
 void convertInto(const Mat& src, Mat& dst, int depth, Run run) {
     const int type = MAKETYPE(depth, src.channels());
-    const bool shares = &dst == &src || (dst.isValid() && src.isValid() && spansOverlap(src, dst));
+    const bool shares = detail::sharesMemory(src, dst);
     if (!shares) {
         if (dst.create(src.rows(), src.cols(), type) < 0) return;
         run(dst);

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <new>
 
+#include "detail/aliasing.h"
+#include "detail/checked.h"
 #include "tarvo/mat.h"
 
 namespace tarvo {
@@ -22,13 +24,17 @@ bool validDepth(int type) {
     return d >= 1 && d <= 5;
 }
 
-// Bytes of one row, or 0 when the request is refused (non-positive or absurd).
+// Bytes of one row, or 0 when the request is refused: non-positive sizes, more
+// elements than MAT_MAX_ELEMENTS, or a row of more than MAT_MAX_ROW_BYTES (so
+// rowByteSize(), total() and every row offset stay exact in int).
 size_t rowBytesFor(int rows, int cols, int type) {
     if (rows <= 0 || cols <= 0 || !validDepth(type)) return 0;
-    long long cn = MAT_CN(type);
-    long long elems = (long long)rows * cols;
-    if (elems > MAT_MAX_ELEMENTS || elems * cn > MAT_MAX_ELEMENTS) return 0;
-    return (size_t)(cols * cn * depthSize(type & 7));
+    int64_t elems, rowBytes;
+    if (!detail::checkedMul(rows, cols, MAT_CN(type), elems) || elems > MAT_MAX_ELEMENTS) return 0;
+    if (!detail::checkedMul(cols, MAT_CN(type), depthSize(type & 7), rowBytes) ||
+        rowBytes > MAT_MAX_ROW_BYTES)
+        return 0;
+    return (size_t)rowBytes;
 }
 
 size_t alignUp(size_t v, size_t a) {
@@ -108,10 +114,17 @@ Mat& Mat::operator=(const Mat& other) {
 }
 
 Mat& Mat::operator=(Mat&& other) noexcept {
-    if (&other != this) {
+    if (&other == this) return *this;
+    if (other.isRefered() && detail::sharesMemory(other, *this)) {
+        // `other` refers into this matrix's own block, which release() would
+        // free: keep a copy of its pixels instead of the dangling reference.
+        Mat copy(other);
         release();
-        swap(other);
+        swap(copy);
+        return *this;
     }
+    release();
+    swap(other);
     return *this;
 }
 
@@ -149,6 +162,14 @@ int Mat::create(const Mat& like, bool copyData) {
     if (!like.isValid()) {
         release();
         return -1;
+    }
+    if (detail::sharesMemory(like, *this) &&
+        !(isEqualMat(like) && like.data.ptr[0] == data.ptr[0])) {
+        // `like` lies inside this matrix's block, which re-creating would free:
+        // work from a copy. (A full reference to the same rows needs nothing.)
+        Mat copy;
+        if (copy.create(like, true) < 0) return -1;
+        return create(copy, copyData);
     }
     int ret = create(like.m_rows, like.m_cols, like.m_type);
     if (ret < 0 || !copyData) return ret;
@@ -215,8 +236,9 @@ void Mat::sharedTo(Mat& target) const {
 }
 
 void Mat::subRefMat(const Rect_<int>& rect, Mat& target) const {
-    if (&target == this) {
-        // A reference to a part of itself would dangle once released; take a copy.
+    if (&target == this || detail::sharesMemory(*this, target)) {
+        // A reference to a part of itself, or into the target's own block,
+        // would dangle once the target is released; take a copy.
         subMat(rect, target);
         return;
     }

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "detail/aliasing.h"
 #include "mat_internal.h"
 #include "tarvo/mat.h"
 #include "tarvo/saturate.h"
@@ -211,20 +212,18 @@ void Mat::copyTo(Mat& dst, const Mat& mask) const {
         return;
     }
     if (!usableMask(*this, mask)) return;
-    // The mask may be the destination itself: read it from a copy.
-    Mat maskCopy;
-    const Mat* mk = &mask;
-    if (&mask == &dst) {
-        maskCopy = mask;
-        mk = &maskCopy;
-    }
+    // The source or the mask may live in the destination's block: read copies.
+    detail::SourceGuard in(*this, dst), mg(mask, dst);
+    if (in.failed() || mg.failed()) return;
+    const Mat* mk = &mg.get();
+    const Mat& srcm = in.get();
     if (!dst.isEqualMat(*this)) {
         if (dst.create(m_rows, m_cols, type1()) < 0) return;
         dst.zero();
     }
     const int cn = channels(), mcn = mk->channels(), es = m_step;
     for (int r = 0; r < m_rows; r++) {
-        const unsigned char* s = data.ptr[r];
+        const unsigned char* s = srcm.data.ptr[r];
         unsigned char* d = dst.data.ptr[r];
         const unsigned char* mp = mk->data.ptr[r];
         if (mcn == 1) {

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include <tbb/blocked_range.h>
 #include <tbb/global_control.h>
@@ -44,14 +45,36 @@ void parallel_for_(const Range& range, const ParallelLoopBody& body, double nstr
         return;
     }
     const long long grain = (len + stripes - 1) / stripes;
+    const auto runStripe = [&](long long s) {
+        long long a = range.start + s * grain;
+        long long b = std::min<long long>(a + grain, range.end);
+        if (a < b) body(Range((int)a, (int)b));
+    };
+#ifdef TARVO_THREADS_BACKEND_STD
+    // The same stripes handed out by an atomic counter to plain threads that
+    // are joined before returning: every hand-off is a thread start or join,
+    // which ThreadSanitizer sees (it cannot see inside an uninstrumented oneTBB).
+    std::atomic<long long> next{0};
+    const auto work = [&] {
+        for (long long s; (s = next.fetch_add(1)) < stripes;) runStripe(s);
+    };
+    std::vector<std::thread> pool;
+    const long long workers = std::min<long long>(getNumThreads(), stripes);
+    for (long long i = 1; i < workers; i++) {
+        try {
+            pool.emplace_back(work);
+        } catch (...) {
+            break;  // no more threads: the caller's thread does the rest
+        }
+    }
+    work();
+    for (std::thread& t : pool) t.join();
+    return;
+#endif
     tbb::parallel_for(
         tbb::blocked_range<long long>(0, stripes, 1),
         [&](const tbb::blocked_range<long long>& r) {
-            for (long long s = r.begin(); s < r.end(); s++) {
-                long long a = range.start + s * grain;
-                long long b = std::min<long long>(a + grain, range.end);
-                if (a < b) body(Range((int)a, (int)b));
-            }
+            for (long long s = r.begin(); s < r.end(); s++) runStripe(s);
         },
         tbb::simple_partitioner());
 }
@@ -81,13 +104,13 @@ bool checkHardwareSupport(int feature) {
     static const int64_t targets = hwy::SupportedTargets();
 #if HWY_ARCH_X86
     switch (feature) {
-        case 2:
-        case 3:
+        case CPU_FLOAT_VECTORS:
+        case CPU_INT_VECTORS:
             return (targets & (HWY_SSSE3 | HWY_SSE4 | HWY_AVX2 | HWY_AVX3)) != 0;
-        case 4:
+        case CPU_SSE41:
             return (targets & (HWY_SSE4 | HWY_AVX2 | HWY_AVX3)) != 0;
-        case 10:
-        case 11:
+        case CPU_AVX:
+        case CPU_AVX2:
             return (targets & (HWY_AVX2 | HWY_AVX3)) != 0;
         default:
             return false;
@@ -95,7 +118,7 @@ bool checkHardwareSupport(int feature) {
 #else
     // Other architectures: the baseline vector unit (e.g. NEON) serves codes 2 to 4.
     (void)targets;
-    return feature >= 2 && feature <= 4;
+    return feature >= CPU_FLOAT_VECTORS && feature <= CPU_SSE41;
 #endif
 }
 

@@ -75,7 +75,8 @@ void BM_WarpPerspective(benchmark::State& state, int type) {
     const double v[9] = {1.02, 0.1, -40, 0.03, 0.98, 10, 2e-5, 1e-5, 1};
     for (int k = 0; k < 9; k++) t.ptr<double>(k / 3)[k % 3] = v[k];
     auto run = [&](Mat& d) {
-        if (d.empty()) d.create(kH, kW, type);
+        // Only pixels that land inside are written: start from zeros.
+        if (d.empty()) d = Mat(kH, kW, type, Point4_<double>(0, 0, 0, 0));
         ip::warpPerspective(src, d, t);
     };
     bench::checkPaths(run, "warpPerspective");

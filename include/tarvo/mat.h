@@ -64,8 +64,12 @@ union VecData {
     double* db;
 };
 
-// Largest element count of a matrix (rows * cols * channels); larger requests are refused.
-constexpr long long MAT_MAX_ELEMENTS = 1LL << 31;
+// Largest element count of a matrix (rows * cols * channels); larger requests
+// are refused. One less than 2^31, so rows * cols and every element index fit in int.
+constexpr long long MAT_MAX_ELEMENTS = (1LL << 31) - 1;
+// Largest row of a matrix in bytes (cols * channels * element size); matrices
+// with longer rows are refused, so rowByteSize() and row offsets fit in int.
+constexpr long long MAT_MAX_ROW_BYTES = (1LL << 31) - 1;
 
 class TARVO_BASE_EXPORTS Mat : public Object {
 public:

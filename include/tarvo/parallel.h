@@ -27,14 +27,17 @@ TARVO_BASE_EXPORTS void setNumThreads(int n);
 // Threads parallel_for_ may use.
 TARVO_BASE_EXPORTS int getNumThreads();
 
-// Processor feature codes asked by vector paths:
-//   2  single-precision vectors (SSE2 / NEON)
-//   3  integer and 8-bit vectors (SSE2 / NEON)
-//   4  the vector paths of transforms and filter set-up (SSE4.1)
-//   10 wider single-precision vectors (AVX)
-//   11 wider integer vectors (AVX2)
-// False for any other code, and for every code while vector code is switched
-// off with detail::setUseOptimized(false).
+// Processor feature codes asked by vector paths.
+enum HardwareFeature {
+    CPU_FLOAT_VECTORS = 2,  // single-precision vectors (SSE2 / NEON)
+    CPU_INT_VECTORS = 3,    // integer and 8-bit vectors (SSE2 / NEON)
+    CPU_SSE41 = 4,          // the vector paths of transforms and filter set-up (SSE4.1)
+    CPU_AVX = 10,           // wider single-precision vectors (AVX)
+    CPU_AVX2 = 11,          // wider integer vectors (AVX2)
+};
+// True when the processor offers `feature` (a HardwareFeature code). False for
+// any other code, and for every code while vector code is switched off with
+// detail::setUseOptimized(false).
 TARVO_BASE_EXPORTS bool checkHardwareSupport(int feature);
 
 // Names of the vector instruction sets in use, e.g. "AVX2 SSE4 SSSE3 SSE2".

@@ -168,7 +168,16 @@ struct Rect_ {
     Point2_<T> center() const { return Point2_<T>(T(x + width * 0.5f), T(y + height * 0.5f)); }
     // Intersection; rectangles that only touch give zero width or height, not
     // the zero rectangle. Disjoint rectangles give all zeros.
+    // Integer ends are computed in 64 bits, so huge rectangles clip instead of wrapping.
     Rect_ intersectRect(const Rect_& o) const {
+        if constexpr (std::is_integral<T>::value) {
+            const long long l = x > o.x ? x : o.x, t = y > o.y ? y : o.y;
+            const long long ax = (long long)x + width, bx = (long long)o.x + o.width;
+            const long long ay = (long long)y + height, by = (long long)o.y + o.height;
+            const long long r = ax < bx ? ax : bx, b = ay < by ? ay : by;
+            if (r >= l && b >= t) return Rect_(T(l), T(t), T(r - l), T(b - t));
+            return Rect_();
+        }
         T l = x > o.x ? x : o.x, t = y > o.y ? y : o.y;
         T r = limx() < o.limx() ? limx() : o.limx();
         T b = limy() < o.limy() ? limy() : o.limy();

@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "detail/aliasing.h"
 #include "canny_simd.h"
 #include "tarvo/ip/edges.h"
 #include "tarvo/saturate.h"
@@ -102,7 +103,11 @@ inline unsigned char isLocalMax(const int* m, const int* above, const int* below
 
 }  // namespace
 
-void canny(const Mat& src, Mat& dst, float lowThreshold, float highThreshold, int mode) {
+void canny(const Mat& srcIn, Mat& dst, float lowThreshold, float highThreshold, int mode) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, dst);
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     if (!src.isValid()) {
         dst.release();
         return;

@@ -119,23 +119,23 @@ HWY_EXPORT(MaximaRow);
 
 int cannyMaximaRow(const int* m, const int* above, const int* below, const short* dx,
                    const short* dy, int low, unsigned char* flags, int n) {
-    if (!checkHardwareSupport(3)) return 0;
+    if (!checkHardwareSupport(CPU_INT_VECTORS)) return 0;
     return HWY_DYNAMIC_DISPATCH(MaximaRow)(m, above, below, dx, dy, low, flags, n);
 }
 
 int cannyGradientsRow(const unsigned char* up, const unsigned char* mid, const unsigned char* dn,
                       short* dx, short* dy, int cn, int start, int n) {
-    if (!checkHardwareSupport(3)) return start;
+    if (!checkHardwareSupport(CPU_INT_VECTORS)) return start;
     return HWY_DYNAMIC_DISPATCH(GradientsRow)(up, mid, dn, dx, dy, cn, start, n);
 }
 
 int cannyNormRow(const short* dx, const short* dy, int* norm, int n) {
-    if (!checkHardwareSupport(3)) return 0;
+    if (!checkHardwareSupport(CPU_INT_VECTORS)) return 0;
     return HWY_DYNAMIC_DISPATCH(NormRow)(dx, dy, norm, n);
 }
 
 int cannyOutputRow(const unsigned char* map, unsigned char* out, int n) {
-    if (!checkHardwareSupport(3)) return 0;
+    if (!checkHardwareSupport(CPU_INT_VECTORS)) return 0;
     return HWY_DYNAMIC_DISPATCH(OutputRow)(map, out, n);
 }
 

@@ -132,7 +132,7 @@ int ipCorner::iProcessHarris(const Mat* image, const Mat* mask) {
     if (window < 1) return 1;
     const int ya = half + 1, yb = rows - half, xa = half + 1, xb = cols - half;
     if (ya >= yb || xa >= xb) return 1;
-    if (checkHardwareSupport(2)) {
+    if (checkHardwareSupport(CPU_FLOAT_VECTORS)) {
         // The same maxima from the morphology's running maxima: max is exact,
         // and every window of the domain lies inside the image, so the
         // border rule never enters.

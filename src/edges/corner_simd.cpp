@@ -174,25 +174,26 @@ HWY_EXPORT(HarrisStrengthRow);
 HWY_EXPORT(HarrisPeaksRow);
 
 int harrisProductsRow(const short* gx, const short* gy, float* xx, float* yy, float* xy, int n) {
-    if (!checkHardwareSupport(3)) return 0;
+    if (!checkHardwareSupport(CPU_INT_VECTORS)) return 0;
     return HWY_DYNAMIC_DISPATCH(HarrisProductsRow)(gx, gy, xx, yy, xy, n);
 }
 
 int harrisStrengthRow(const float* xx, const float* yy, const float* xy, const unsigned char* mask,
                       float none, float* s, int n) {
-    if (!checkHardwareSupport(2)) return 0;
+    if (!checkHardwareSupport(CPU_FLOAT_VECTORS)) return 0;
     return HWY_DYNAMIC_DISPATCH(HarrisStrengthRow)(xx, yy, xy, mask, none, s, n);
 }
 
 int harrisPeaksRow(const float* s, const float* localMax, float threshold, unsigned char* flags,
                    int n) {
-    if (!checkHardwareSupport(2)) return 0;
+    if (!checkHardwareSupport(CPU_FLOAT_VECTORS)) return 0;
     return HWY_DYNAMIC_DISPATCH(HarrisPeaksRow)(s, localMax, threshold, flags, n);
 }
 
 int fastCornerRow(const unsigned char* const* rows, int b, int arcLength, unsigned char* flags,
                   int start, int end) {
-    if (b < 0 || arcLength < 9 || arcLength > 12 || !checkHardwareSupport(3)) return start;
+    if (b < 0 || arcLength < 9 || arcLength > 12 || !checkHardwareSupport(CPU_INT_VECTORS))
+        return start;
     return HWY_DYNAMIC_DISPATCH(FastCornerRow)(rows, b, arcLength, flags, start, end);
 }
 

@@ -1,6 +1,7 @@
 // Kernel-based derivative front ends: ip::sobel through the separable engine
 // and ip::laplace through the two-dimensional one, both with a replicated
 // border and signed results in short or float destinations.
+#include "detail/aliasing.h"
 #include "tarvo/ip/edges.h"
 #include "tarvo/ip/filter.h"
 
@@ -22,7 +23,11 @@ int prepareDerivDst(const Mat& src, Mat& dst) {
 
 }  // namespace
 
-void sobel(const Mat& src, Mat& dst, int dx, int dy, int ksize) {
+void sobel(const Mat& srcIn, Mat& dst, int dx, int dy, int ksize) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, dst);
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     const int depth = prepareDerivDst(src, dst);
     if (depth == 0) return;
     int ktype = depth > src.type() ? depth : src.type();
@@ -34,9 +39,20 @@ void sobel(const Mat& src, Mat& dst, int dx, int dy, int ksize) {
     sepFilter2D(src, dst, depth, kx, ky, Point2_<int>(-1, -1), 0, BorderClamp);
 }
 
-void laplace(const Mat& src, Mat& dst, int selector) {
+void laplace(const Mat& srcIn, Mat& dst, int selector) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, dst);
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
+    unsigned char** const before = dst.data.ptr;
     const int depth = prepareDerivDst(src, dst);
-    if (depth == 0 || (selector != 1 && selector != 3)) return;
+    if (depth == 0) return;
+    if (selector != 1 && selector != 3) {
+        // A destination created here but not filtered is cleared, never stale
+        // heap bytes; one that already fitted keeps its pixels.
+        if (dst.data.ptr != before) dst.zero();
+        return;
+    }
     static const float k1[9] = {0, 1, 0, 1, -4, 1, 0, 1, 0};
     static const float k3[9] = {2, 0, 2, 0, -8, 0, 2, 0, 2};
     Mat kernel;

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "detail/aliasing.h"
 #include "tarvo/ip/edges.h"
 #include "tarvo/saturate.h"
 
@@ -305,7 +306,11 @@ void Sobel::processEOF(const Mat* src, Mat* dst, int threshold) {
 
 namespace ip {
 
-void edgeOrientaitonField(const Mat& src, Mat& dst) {
+void edgeOrientaitonField(const Mat& srcIn, Mat& dst) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, dst);
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     if (!src.isValid() || src.rows() < 3 || src.cols() < 3) {
         dst.release();
         return;

@@ -240,8 +240,7 @@ void FeatureVec::calcIntegralImage(bool tilted, bool squared) {
     integralImage = new (std::nothrow) Mat_<int>(height + 1, width + 1);
     if (tilted) tiltedIntegralImage = new (std::nothrow) Mat_<int>(height + 1, width + 1);
     if (squared) squaredIntegralImage = new (std::nothrow) Mat_<double>(height + 1, width + 1);
-    if (!integralImage || (tilted && !tiltedIntegralImage) ||
-        (squared && !squaredIntegralImage)) {
+    if (!integralImage || (tilted && !tiltedIntegralImage) || (squared && !squaredIntegralImage)) {
         freeIntegrals();
         return;
     }

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <vector>
 
+#include "detail/aliasing.h"
 #include "filter/integral_internal.h"
 #include "tarvo/ip/integral.h"
 #include "tarvo/saturate.h"
@@ -45,8 +46,12 @@ void rawPixel(const Point4_<double>& value, int depth, int cn, unsigned char* ou
 
 }  // namespace
 
-void copyMakeBorder(const Mat& src, Mat& dst, int top, int bottom, int left, int right,
+void copyMakeBorder(const Mat& srcIn, Mat& dst, int top, int bottom, int left, int right,
                     int borderType, const Point4_<double>& value) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, dst);
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     if (!src.isValid() || src.rows() <= 0 || src.cols() <= 0) return;
     if (top < 0 || bottom < 0 || left < 0 || right < 0) return;
     const int mode = borderType & ~BorderIsolatedBit;

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "filter/direct_filter.h"
-#include "filter/overlap.h"
+#include "detail/aliasing.h"
 #include "tarvo/ip/filter.h"
 #include "tarvo/parallel.h"
 #include "tarvo/saturate.h"
@@ -83,7 +83,7 @@ void square8(const Mat& s, Mat& d, const int* k, int n, int div, int off) {
     const int rows = s.rows(), cols = s.cols(), cn = s.channels();
     const int h = n / 2, tail = n - h - 1;
     const int x0 = h + 1, x1 = cols - tail;  // interior columns [x0, x1)
-    const bool vec = checkHardwareSupport(3);
+    const bool vec = checkHardwareSupport(CPU_INT_VECTORS);
     long long kpos = 0, kneg = 0;
     for (long long t = 0; t < (long long)n * n; t++) (k[t] > 0 ? kpos : kneg) += k[t];
     const bool vecOk = vec && 255 * std::max(kpos, -kneg) <= detail::kConvVecSumLimit;

@@ -14,7 +14,7 @@
 #include <cstring>
 #include <vector>
 
-#include "filter/overlap.h"
+#include "detail/aliasing.h"
 #include "segment/cross_corr_internal.h"
 #include "tarvo/autobuffer.h"
 #include "tarvo/ip/filter.h"

@@ -11,7 +11,8 @@
 #include <cstdint>
 #include <cstring>
 
-#include "filter/overlap.h"
+#include "detail/aliasing.h"
+#include "detail/checked.h"
 #include "tarvo/ip/filter.h"
 #include "tarvo/parallel.h"
 #include "tarvo/saturate.h"
@@ -226,6 +227,27 @@ unsigned char* FilterEngine::constRowBase() const {
     return alignPtr(constBorderRow.data(), 32);
 }
 
+// Sizes the ring of bufRows rows and the row buffers for rows of `width`
+// elements (may throw std::bad_alloc; start() turns that into a refusal).
+void FilterEngine::allocateRing(int width, int bufRows) {
+    const bool sep = isSeparable();
+    rows.assign(size_t(bufRows), nullptr);
+    maxWidth = std::max(maxWidth, width);
+    const size_t width1 = size_t(ksize.width - 1) + size_t(maxWidth);
+    srcRow.assign(width1 * srcEsz_, 0);
+    const size_t ringElems = alignUp(sep ? size_t(maxWidth) : width1, 32);
+    ringBuf.assign(size_t(bufRows) * ringElems * bufEsz_ + 32, 0);
+    if (columnBorderType == BorderFill) {
+        constBorderRow.assign(ringElems * bufEsz_ + 32, 0);
+        unsigned char* cr = constRowBase();
+        unsigned char* target = sep ? srcRow.data() : cr;
+        const size_t total = width1 * srcEsz_, pat = constBorderValue.size();
+        for (size_t off = 0; off < total; off += pat)
+            std::memcpy(target + off, constBorderValue.data(), std::min(pat, total - off));
+        if (sep) (*rowFilter)(srcRow.data(), cr, maxWidth, MAT_CN(srcType));
+    }
+}
+
 int FilterEngine::start(Size_<int> ws, Rect_<int> r, int maxBufRows) {
     started_ = sideReady_ = false;
     if (!valid_) return 0;
@@ -238,6 +260,11 @@ int FilterEngine::start(Size_<int> ws, Rect_<int> r, int maxBufRows) {
 
     int bufRows = maxBufRows >= 0 ? maxBufRows : ksize.height + 3;
     bufRows = std::max(bufRows, 2 * std::max(anchor.y, ksize.height - anchor.y - 1) + 1);
+    // A ring taller than every row the pass can ever hold is an absurd request:
+    // refused rather than allocated.
+    if ((long long)bufRows >
+        std::max<long long>(2LL * ksize.height + 3, (long long)ws.height + ksize.height))
+        return 0;
 
     // Row widths in elements of the ring: a 2-D stage keeps extended source
     // rows, a separable pipeline filtered rows of the ROI's width.
@@ -245,20 +272,17 @@ int FilterEngine::start(Size_<int> ws, Rect_<int> r, int maxBufRows) {
     if (stepElems * bufEsz_ > size_t(INT_MAX)) return 0;
 
     if (maxWidth < r.width || bufRows != (int)rows.size()) {
-        rows.assign(size_t(bufRows), nullptr);
-        maxWidth = std::max(maxWidth, r.width);
-        const size_t width1 = size_t(ksize.width - 1) + size_t(maxWidth);
-        srcRow.assign(width1 * srcEsz_, 0);
-        const size_t ringElems = alignUp(sep ? size_t(maxWidth) : width1, 32);
-        ringBuf.assign(size_t(bufRows) * ringElems * bufEsz_ + 32, 0);
-        if (columnBorderType == BorderFill) {
-            constBorderRow.assign(ringElems * bufEsz_ + 32, 0);
-            unsigned char* cr = constRowBase();
-            unsigned char* target = sep ? srcRow.data() : cr;
-            const size_t total = width1 * srcEsz_, pat = constBorderValue.size();
-            for (size_t off = 0; off < total; off += pat)
-                std::memcpy(target + off, constBorderValue.data(), std::min(pat, total - off));
-            if (sep) (*rowFilter)(srcRow.data(), cr, maxWidth, MAT_CN(srcType));
+        const size_t ringElems0 =
+            alignUp(sep ? size_t(std::max(maxWidth, r.width))
+                        : size_t(ksize.width - 1) + size_t(std::max(maxWidth, r.width)),
+                    32);
+        if (!tarvo::detail::workFits(int64_t(bufRows) * int64_t(ringElems0), int64_t(bufEsz_)))
+            return 0;
+        if (!tarvo::detail::tryAlloc([&] { allocateRing(r.width, bufRows); })) {
+            rows.clear();
+            ringBuf.clear();
+            maxWidth = 0;
+            return 0;
         }
     }
     bufStep = int(stepElems * bufEsz_);

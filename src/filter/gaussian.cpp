@@ -7,6 +7,7 @@
 // toward zero and clamped to the element type. The scalar loops are the
 // reference; the vector kernels of gaussian_simd.cpp do the same arithmetic
 // per lane, and rows run in parallel, so neither changes a bit.
+#include "detail/aliasing.h"
 #include "tarvo/ip/gaussian.h"
 
 #include <algorithm>
@@ -52,7 +53,7 @@ struct LineOf<double> {
 };
 
 bool useVector() {
-    return checkHardwareSupport(2);
+    return checkHardwareSupport(CPU_FLOAT_VECTORS);
 }
 
 // ---- vector hooks per element type; the generic ones do nothing.
@@ -499,7 +500,11 @@ void gaussian(const Mat& src, Mat& dst, float sigma) {
     gaussian(src, dst, sigma, 2.0f * sigma);
 }
 
-void gaussian(const Mat& src, Mat& dst, float sigma, float support) {
+void gaussian(const Mat& srcIn, Mat& dst, float sigma, float support) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, dst);
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     if (src.empty()) return;
     if (&src != &dst && dst.create(src.rows(), src.cols(), src.type1()) < 0) return;
     GaussianFilter f(sigma, support);
@@ -517,33 +522,53 @@ void gaussian(Mat& image, float sigma, float support) {
     gaussian(copy, image, sigma, support);
 }
 
-void gaussianX(const Mat& src, Mat& dst, float sigma) {
+void gaussianX(const Mat& srcIn, Mat& dst, float sigma) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, dst);
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     if (src.empty()) return;
     if (&src != &dst && dst.create(src.rows(), src.cols(), src.type1()) < 0) return;
     GaussianFilter f(sigma, 2.0f * sigma);
     f.applyX(src, dst);
 }
 
-void gaussianY(const Mat& src, Mat& dst, float sigma) {
+void gaussianY(const Mat& srcIn, Mat& dst, float sigma) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, dst);
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     if (src.empty()) return;
     if (&src != &dst && dst.create(src.rows(), src.cols(), src.type1()) < 0) return;
     GaussianFilter f(sigma, 2.0f * sigma);
     f.applyY(src, dst);
 }
 
-void gaussianDiffX(const Mat& src, Mat& dst, float sigma, float multiplier) {
+void gaussianDiffX(const Mat& srcIn, Mat& dst, float sigma, float multiplier) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, dst);
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     GaussianDiffFilter f;
     f.setupDiff(sigma, multiplier);
     f.applyDiff(src, dst, true);
 }
 
-void gaussianDiffY(const Mat& src, Mat& dst, float sigma, float multiplier) {
+void gaussianDiffY(const Mat& srcIn, Mat& dst, float sigma, float multiplier) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, dst);
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     GaussianDiffFilter f;
     f.setupDiff(sigma, multiplier);
     f.applyDiff(src, dst, false);
 }
 
-void dogfilter(const Mat& src, Mat& dst, float s1, float s2, float multiplier) {
+void dogfilter(const Mat& srcIn, Mat& dst, float s1, float s2, float multiplier) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, dst);
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     DoGFilter f;
     f.sigma1 = s1;
     f.sigma2 = s2;
@@ -551,7 +576,12 @@ void dogfilter(const Mat& src, Mat& dst, float s1, float s2, float multiplier) {
     f.apply(src, dst);
 }
 
-int blurringCircle(const Mat& src, Mat& dst, int radius, int a, int b, const Point2_<int>& centre) {
+int blurringCircle(const Mat& srcIn, Mat& dst, int radius, int a, int b,
+                   const Point2_<int>& centre) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, dst);
+    if (guard.failed()) return 0;
+    const Mat& src = guard.get();
     if (src.empty()) return 0;
     // The disc reads neighbours of pixels it has already written when src is
     // dst; filtering from a copy keeps every pixel a blur of the original.
@@ -568,7 +598,7 @@ int blurringCircle(const Mat& src, Mat& dst, int radius, int a, int b, const Poi
     GaussianFilter f(1.0f, 3.0f);
     // Only the part of the disc inside the image is visited; the rest is skipped.
     const long long r2 = (long long)radius * radius;
-    const long long dy0 = std::max<long long>(-radius, -(long long)centre.y);
+    const long long dy0 = std::max<long long>(-(long long)radius, -(long long)centre.y);
     const long long dy1 = std::min<long long>(radius, (long long)in->rows() - 1 - centre.y);
     for (long long dy = dy0; dy <= dy1; dy++) {
         const long long w = (long long)std::sqrt((double)(r2 - dy * dy));

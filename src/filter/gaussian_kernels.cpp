@@ -228,7 +228,7 @@ void convolveImageHoriz(const Mat_<float>* src, const Vec_<float>* kernel, Mat_<
     if (!in) return;
     const int rows = in->rows(), cols = in->cols(), len = kernel->length(), h = len / 2;
     const float* k = kernel->ptr();
-    const bool vec = checkHardwareSupport(2);
+    const bool vec = checkHardwareSupport(CPU_FLOAT_VECTORS);
     detail::forRows(rows, (double)cols * len, [&](int y0, int y1) {
         AutoBuffer<const float*> rp((unsigned)len);
         if (rp.size() < (size_t)len) return;  // out of memory: leave the stripe
@@ -258,7 +258,7 @@ void convolveImageVert(const Mat_<float>* src, const Vec_<float>* kernel, Mat_<f
     if (!in) return;
     const int rows = in->rows(), cols = in->cols(), len = kernel->length(), h = len / 2;
     const float* k = kernel->ptr();
-    const bool vec = checkHardwareSupport(2);
+    const bool vec = checkHardwareSupport(CPU_FLOAT_VECTORS);
     detail::forRows(rows, (double)cols * len, [&](int y0, int y1) {
         AutoBuffer<const float*> rp((unsigned)len);
         if (rp.size() < (size_t)len) return;  // out of memory: leave the stripe

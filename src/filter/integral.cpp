@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "detail/aliasing.h"
 #include "filter/integral_internal.h"
 #include "tarvo/ip/integral.h"
 
@@ -169,23 +170,43 @@ void integralDispatch(const Mat& src, Mat* sum, Mat* sqsum, Mat* tilted) {
 
 }  // namespace
 
-void integralImage(const Mat& src, Mat& sum) {
+void integralImage(const Mat& srcIn, Mat& sum) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, {&sum});
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     integralDispatch(src, &sum, nullptr, nullptr);
 }
 
-void integralImage(const Mat& src, Mat& sum, Mat& sqsum) {
+void integralImage(const Mat& srcIn, Mat& sum, Mat& sqsum) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, {&sum, &sqsum});
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     integralDispatch(src, &sum, &sqsum, nullptr);
 }
 
-void integralImage(const Mat& src, Mat& sum, Mat& tilted, Mat& sqsum) {
+void integralImage(const Mat& srcIn, Mat& sum, Mat& tilted, Mat& sqsum) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, {&sum, &tilted, &sqsum});
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     integralDispatch(src, &sum, &sqsum, &tilted);
 }
 
-void integralSquareImage(const Mat& src, Mat& sqsum) {
+void integralSquareImage(const Mat& srcIn, Mat& sqsum) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, {&sqsum});
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     integralDispatch(src, nullptr, &sqsum, nullptr);
 }
 
-void integralTiltedImage(const Mat& src, Mat& sum, Mat& tilted) {
+void integralTiltedImage(const Mat& srcIn, Mat& sum, Mat& tilted) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, {&sum, &tilted});
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     integralDispatch(src, &sum, nullptr, &tilted);
 }
 

@@ -15,11 +15,11 @@ int pyrBorderIndex(int p, int len, int mode) {
 }
 
 bool pyrUseIntVector() {
-    return checkHardwareSupport(3);
+    return checkHardwareSupport(CPU_INT_VECTORS);
 }
 
 bool pyrUseFloatVector() {
-    return checkHardwareSupport(2);
+    return checkHardwareSupport(CPU_FLOAT_VECTORS);
 }
 
 namespace {

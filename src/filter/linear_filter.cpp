@@ -4,6 +4,7 @@
 #include <cstring>
 #include <new>
 
+#include "detail/aliasing.h"
 #include "filter/filter2d_spectrum.h"
 #include "filter/linear_filter.h"
 #include "tarvo/tarvoutil.h"
@@ -15,7 +16,7 @@ int getKernelType(const Mat& kernel, Point2_<int> anchor) {
     const int rows = kernel.rows(), cols = kernel.cols();
     int type = KernelSmooth | KernelInteger;
     if (kernel.empty()) return KernelInteger;
-    if ((rows == 1 || cols == 1) && anchor.x * 2 + 1 == cols && anchor.y * 2 + 1 == rows)
+    if ((rows == 1 || cols == 1) && 2LL * anchor.x + 1 == cols && 2LL * anchor.y + 1 == rows)
         type |= KernelSymmetrical | KernelAsymmetrical;
     const int n = rows * cols;
     std::vector<double> k;
@@ -400,19 +401,24 @@ Ptr<FilterEngine> createSeparableLinearFilter(int srcType, int dstType, const Ma
 
 namespace {
 
-// Creates dst for the front ends; returns the source to read, which is a
-// copy when dst shares the source's pixels and must be re-created.
-bool prepareDestination(const Mat& src, Mat& dst, int ddepth, Mat& keep, const Mat*& in) {
+// Type word of a front end's destination, or -1 for a depth outside 1..5.
+int frontEndType(const Mat& src, int ddepth) {
     if (ddepth < 0) ddepth = src.type();
-    if (ddepth < MAT_Tuchar || ddepth > MAT_Tdouble) return false;
-    const int dtype = MAKETYPE(ddepth, src.channels());
-    in = &src;
-    const bool shares = &src == &dst || (dst.isValid() && dst.data.ptr[0] == src.data.ptr[0]);
-    if (shares && !(dst.type1() == dtype && dst.isEqualSize(src))) {
-        keep = src;
-        in = &keep;
-    }
-    return dst.create(src.rows(), src.cols(), dtype) >= 0;
+    if (ddepth < MAT_Tuchar || ddepth > MAT_Tdouble) return -1;
+    return MAKETYPE(ddepth, src.channels());
+}
+
+// Runs a built engine from src into dst, which is (re)created at src's size.
+// Everything that can refuse has been checked before, so dst is only touched
+// when it is going to be written; a dst that shares src's memory makes the
+// engine read a copy.
+void runFrontEnd(const Ptr<FilterEngine>& e, const Mat& src, Mat& dst, int dtype, int borderType) {
+    if (e.empty()) return;
+    tarvo::detail::SourceGuard in(src, dst);
+    if (in.failed()) return;
+    if (dst.create(src.rows(), src.cols(), dtype) < 0) return;
+    e->apply(*in, dst, Rect_<int>(0, 0, -1, -1), Point2_<int>(0, 0),
+             (borderType & BorderIsolatedBit) != 0);
 }
 
 bool frontEndArgs(const Mat& kernelLike, Point2_<int>& anchor, Size_<int> ksize, int borderType,
@@ -429,16 +435,16 @@ bool frontEndArgs(const Mat& kernelLike, Point2_<int>& anchor, Size_<int> ksize,
 void filter2D(const Mat& src, Mat& dst, int ddepth, const Mat& kernel, Point2_<int> anchor,
               double delta, int borderType) {
     if (src.empty() || kernel.empty()) return;
-    Mat keep;
-    const Mat* in = nullptr;
-    if (!prepareDestination(src, dst, ddepth, keep, in)) return;
+    const int dtype = frontEndType(src, ddepth);
     int mode;
-    if (!frontEndArgs(kernel, anchor, kernel.size(), borderType, mode)) return;
+    if (dtype < 0 || !frontEndArgs(kernel, anchor, kernel.size(), borderType, mode)) return;
+    Ptr<FilterEngine> e =
+        createLinearFilter(src.type1(), dtype, kernel, anchor, delta, mode, -1, Point4_<double>());
+    if (e.empty()) return;
+    tarvo::detail::SourceGuard in(src, dst);
+    if (in.failed() || dst.create(src.rows(), src.cols(), dtype) < 0) return;
     // Large kernels may go through the spectrum; it decides and reports whether it ran.
     if (tarvo::detail::filter2DSpectrum(*in, dst, kernel, anchor, delta, mode)) return;
-    Ptr<FilterEngine> e = createLinearFilter(in->type1(), dst.type1(), kernel, anchor, delta, mode,
-                                             -1, Point4_<double>());
-    if (e.empty()) return;
     e->apply(*in, dst, Rect_<int>(0, 0, -1, -1), Point2_<int>(0, 0),
              (borderType & BorderIsolatedBit) != 0);
 }
@@ -446,19 +452,14 @@ void filter2D(const Mat& src, Mat& dst, int ddepth, const Mat& kernel, Point2_<i
 void sepFilter2D(const Mat& src, Mat& dst, int ddepth, const Mat& rowKernel,
                  const Mat& columnKernel, Point2_<int> anchor, double delta, int borderType) {
     if (src.empty() || !isOneD(rowKernel) || !isOneD(columnKernel)) return;
-    Mat keep;
-    const Mat* in = nullptr;
-    if (!prepareDestination(src, dst, ddepth, keep, in)) return;
+    const int dtype = frontEndType(src, ddepth);
     const Size_<int> ks(rowKernel.rows() + rowKernel.cols() - 1,
                         columnKernel.rows() + columnKernel.cols() - 1);
     int mode;
-    if (!frontEndArgs(rowKernel, anchor, ks, borderType, mode)) return;
-    Ptr<FilterEngine> e =
-        createSeparableLinearFilter(in->type1(), dst.type1(), rowKernel, columnKernel, anchor,
-                                    delta, mode, -1, Point4_<double>());
-    if (e.empty()) return;
-    e->apply(*in, dst, Rect_<int>(0, 0, -1, -1), Point2_<int>(0, 0),
-             (borderType & BorderIsolatedBit) != 0);
+    if (dtype < 0 || !frontEndArgs(rowKernel, anchor, ks, borderType, mode)) return;
+    runFrontEnd(createSeparableLinearFilter(src.type1(), dtype, rowKernel, columnKernel, anchor,
+                                            delta, mode, -1, Point4_<double>()),
+                src, dst, dtype, borderType);
 }
 
 }  // namespace ip

@@ -191,7 +191,7 @@ struct RowVec_8u32s {
         for (int v : kx) ok = ok && v >= -32768 && v <= 32767;
     }
     int operator()(const unsigned char* src, unsigned char* dst, int width, int cn) const {
-        if (!ok || kx.empty() || !checkHardwareSupport(3)) return 0;
+        if (!ok || kx.empty() || !checkHardwareSupport(CPU_INT_VECTORS)) return 0;
         return detail::vecRow8u32s(src, reinterpret_cast<int32_t*>(dst), width * cn, kx.data(),
                                    int(kx.size()), cn);
     }
@@ -203,7 +203,7 @@ struct RowVec_32f {
     RowVec_32f() {}
     RowVec_32f(const float* k, int n, int /*form*/) : kx(k, k + n) {}
     int operator()(const unsigned char* src, unsigned char* dst, int width, int cn) const {
-        if (kx.empty() || !checkHardwareSupport(2)) return 0;
+        if (kx.empty() || !checkHardwareSupport(CPU_FLOAT_VECTORS)) return 0;
         return detail::vecRow32f(reinterpret_cast<const float*>(src), reinterpret_cast<float*>(dst),
                                  width * cn, kx.data(), int(kx.size()), cn);
     }
@@ -220,7 +220,7 @@ struct SymmRowSmallVec_8u32s {
         half = n / 2;
     }
     int operator()(const unsigned char* src, unsigned char* dst, int width, int cn) const {
-        if (!ok || form == detail::FormGeneric || !checkHardwareSupport(3)) return 0;
+        if (!ok || form == detail::FormGeneric || !checkHardwareSupport(CPU_INT_VECTORS)) return 0;
         return detail::vecSymmRowSmall8u32s(src + half * cn, reinterpret_cast<int32_t*>(dst),
                                             width * cn, kc.data(), form, cn);
     }
@@ -237,7 +237,7 @@ struct SymmRowSmallVec_32f {
         half = n / 2;
     }
     int operator()(const unsigned char* src, unsigned char* dst, int width, int cn) const {
-        if (form == detail::FormGeneric || !checkHardwareSupport(2)) return 0;
+        if (form == detail::FormGeneric || !checkHardwareSupport(CPU_FLOAT_VECTORS)) return 0;
         return detail::vecSymmRowSmall32f(reinterpret_cast<const float*>(src) + half * cn,
                                           reinterpret_cast<float*>(dst), width * cn, kc.data(),
                                           form, cn);
@@ -254,7 +254,7 @@ struct SymmColumnVec_32s8u {
     SymmColumnVec_32s8u(const int* kc_, int half_, bool symm, int delta_, int bits)
         : kc(kc_, kc_ + half_ + 1), half(half_), symmetric(symm), delta(delta_), shift(bits) {}
     int operator()(const unsigned char** src, unsigned char* dst, int width) const {
-        if (!checkHardwareSupport(3)) return 0;
+        if (!checkHardwareSupport(CPU_INT_VECTORS)) return 0;
         return detail::vecSymmCol32s8u(reinterpret_cast<const int32_t* const*>(src) + half, dst,
                                        width, kc.data(), half, symmetric, delta, shift);
     }
@@ -269,7 +269,7 @@ struct SymmColumnVec_32f {
     SymmColumnVec_32f(const float* kc_, int half_, bool symm, float delta_, int)
         : kc(kc_, kc_ + half_ + 1), half(half_), symmetric(symm), delta(delta_) {}
     int operator()(const unsigned char** src, unsigned char* dst, int width) const {
-        if (!checkHardwareSupport(2)) return 0;
+        if (!checkHardwareSupport(CPU_FLOAT_VECTORS)) return 0;
         return detail::vecSymmCol32f(reinterpret_cast<const float* const*>(src) + half,
                                      reinterpret_cast<float*>(dst), width, kc.data(), half,
                                      symmetric, delta);
@@ -285,7 +285,7 @@ struct SymmColumnSmallVec_32s16s {
     SymmColumnSmallVec_32s16s(int form_, int k0_, int k1_, int delta_)
         : form(form_), k0(k0_), k1(k1_), delta(delta_) {}
     int operator()(const unsigned char** src, unsigned char* dst, int width) const {
-        if (!checkHardwareSupport(3)) return 0;
+        if (!checkHardwareSupport(CPU_INT_VECTORS)) return 0;
         return detail::vecSymmColSmall32s16s(reinterpret_cast<const int32_t* const*>(src) + 1,
                                              reinterpret_cast<int16_t*>(dst), width, form, k0, k1,
                                              delta);
@@ -298,7 +298,7 @@ struct SymmColumnSmallVec_32f {
     SymmColumnSmallVec_32f(int form_, float k0_, float k1_, float delta_)
         : form(form_), k0(k0_), k1(k1_), delta(delta_) {}
     int operator()(const unsigned char** src, unsigned char* dst, int width) const {
-        if (!checkHardwareSupport(2)) return 0;
+        if (!checkHardwareSupport(CPU_FLOAT_VECTORS)) return 0;
         return detail::vecSymmColSmall32f(reinterpret_cast<const float* const*>(src) + 1,
                                           reinterpret_cast<float*>(dst), width, form, k0, k1,
                                           delta);
@@ -313,7 +313,7 @@ struct FilterVec_8u {
     FilterVec_8u() {}
     FilterVec_8u(const float* c, int nz, double delta_) : coeffs(c, c + nz), delta(float(delta_)) {}
     int operator()(const unsigned char** ptrs, unsigned char* dst, int width) const {
-        if (coeffs.empty() || !checkHardwareSupport(3)) return 0;
+        if (coeffs.empty() || !checkHardwareSupport(CPU_INT_VECTORS)) return 0;
         return detail::vecFilter8u(ptrs, coeffs.data(), int(coeffs.size()), dst, width, delta);
     }
     std::vector<float> coeffs;
@@ -325,7 +325,7 @@ struct FilterVec_32f {
     FilterVec_32f(const float* c, int nz, double delta_)
         : coeffs(c, c + nz), delta(float(delta_)) {}
     int operator()(const unsigned char** ptrs, unsigned char* dst, int width) const {
-        if (coeffs.empty() || !checkHardwareSupport(2)) return 0;
+        if (coeffs.empty() || !checkHardwareSupport(CPU_FLOAT_VECTORS)) return 0;
         return detail::vecFilter32f(reinterpret_cast<const float* const*>(ptrs), coeffs.data(),
                                     int(coeffs.size()), reinterpret_cast<float*>(dst), width,
                                     delta);

@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "filter/direct_filter.h"
-#include "filter/overlap.h"
+#include "detail/aliasing.h"
 #include "tarvo/ip/filter.h"
 #include "tarvo/parallel.h"
 
@@ -100,7 +100,7 @@ void histRows(const Mat& s, Mat& d, Taps ty, Taps tx, int c, int ya, int yb) {
     const int start = std::max(ya - ty.lo, 0), end = std::min(ya + ty.hi, rows - 1);
     for (int r = start; r <= end; r++) addRow(r, 1);
     std::vector<H> win(stride);
-    const bool vec = checkHardwareSupport(3);
+    const bool vec = checkHardwareSupport(CPU_INT_VECTORS);
     for (int y = ya; y < yb; y++) {
         if (y > ya) {
             if (y - ty.lo - 1 >= 0) addRow(y - ty.lo - 1, -1);
@@ -210,7 +210,7 @@ void median(const Mat& src, Mat& dst, int window, filterintype kind) {
         dst.release();
         if (dst.create(*s, false) < 0) return;
     }
-    const bool vec = checkHardwareSupport(3);
+    const bool vec = checkHardwareSupport(CPU_INT_VECTORS);
     if (depth == MAT_Tuchar && vec) {
         if (!line && (window == 3 || window == 5))
             networkAll(*s, dst, window);

@@ -8,7 +8,7 @@
 #include <new>
 
 #include "filter/morph_filter.h"
-#include "filter/overlap.h"
+#include "detail/aliasing.h"
 #include "tarvo/tarvoutil.h"
 
 namespace tarvo {
@@ -330,13 +330,9 @@ void morphOp(int op, const Mat& src, Mat& dst, const Mat& elementIn, Point2_<int
 
     // A source that shares memory with dst is read from a copy, so that the
     // engine can run its stripes in parallel and dst can be re-created.
-    Mat keep;
-    const Mat* in = &src;
-    if (tarvo::detail::sharesMemory(src, dst)) {
-        keep = src;
-        if (keep.empty()) return;
-        in = &keep;
-    }
+    tarvo::detail::SourceGuard guard(src, dst);
+    if (guard.failed()) return;
+    const Mat* in = &guard.get();
     if (dst.create(src.rows(), src.cols(), src.type1()) < 0) return;
     engine->apply(*in, dst);
     if (iterations == 1) return;

@@ -6,30 +6,13 @@
 #include <cstring>
 #include <vector>
 
+#include "detail/aliasing.h"
 #include "tarvo/ip/morphology.h"
 
 namespace tarvo {
 namespace ip {
 
 namespace {
-
-bool overlaps(const Mat& a, const Mat& b) {
-    if (&a == &b) return true;
-    if (a.empty() || b.empty()) return false;
-    const size_t ra = size_t(a.rowByteSize()), rb = size_t(b.rowByteSize());
-    uintptr_t alo = UINTPTR_MAX, ahi = 0, blo = UINTPTR_MAX, bhi = 0;
-    for (int y = 0; y < a.rows(); y++) {
-        const uintptr_t p = reinterpret_cast<uintptr_t>(a.data.ptr[y]);
-        alo = p < alo ? p : alo;
-        ahi = p + ra > ahi ? p + ra : ahi;
-    }
-    for (int y = 0; y < b.rows(); y++) {
-        const uintptr_t p = reinterpret_cast<uintptr_t>(b.data.ptr[y]);
-        blo = p < blo ? p : blo;
-        bhi = p + rb > bhi ? p + rb : bhi;
-    }
-    return alo < bhi && blo < ahi;
-}
 
 // dilate (any non-zero byte sets the window) or erode (every byte must be
 // 255). The source is read as one byte per column, whatever its type.
@@ -38,13 +21,9 @@ void binaryMorph(bool dilation, const Mat& src, Mat& dst, int kernelWidth, int k
     const int w = kernelWidth / 2, h = kernelHeight / 2;
     const int rows = src.rows(), cols = src.cols();
 
-    Mat keep;
-    const Mat* in = &src;
-    if (overlaps(src, dst)) {
-        keep = src;
-        if (keep.empty()) return;
-        in = &keep;
-    }
+    tarvo::detail::SourceGuard guard(src, dst);
+    if (guard.failed()) return;
+    const Mat* in = &guard.get();
     const int created = dst.create(rows, cols, MAT_Tuchar);
     if (created < 0) return;
     // Dilation clears the whole destination; erosion keeps the band of a

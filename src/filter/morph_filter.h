@@ -63,13 +63,13 @@ struct VMorphTag {
     typedef T type;
     enum { op = OP, feature = FEATURE };
 };
-typedef VMorphTag<uint8_t, 0, 3> VMin8u;
-typedef VMorphTag<uint8_t, 1, 3> VMax8u;
-typedef VMorphTag<int16_t, 0, 3> VMin16s;
-typedef VMorphTag<int16_t, 1, 3> VMax16s;
-typedef VMorphTag<uint16_t, 0, 3> VMin16u;
-typedef VMorphTag<float, 0, 2> VMin32f;
-typedef VMorphTag<float, 1, 2> VMax32f;
+typedef VMorphTag<uint8_t, 0, CPU_INT_VECTORS> VMin8u;
+typedef VMorphTag<uint8_t, 1, CPU_INT_VECTORS> VMax8u;
+typedef VMorphTag<int16_t, 0, CPU_INT_VECTORS> VMin16s;
+typedef VMorphTag<int16_t, 1, CPU_INT_VECTORS> VMax16s;
+typedef VMorphTag<uint16_t, 0, CPU_INT_VECTORS> VMin16u;
+typedef VMorphTag<float, 0, CPU_FLOAT_VECTORS> VMin32f;
+typedef VMorphTag<float, 1, CPU_FLOAT_VECTORS> VMax32f;
 
 template <class V>
 struct MorphRowVec {

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "detail/aliasing.h"
 #include "filter/integral_internal.h"
 #include "tarvo/ip/integral.h"
 
@@ -388,11 +389,19 @@ void pyrFront(const Mat& src, Mat& dst, const Size_<int>& size, int borderType) 
 
 }  // namespace
 
-void pyrDown(const Mat& src, Mat& dst, const Size_<int>& size, int borderType) {
+void pyrDown(const Mat& srcIn, Mat& dst, const Size_<int>& size, int borderType) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, dst);
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     pyrFront<true>(src, dst, size, borderType);
 }
 
-void pyrUp(const Mat& src, Mat& dst, const Size_<int>& size, int borderType) {
+void pyrUp(const Mat& srcIn, Mat& dst, const Size_<int>& size, int borderType) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, dst);
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     pyrFront<false>(src, dst, size, borderType);
 }
 

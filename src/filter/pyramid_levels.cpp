@@ -18,9 +18,13 @@ std::vector<PyramidLevel> planPyramid(int cols, int rows, int minSize, float sca
     if (logRatio < 0.0f) return levels;
     const int count = truncInt(logRatio / std::log(scaleFactor)) + 1;
     float s = scaleFactor;
-    for (int i = 1; i < count; i++) {
+    const long long areaLimit = (long long)cols * rows * kMaxPyramidAreaFactor;
+    long long area = (long long)cols * rows;
+    for (int i = 1; i < count && i < kMaxPyramidLevels; i++) {
         const int w = truncInt(float(cols) / s), h = truncInt(float(rows) / s);
         if (w < 1 || h < 1) break;
+        area += (long long)w * h;
+        if (area > areaLimit) break;
         levels.push_back({Size_<int>(w, h), s});
         s *= scaleFactor;
     }

@@ -23,6 +23,11 @@ struct PyramidLevel {
 // ((int)(cols / s), (int)(rows / s)). A source already below minSize, a
 // minSize below 1 or a factor not above 1 give level 0 alone; an empty source
 // gives no level.
+// The work is bounded by the request: at most kMaxPyramidLevels levels, and
+// the levels' areas together at most kMaxPyramidAreaFactor times level 0's;
+// the plan stops before the first level that would break either bound.
+constexpr int kMaxPyramidLevels = 256;
+constexpr long long kMaxPyramidAreaFactor = 32;
 TARVO_EXPORTS std::vector<PyramidLevel> planPyramid(int cols, int rows, int minSize,
                                                     float scaleFactor);
 

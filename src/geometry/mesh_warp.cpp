@@ -5,7 +5,7 @@
 #include <cmath>
 #include <vector>
 
-#include "../filter/overlap.h"
+#include "detail/aliasing.h"
 #include "mesh_warp_internal.h"
 #include "tarvo/ip/shapes.h"
 #include "tarvo/parallel.h"
@@ -114,7 +114,7 @@ public:
         std::vector<float> fx((size_t)cols), fy((size_t)cols);
         std::vector<unsigned char> vals((size_t)cols * 3);
         std::vector<int> at((size_t)cols);
-        const bool vec = checkHardwareSupport(2);
+        const bool vec = checkHardwareSupport(CPU_FLOAT_VECTORS);
         const bool gather = vec && cn == 3 && m_gatherable;
         const unsigned char* img = m_src.ptr<unsigned char>(0);
         const int stride = m_src.rowByteSize();

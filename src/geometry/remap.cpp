@@ -6,7 +6,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "filter/overlap.h"
+#include "detail/aliasing.h"
 #include "geometry/interp_coeffs.h"
 #include "geometry/warp_internal.h"
 #include "tarvo/ip/filter.h"
@@ -222,48 +222,41 @@ void remapRow(const RemapParams& p, const short* xy, const unsigned short* a, T*
         interpRow<T, 8>(p, tab, xy, a, d, n, fill);
 }
 
-// The linear byte routine through the vector kernel (sources that own their
-// padded pixels only, as the gathers read past a sample): runs of positions whose
-// 2 x 2 taps lie inside go to the kernel as element offsets and fraction
-// codes; border positions take the scalar routine. Same sums, same bytes.
-void remapLinearRowVector(const RemapParams& p, const short* xy, const unsigned short* a,
-                          unsigned char* d, int n, long long pitch, std::vector<int32_t>& buf) {
-    const Mat& src = *p.src;
-    const int cols = src.cols(), rows = src.rows(), cn = src.channels();
-    const int* w = interpTable(1).i.data();
-    buf.resize(size_t(n) * size_t(cn) * 2);
-    int32_t* off = buf.data();
-    int32_t* code = off + size_t(n) * cn;
-    const unsigned char* base = src.data.ptr[0];
-    const int dy = int(pitch);
+// The linear table's four weights of each code as two 32-bit words (low and
+// high 16 bits): every entry lies in 0..32768, so it fits unsigned 16 bits.
+const uint32_t* packedLinear() {
+    static const std::vector<uint32_t> packed = [] {
+        const std::vector<int>& t = interpTable(1).i;
+        std::vector<uint32_t> p(size_t(kTabSize2) * 2);
+        for (size_t c = 0; c < size_t(kTabSize2); c++) {
+            p[2 * c] = uint32_t(t[4 * c]) | uint32_t(t[4 * c + 1]) << 16;
+            p[2 * c + 1] = uint32_t(t[4 * c + 2]) | uint32_t(t[4 * c + 3]) << 16;
+        }
+        return p;
+    }();
+    return packed.data();
+}
+
+// Positions handed to the scalar routine after a vector kernel stops: at
+// least one vector's worth, so the kernel restarts past the position that
+// stopped it.
+constexpr int kScalarRun = 16;
+
+// The linear byte routine through the vector kernel: runs of positions whose
+// 2 x 2 taps lie inside go to the kernel; the group that stops it takes the
+// scalar routine. Same sums, same bytes.
+void remapLinearRowVector(const RemapParams& p, const ByteImage& img, const short* xy,
+                          const unsigned short* a, unsigned char* d, int n) {
+    const uint32_t* packed = packedLinear();
+    const int cn = img.cn;
     int x = 0;
     while (x < n) {
-        const int start = x;
-        int e = 0;
-        for (; x < n; x++) {
-            const int x0 = xy[2 * x], y0 = xy[2 * x + 1];
-            if (x0 < 0 || y0 < 0 || x0 + 2 > cols || y0 + 2 > rows) break;
-            const int32_t o = int32_t(y0 * pitch + x0 * cn), c = a ? (a[x] & 1023) : 0;
-            for (int k = 0; k < cn; k++, e++) {
-                off[e] = o + k;
-                code[e] = c;
-            }
-        }
-        if (e) {
-            unsigned char* out = d + size_t(start) * cn;
-            int i = remapLinear8u(base, off, code, w, cn, dy, out, e);
-            for (; i < e; i++) {
-                const unsigned char* q = base + off[i];
-                const int* t = w + 4 * code[i];
-                const int sum = t[0] * q[0] + t[1] * q[cn] + t[2] * q[dy] + t[3] * q[dy + cn];
-                const int r = (sum + (1 << 14)) >> 15;
-                out[i] = (unsigned char)(r < 0 ? 0 : r > 255 ? 255 : r);
-            }
-        }
-        if (x < n) {
-            remapRow<unsigned char>(p, xy + 2 * x, a ? a + x : nullptr, d + size_t(x) * cn, 1);
-            x++;
-        }
+        x += remapLinearRow8u(img, xy + 2 * x, a ? a + x : nullptr, packed, d + size_t(x) * cn,
+                              n - x);
+        if (x >= n) break;
+        const int m = std::min(kScalarRun, n - x);
+        remapRow<unsigned char>(p, xy + 2 * x, a ? a + x : nullptr, d + size_t(x) * cn, m);
+        x += m;
     }
 }
 
@@ -286,6 +279,19 @@ inline void toFixed(float x, float y, bool nearest, short* xy, unsigned short* a
     if (a) *a = (unsigned short)(((sy & 31) << 5) | (sx & 31));
 }
 
+// Interpolating positions of n map entries (a two-channel row, or two rows)
+// through the vector kernel, groups it stops at through toFixed.
+void mapRowFixed(const float* mx, const float* my, bool two, short* xy, unsigned short* a, int n) {
+    int x = 0;
+    while (x < n) {
+        x += mapToFixed(two ? mx + 2 * x : mx + x, two ? nullptr : my + x, two ? 2 : 1, xy + 2 * x,
+                        a + x, n - x);
+        const int e = std::min(n, x + kScalarRun);
+        for (; x < e; x++)
+            toFixed(two ? mx[2 * x] : mx[x], two ? mx[2 * x + 1] : my[x], false, xy + 2 * x, a + x);
+    }
+}
+
 template <typename T>
 class RemapBody : public ParallelLoopBody {
 public:
@@ -298,16 +304,15 @@ public:
         std::vector<short> xy(size_t(bw) * 2);
         std::vector<unsigned short> fa(static_cast<size_t>(bw));
         const bool nearest = p_.interpolation == 0;
-        const long long pitch =
-            std::is_same<T, unsigned char>::value && p_.interpolation == 1 &&
-                    checkHardwareSupport(3) && p_.src->m_mode == 0 && !p_.src->isRefered()
-                ? evenPitch(p_.src->data.ptr, p_.src->rows(), p_.src->rowByteSize())
-                : -1;
-        std::vector<int32_t> vbuf;
+        ByteImage img{};
+        const bool vecLinear = std::is_same<T, unsigned char>::value && p_.interpolation == 1 &&
+                               cn <= 4 && checkHardwareSupport(CPU_INT_VECTORS) &&
+                               byteImageOf(*p_.src, img);
+        const bool vecMap = !nearest && checkHardwareSupport(CPU_INT_VECTORS);
         auto row = [&](const short* pos, const unsigned short* fr, T* d, int n) {
             if constexpr (std::is_same<T, unsigned char>::value) {
-                if (pitch >= 0) {
-                    remapLinearRowVector(p_, pos, fr, d, n, pitch, vbuf);
+                if (vecLinear) {
+                    remapLinearRowVector(p_, img, pos, fr, d, n);
                     return;
                 }
             }
@@ -332,12 +337,15 @@ public:
                     const bool two = p_.map1->channels() == 2;
                     const float* mx = p_.map1->ptr<float>(y) + (two ? 2 * size_t(x0) : size_t(x0));
                     const float* my = two ? nullptr : p_.map2->ptr<float>(y) + x0;
-                    for (int x = 0; x < n; x++) {
-                        const float fx = two ? mx[2 * x] : mx[x];
-                        const float fy = two ? mx[2 * x + 1] : my[x];
-                        toFixed(fx, fy, nearest, &xy[2 * size_t(x)],
-                                nearest ? nullptr : &fa[size_t(x)]);
-                    }
+                    if (vecMap)
+                        mapRowFixed(mx, my, two, xy.data(), fa.data(), n);
+                    else
+                        for (int x = 0; x < n; x++) {
+                            const float fx = two ? mx[2 * x] : mx[x];
+                            const float fy = two ? mx[2 * x + 1] : my[x];
+                            toFixed(fx, fy, nearest, &xy[2 * size_t(x)],
+                                    nearest ? nullptr : &fa[size_t(x)]);
+                        }
                     row(xy.data(), nearest ? nullptr : fa.data(), d, n);
                 }
             }
@@ -470,10 +478,16 @@ void convertMaps(const Mat& map1, const Mat& map2, Mat& dstMap1, Mat& dstMap2, i
         o1.create(rows, cols, kMapShort2);
         if (!nearest) o2.create(rows, cols, MAT_Tshort);
         if (o1.empty() || (!nearest && o2.empty())) return;
+        const bool vec = form != 2 && !nearest && checkHardwareSupport(CPU_INT_VECTORS);
         for (int y = 0; y < rows; y++) {
             short* d = o1.ptr<short>(y);
             unsigned short* a =
                 nearest ? nullptr : reinterpret_cast<unsigned short*>(o2.ptr<short>(y));
+            if (vec) {
+                detail::mapRowFixed(map1.ptr<float>(y), form == 1 ? nullptr : map2.ptr<float>(y),
+                                    form == 1, d, a, cols);
+                continue;
+            }
             for (int x = 0; x < cols; x++) {
                 if (form == 2) {
                     d[2 * x] = ix->ptr<short>(y)[2 * x];

@@ -9,6 +9,8 @@
 #include <type_traits>
 #include <vector>
 
+#include "detail/aliasing.h"
+#include "detail/checked.h"
 #include "geometry/interp_coeffs.h"
 #include "geometry/resize_internal.h"
 #include "geometry/scale_xy.h"
@@ -23,10 +25,10 @@ namespace tarvo {
 namespace detail {
 
 bool resizeUseIntVector() {
-    return checkHardwareSupport(3);
+    return checkHardwareSupport(CPU_INT_VECTORS);
 }
 bool resizeUseFloatVector() {
-    return checkHardwareSupport(2);
+    return checkHardwareSupport(CPU_FLOAT_VECTORS);
 }
 
 namespace {
@@ -368,8 +370,9 @@ void resizeEngine(const Mat& src, Mat& dst, int code) {
 // Whether codes 1 to 4 can serve this input without tables beyond the limit.
 bool resizeEngineAccepts(int depth, int width, int height, int cn) {
     if (!kGenericTab[depth & 7]) return false;
-    return (long long)width * cn * kMaxKsize <= kMaxTableEntries &&
-           (long long)height * kMaxKsize <= kMaxTableEntries;
+    int64_t wTaps, hTaps;
+    return tarvo::detail::checkedMul(width, cn, kMaxKsize, wTaps) && wTaps <= kMaxTableEntries &&
+           tarvo::detail::checkedMul(height, kMaxKsize, hTaps) && hTaps <= kMaxTableEntries;
 }
 
 }  // namespace detail
@@ -396,29 +399,10 @@ bool ScaleXY::scaleBilinear(const Mat& src, Mat& dst) {
 namespace ip {
 namespace {
 
-// Address range [lo, hi) covered by the rows of m.
-void pixelRange(const Mat& m, const unsigned char*& lo, const unsigned char*& hi) {
-    const size_t rb = (size_t)m.rowByteSize();
-    lo = hi = nullptr;
-    for (int r = 0; r < m.rows(); r++) {
-        const unsigned char* p = m.data.ptr[r];
-        if (!lo || p < lo) lo = p;
-        if (!hi || p + rb > hi) hi = p + rb;
-    }
-}
-
-bool sharesPixels(const Mat& a, const Mat& b) {
-    if (&a == &b) return true;
-    if (!a.isValid() || !b.isValid()) return false;
-    if (a.data.ptr == b.data.ptr) return true;
-    const unsigned char *alo, *ahi, *blo, *bhi;
-    pixelRange(a, alo, ahi);
-    pixelRange(b, blo, bhi);
-    return alo < bhi && blo < ahi;
-}
-
 bool sizeAccepted(int width, int height, int cn) {
-    return width > 0 && height > 0 && (long long)width * height * cn <= MAT_MAX_ELEMENTS;
+    int64_t n;
+    return width > 0 && height > 0 && tarvo::detail::checkedMul(width, height, cn, n) &&
+           n <= MAT_MAX_ELEMENTS;
 }
 
 // (int)(n * scale + 0.5), computed so that NaN and huge values give 0 or a refusal.
@@ -436,14 +420,11 @@ void resize(const Mat& src, Mat& dst, int width, int height, int interpolation) 
     if (interpolation != ResizeScaleXY &&
         !detail::resizeEngineAccepts(src.type(), width, height, cn))
         return;
-    Mat copy;
-    const Mat* s = &src;
-    if (sharesPixels(src, dst)) {
-        // The destination is about to be re-created or written: read from a copy.
-        copy = src;
-        if (!copy.isValid()) return;
-        s = &copy;
-    }
+    // The destination is about to be re-created or written: a source that
+    // shares its memory is read from a copy.
+    tarvo::detail::SourceGuard guard(src, dst);
+    if (guard.failed()) return;
+    const Mat* s = &guard.get();
     if (dst.create(height, width, src.type1()) < 0) return;
     if (interpolation == ResizeScaleXY)
         ScaleXY::process(*s, dst);

@@ -4,13 +4,17 @@
 // the end, and checks everything it can refuse before it touches the target.
 #include <algorithm>
 #include <climits>
+#include <cstdint>
 #include <cmath>
 #include <cstring>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
+#include "detail/aliasing.h"
 #include "geometry/rows_parallel.h"
 #include "geometry/transform_sampler.h"
+#include "geometry/warp_internal.h"
 #include "tarvo/ip/geometry.h"
 #include "tarvo/saturate.h"
 
@@ -69,11 +73,18 @@ template <typename P>
 void quarterTurn(const Mat& src, Mat& dst, int type) {
     const int rows = src.rows(), cols = src.cols();
     const int B = 32;
+    // Pixels of 3 and 4 bytes turn in groups of 4 x 4 in vector registers.
+    const bool vec = (sizeof(P) == 3 || sizeof(P) == 4) && checkHardwareSupport(CPU_INT_VECTORS);
     detail::forRows((rows + B - 1) / B, double(rows) * cols, [&](int b0, int b1) {
         for (int by = b0 * B; by < std::min(rows, b1 * B); by += B) {
             const int ye = std::min(rows, by + B);
             for (int bx = 0; bx < cols; bx += B) {
                 const int xe = std::min(cols, bx + B);
+                if (vec) {
+                    detail::quarterTurnBlock(src.data.ptr, dst.data.ptr, int(sizeof(P)), type, rows,
+                                             cols, by, ye, bx, xe);
+                    continue;
+                }
                 if (type == Rotate180) {
                     for (int y = by; y < ye; y++) {
                         const P* s = src.ptr<P>(y);
@@ -402,31 +413,66 @@ void resampleSimple(const Mat& src, Mat& tmp, int sampler) {
 // adds wy[j] times the row sums in order. The operations are those of the
 // per-pixel sampler, so the bytes are the same. Pixels whose support lies
 // wholly outside take the per-pixel path.
+//
+// The vector passes do the same operations with one output per lane: columns
+// whose taps lie inside gather from the source row converted to float, with
+// the first tap and the weights of every column laid out once per call.
+// Stripes hold at least 32 output rows, so that refilling the ring at each
+// stripe's start stays a small part of the work.
 template <typename T, int N>
 void kernelRows(const SampleSource<T>& s, const std::vector<AxisTaps>& ax,
                 const std::vector<AxisTaps>& ay, Mat& tmp) {
     const int W = tmp.cols(), H = tmp.rows(), cn = s.cn;
-    const size_t rowLen = size_t(W) * size_t(cn);
-    detail::forRows(H, double(W) * H * N, [&](int r0, int r1) {
-        std::vector<float> ring(rowLen * N);
+    const size_t rowLen = size_t(W) * size_t(cn), srcLen = size_t(s.cols) * size_t(cn);
+    const bool vec = cn <= 4 && checkHardwareSupport(CPU_INT_VECTORS);
+    std::vector<int32_t> first(vec ? size_t(W) : 0);
+    std::vector<float> wcol(vec ? size_t(W) * N : 0);
+    std::vector<int> outsideCols;
+    for (int x = 0; x < W; x++) {
+        const AxisTaps& a = ax[size_t(x)];
+        if (a.outside) outsideCols.push_back(x);
+        if (!vec) continue;
+        first[size_t(x)] = a.inside ? a.i0 * cn : 0;
+        for (int i = 0; i < N; i++) wcol[size_t(i) * W + size_t(x)] = a.w[i];
+    }
+    const double stripes = std::min(double(W) * H * N / 65536.0, double(H / 32));
+    detail::forRows(H, stripes * 65536.0, [&](int r0, int r1) {
+        std::vector<float> ring(rowLen * N), srcRow(vec ? srcLen : 0);
         long long tag[N];
         for (int j = 0; j < N; j++) tag[j] = LLONG_MIN;
+        auto fillScalar = [&](int r, bool rowIn, int x, float* h) {
+            const AxisTaps& a = ax[size_t(x)];
+            float* o = h + size_t(x) * cn;
+            for (int k = 0; k < cn; k++) o[k] = 0.0f;
+            if (rowIn && a.inside) {
+                const T* p = s.src->template ptr<T>(r) + size_t(a.i0) * size_t(cn);
+                for (int i = 0; i < N; i++, p += cn)
+                    for (int k = 0; k < cn; k++) o[k] += a.w[i] * float(p[k]);
+            } else {
+                for (int i = 0; i < N; i++) {
+                    const T* p = s.read(a.i0 + i, r);
+                    for (int k = 0; k < cn; k++) o[k] += a.w[i] * float(p[k]);
+                }
+            }
+        };
         auto fill = [&](int r, float* h) {
             const bool rowIn = r >= 0 && r < s.rows;
-            for (int x = 0; x < W; x++) {
-                const AxisTaps& a = ax[size_t(x)];
-                float* o = h + size_t(x) * cn;
-                for (int k = 0; k < cn; k++) o[k] = 0.0f;
-                if (rowIn && a.inside) {
-                    const T* p = s.src->template ptr<T>(r) + size_t(a.i0) * size_t(cn);
-                    for (int i = 0; i < N; i++, p += cn)
-                        for (int k = 0; k < cn; k++) o[k] += a.w[i] * float(p[k]);
-                } else {
-                    for (int i = 0; i < N; i++) {
-                        const T* p = s.read(a.i0 + i, r);
-                        for (int k = 0; k < cn; k++) o[k] += a.w[i] * float(p[k]);
-                    }
+            if (!vec || !rowIn) {
+                for (int x = 0; x < W; x++) fillScalar(r, rowIn, x, h);
+                return;
+            }
+            const T* p = s.src->template ptr<T>(r);
+            for (size_t i = 0; i < srcLen; i++) srcRow[i] = float(p[i]);
+            for (int x = 0; x < W;) {
+                if (!ax[size_t(x)].inside) {
+                    fillScalar(r, rowIn, x++, h);
+                    continue;
                 }
+                int e = x;
+                while (e < W && ax[size_t(e)].inside) e++;
+                detail::resampleHorizontal(srcRow.data(), first.data() + x, wcol.data() + x, W, N,
+                                           cn, h + size_t(x) * cn, e - x);
+                x = e;
             }
         };
         std::vector<float> acc(rowLen);
@@ -442,21 +488,29 @@ void kernelRows(const SampleSource<T>& s, const std::vector<AxisTaps>& ax,
                 }
                 rows[j] = ring.data() + rowLen * size_t(slot);
             }
-            for (size_t i = 0; i < rowLen; i++) acc[i] = 0.0f;
-            for (int j = 0; j < N; j++) {
-                const float wy = b.w[j];
-                const float* h = rows[j];
-                for (size_t i = 0; i < rowLen; i++) acc[i] += wy * h[i];
-            }
             T* d = tmp.ptr<T>(y);
-            for (int x = 0; x < W; x++, d += cn) {
-                if (ax[size_t(x)].outside || b.outside) {
-                    detail::samplePrepared(s, ax[size_t(x)], b, d);
-                    continue;
-                }
-                const float* a = acc.data() + size_t(x) * cn;
-                for (int k = 0; k < cn; k++) d[k] = detail::clampKernelSum<T>(a[k]);
+            if (b.outside) {
+                for (int x = 0; x < W; x++, d += cn) detail::samplePrepared(s, ax[size_t(x)], b, d);
+                continue;
             }
+            if (std::is_same<T, unsigned char>::value && vec) {
+                detail::resampleVertical8u(rows, b.w, N, reinterpret_cast<uint8_t*>(d),
+                                           int(rowLen));
+            } else {
+                if (vec) {
+                    detail::resampleVertical(rows, b.w, N, acc.data(), int(rowLen));
+                } else {
+                    for (size_t i = 0; i < rowLen; i++) acc[i] = 0.0f;
+                    for (int j = 0; j < N; j++) {
+                        const float wy = b.w[j];
+                        const float* h = rows[j];
+                        for (size_t i = 0; i < rowLen; i++) acc[i] += wy * h[i];
+                    }
+                }
+                for (size_t i = 0; i < rowLen; i++) d[i] = detail::clampKernelSum<T>(acc[i]);
+            }
+            for (int x : outsideCols)
+                detail::samplePrepared(s, ax[size_t(x)], b, d + size_t(x) * cn);
         }
     });
 }
@@ -572,10 +626,18 @@ bool ipRotate<T>::process(Mat& src, Mat* dst) {
     Mat tmp;
     if (mode == 0) {
         if (rotateType < RotateLeft90 || rotateType > Rotate180) return true;
-        if (rotateType == Rotate180)
-            tmp.create(src.rows(), src.cols(), src.type1());
-        else
-            tmp.create(src.cols(), src.rows(), src.type1());
+        const int R = rotateType == Rotate180 ? src.rows() : src.cols();
+        const int C = rotateType == Rotate180 ? src.cols() : src.rows();
+        // A destination that owns pixels of the result's shape, apart from the
+        // source's, is written in place: a quarter turn cannot fail past this
+        // point, and fresh pages would cost more than the turn itself.
+        if (dst && dst != &src && dst->m_mode == 0 && !dst->isRefered() && !dst->empty() &&
+            dst->rows() == R && dst->cols() == C && dst->type1() == src.type1() &&
+            !detail::sharesMemory(src, *dst)) {
+            quarterTurnAny(src, *dst, rotateType);
+            return true;
+        }
+        tmp.create(R, C, src.type1());
         if (tmp.empty()) return false;
         quarterTurnAny(src, tmp, rotateType);
     } else if (mode == 1) {

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "filter/overlap.h"
+#include "detail/aliasing.h"
 #include "geometry/rows_parallel.h"
 #include "geometry/transform_solvers.h"
 #include "geometry/warp_internal.h"
@@ -17,27 +17,6 @@ namespace tarvo {
 namespace detail {
 
 namespace {
-
-// Fixed-point position along an axis of n samples: index and 10-bit fraction.
-inline void fixedPos(float s, int n, int& i0, int& i1, int& f) {
-    int x;
-    if (n < 2) {  // one sample: both taps at 0
-        i0 = i1 = 0;
-        f = 0;
-        return;
-    }
-    if (s < 0.0f)
-        x = 0;
-    else if (s > float(n - 2))
-        x = (n - 1) * 1024 - 1024;
-    else if (s == s)
-        x = int(s * 1024.0f);  // 0 .. (n - 2) * 1024: in range
-    else
-        x = 0;  // NaN
-    i0 = x >> 10;
-    i1 = i0 + 1;
-    f = x & 1023;
-}
 
 // Float position clamped to 0 .. n - 1 (NaN to 0), its two taps and fraction.
 inline void floatPos(float s, int n, int& i0, int& i1, float& f) {
@@ -139,41 +118,20 @@ void affineRowBytes(const Mat& src, unsigned char* d, int cols, float sx, float 
     }
 }
 
-// The byte affine row through the vector kernel: positions from the scalar
-// running sums into a row buffer of element offsets and fractions, then the
-// gathered bilinear; the kernel's tail is finished by the same formula.
-// `stride` is the source's constant row pitch.
-void affineRowBytesVector(const Mat& src, unsigned char* d, int cols, float sx, float sy, float ax,
-                          float ay, long long stride, std::vector<int32_t>& buf) {
-    const int cn = src.channels(), sc = src.cols(), sr = src.rows(), n = cols * cn;
-    buf.resize(size_t(n) * 3);
-    int32_t *off = buf.data(), *fxs = off + n, *fys = fxs + n;
-    for (int j = 0; j < cols; j++, sx += ax, sy += ay) {
-        int x0, x1, y0, y1, fx, fy;
-        fixedPos(sx, sc, x0, x1, fx);
-        fixedPos(sy, sr, y0, y1, fy);
-        const int32_t o = int32_t(y0 * stride + x0 * cn);
-        for (int k = 0; k < cn; k++) {
-            off[j * cn + k] = o + k;
-            fxs[j * cn + k] = fx;
-            fys[j * cn + k] = fy;
-        }
-    }
-    // A source one sample wide or high keeps both taps on index 0.
-    const int dx = sc > 1 ? cn : 0, dy = sr > 1 ? int(stride) : 0;
-    const unsigned char* base = src.data.ptr[0];
-    int e = warpBilinear8u(base, off, fxs, fys, dx, dy, d, n);
-    for (; e < n; e++) {
-        const unsigned char* p = base + off[e];
-        d[e] = (unsigned char)bilinear10(p[0], p[dx], p[dy], p[dx + dy], fxs[e], fys[e]);
-    }
-}
-
-// The kernels read up to three bytes past a sample, so they run only on
-// matrices that own their pixels (and with them the padding behind them).
-long long pitchOf(const Mat& m) {
-    if (m.m_mode != 0 || m.isRefered()) return -1;
-    return evenPitch(m.data.ptr, m.rows(), m.rowByteSize());
+// The source as one block for the vector kernels: rows evenly spaced (32-bit
+// offsets), and how far reads may go. Owned pixels have padding behind them,
+// so gathers may run three bytes past the last sample; other sources stop at
+// the last row's end, and the kernels finish pixels near it with scalar code.
+bool byteImageOf(const Mat& m, ByteImage& out) {
+    const long long pitch = evenPitch(m.data.ptr, m.rows(), m.rowByteSize());
+    if (pitch < 0) return false;
+    const bool owned = m.m_mode == 0 && !m.isRefered();
+    const long long readable =
+        (long long)(m.rows() - 1) * pitch + m.rowByteSize() + (owned ? 3 : 0);
+    if (readable >= 0x7FFFFFF0LL) return false;
+    out = ByteImage{m.data.ptr[0], int32_t(pitch), int32_t(readable),
+                    m.cols(),      m.rows(),       m.channels()};
+    return true;
 }
 
 // ---------------------------------------------------------------- invokers
@@ -189,13 +147,28 @@ public:
         const float* a = a_;
         const int cols = dst.cols();
         const bool bytes = src.type() == MAT_Tuchar;
-        const long long pitch = bytes && checkHardwareSupport(3) ? pitchOf(src) : -1;
-        std::vector<int32_t> buf;
+        const int cn = src.channels();
+        // Vector rows: bytes on at least 2 x 2 sources, floats; 1 to 4 channels.
+        ByteImage img{};
+        bool vec = checkHardwareSupport(CPU_INT_VECTORS) && cn <= 4 && byteImageOf(src, img);
+        if (vec && bytes) vec = src.cols() >= 2 && src.rows() >= 2;
+        if (vec && !bytes) vec = src.type() == MAT_Tfloat && img.pitch % 4 == 0;
+        std::vector<float> pos(vec ? size_t(cols) * 2 : 0);
         for (int i = range.start; i < range.end; i++) {
             float sx = a[0] * float(i) + a[2], sy = a[3] * float(i) + a[5];
             unsigned char* d = dst.data.ptr[i];
-            if (pitch >= 0) {
-                affineRowBytesVector(src, d, cols, sx, sy, a[1], a[4], pitch, buf);
+            if (vec) {
+                float *xs = pos.data(), *ys = xs + cols;
+                for (int j = 0; j < cols; j++, sx += a[1], sy += a[4]) {
+                    xs[j] = sx;
+                    ys[j] = sy;
+                }
+                if (bytes)
+                    warpAffineRow8u(img, xs, ys, d, cols);
+                else
+                    warpAffineRow32f(reinterpret_cast<const float*>(img.base), img.pitch / 4,
+                                     img.cols, img.rows, cn, xs, ys, reinterpret_cast<float*>(d),
+                                     cols);
                 continue;
             }
             if (bytes) {
@@ -259,8 +232,23 @@ public:
         const float limX = float((src.cols() - 1) * 1024), limY = float((src.rows() - 1) * 1024);
         const int cols = out.cols();
         const bool bytes = src.type() == MAT_Tuchar;
+        ByteImage img{};
+        const bool vec = !mask_ && bytes && src.channels() <= 4 && src.cols() >= 2 &&
+                         src.rows() >= 2 && checkHardwareSupport(CPU_INT_VECTORS) &&
+                         byteImageOf(src, img);
+        std::vector<float> sums(vec ? size_t(cols) * 3 : 0);
         for (int i = range.start; i < range.end; i++, bx += m1, by += m4, bw += m7) {
             float X = bx, Y = by, Wt = bw;
+            if (vec) {
+                float *xs = sums.data(), *ys = xs + cols, *ws = ys + cols;
+                for (int j = 0; j < cols; j++, X += m0, Y += m3, Wt += m6) {
+                    xs[j] = X;
+                    ys[j] = Y;
+                    ws[j] = Wt;
+                }
+                warpPerspectiveRow8u(img, xs, ys, ws, dst_->data.ptr[i], cols);
+                continue;
+            }
             unsigned char* d = mask_ ? mask_->data.ptr[i] : dst_->data.ptr[i];
             const int es = mask_ ? 1 : dst_->elemSize();
             for (int j = 0; j < cols; j++, d += es, X += m0, Y += m3, Wt += m6) {

@@ -1,11 +1,19 @@
-// Vector kernels of the byte affine warp and of remap's linear byte routine:
-// bilinear sums of gathered samples.
-// Integer arithmetic is exact (no sum leaves 32 bits), so the result equals
-// the scalar formula's for every element.
+// Vector kernels of the warps, of remap's linear byte routine and of the
+// resampling passes of the transformation operators.
+//
+// Positions come from the scalar running sums (or the maps) and are converted
+// lane by lane with the scalar rules. Byte sums are exact integers, so any
+// grouping gives the scalar value; float sums keep the scalar order of
+// operations term by term (one lane per output), so every lane is the scalar
+// value too. Samples are gathered: a 32-bit gather at a pixel's byte address
+// brings its channels (and, for one or two channels, its right neighbour's).
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "geometry/warp_simd.cpp"
 #include "hwy/foreach_target.h"  // IWYU pragma: keep
 #include "hwy/highway.h"
+
+#include <algorithm>
+#include <cstring>
 
 #include "geometry/warp_internal.h"
 
@@ -15,70 +23,585 @@ namespace detail {
 namespace HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
-#if HWY_TARGET == HWY_SCALAR
-int WarpBilinear8u(const uint8_t*, const int32_t*, const int32_t*, const int32_t*, int, int,
-                   uint8_t*, int) {
-    return 0;
-}
-int RemapLinear8u(const uint8_t*, const int32_t*, const int32_t*, const int32_t*, int, int,
-                  uint8_t*, int) {
-    return 0;
-}
-#else
-int WarpBilinear8u(const uint8_t* base, const int32_t* off, const int32_t* fx, const int32_t* fy,
-                   int dx, int dy, uint8_t* dst, int n) {
-    const hn::ScalableTag<int32_t> di;
-    const hn::Rebind<uint8_t, decltype(di)> d8;
-    const int N = (int)hn::Lanes(di);
-    // Each gather reads the four bytes at a sample's address; the low byte is the sample.
-    const int32_t* b = reinterpret_cast<const int32_t*>(base);
-    const auto m255 = hn::Set(di, 255), k1024 = hn::Set(di, 1024);
-    const auto vdx = hn::Set(di, dx), vdy = hn::Set(di, dy), vdxy = hn::Set(di, dx + dy);
-    int x = 0;
-    for (; x + N <= n; x += N) {
-        const auto o = hn::LoadU(di, off + x);
-        const auto p00 = hn::And(hn::GatherOffset(di, b, o), m255);
-        const auto p01 = hn::And(hn::GatherOffset(di, b, hn::Add(o, vdx)), m255);
-        const auto p10 = hn::And(hn::GatherOffset(di, b, hn::Add(o, vdy)), m255);
-        const auto p11 = hn::And(hn::GatherOffset(di, b, hn::Add(o, vdxy)), m255);
-        const auto vx = hn::LoadU(di, fx + x), vy = hn::LoadU(di, fy + x);
-        const auto t1 = hn::Mul(hn::Add(hn::Mul(p10, vy), hn::Mul(p01, vx)), k1024);
-        const auto t2 = hn::Mul(hn::Add(hn::Sub(hn::Sub(p11, p10), p01), p00), hn::Mul(vx, vy));
-        const auto t3 = hn::Mul(hn::Mul(hn::Sub(k1024, hn::Add(vx, vy)), k1024), p00);
-        const auto v = hn::Min(hn::ShiftRight<20>(hn::Add(hn::Add(t1, t2), t3)), m255);
-        hn::StoreU(hn::DemoteTo(d8, v), d8, dst + x);
-    }
-    return x;
+using DI = hn::ScalableTag<int32_t>;
+using DF = hn::Rebind<float, DI>;
+using D8 = hn::Rebind<uint8_t, DI>;
+using D16 = hn::Rebind<int16_t, DI>;
+using DU16 = hn::Rebind<uint16_t, DI>;
+using VI = hn::Vec<DI>;
+using VF = hn::Vec<DF>;
+
+// Scalar finish of a perspective pixel, as the reference loop does it.
+inline void perspectivePixel8u(const ByteImage& s, float X, float Y, float Wt, uint8_t* d) {
+    const float w = Wt != 0.0f ? 1.0f / Wt : 0.0f;
+    const float xf = X * w * 1024.0f, yf = Y * w * 1024.0f;
+    const float limX = float((s.cols - 1) * 1024), limY = float((s.rows - 1) * 1024);
+    if (!(xf >= 0.0f && xf < limX && yf >= 0.0f && yf < limY)) return;
+    const int x = int(xf), y = int(yf), cn = s.cn;
+    const int ix = x >> 10, iy = y >> 10, fx = x & 1023, fy = y & 1023;
+    const uint8_t* r0 = s.base + (long long)iy * s.pitch + ix * cn;
+    const uint8_t* r1 = r0 + s.pitch;
+    for (int k = 0; k < cn; k++)
+        d[k] = (uint8_t)bilinear10(r0[k], r0[k + cn], r1[k], r1[k + cn], fx, fy);
 }
 
-int RemapLinear8u(const uint8_t* base, const int32_t* off, const int32_t* code,
-                  const int32_t* table, int dx, int dy, uint8_t* dst, int n) {
-    const hn::ScalableTag<int32_t> di;
-    const hn::Rebind<uint8_t, decltype(di)> d8;
-    const int N = (int)hn::Lanes(di);
+// The four 20-bit bilinear weights of 10-bit fractions. The scalar formula
+// expands to exactly these products, and no sum leaves 32 bits.
+struct Weights10 {
+    VI w00, w01, w10, w11;
+};
+
+inline Weights10 weights10(VI fx, VI fy) {
+    const DI di;
+    const VI k1024 = hn::Set(di, 1024);
+    const VI w11 = hn::Mul(fx, fy);
+    return {hn::Mul(hn::Sub(k1024, fx), hn::Sub(k1024, fy)), hn::Sub(hn::Mul(fx, k1024), w11),
+            hn::Sub(hn::Mul(fy, k1024), w11), w11};
+}
+
+// Byte k of every lane.
+inline VI byteOf(VI v, int k) {
+    const DI di;
+    return hn::And(hn::ShiftRightSame(v, 8 * k), hn::Set(di, 255));
+}
+
+// Gathered samples of a 2 x 2 neighbourhood: g0 / g0b hold the top row's
+// left / right pixel (for one or two channels both sit in g0), g1 / g1b the
+// bottom row's.
+struct Quad {
+    VI g0, g0b, g1, g1b;
+};
+
+inline Quad gatherQuad(const uint8_t* base, VI off, int32_t pitch, int cn) {
+    const DI di;
     const int32_t* b = reinterpret_cast<const int32_t*>(base);
-    const auto m255 = hn::Set(di, 255), zero = hn::Zero(di), half = hn::Set(di, 1 << 14);
-    const auto vdx = hn::Set(di, dx), vdy = hn::Set(di, dy), vdxy = hn::Set(di, dx + dy);
-    const auto one = hn::Set(di, 1);
+    const VI below = hn::Add(off, hn::Set(di, pitch));
+    Quad q;
+    q.g0 = hn::GatherOffset(di, b, off);
+    q.g1 = hn::GatherOffset(di, b, below);
+    if (cn >= 3) {
+        q.g0b = hn::GatherOffset(di, b, hn::Add(off, hn::Set(di, cn)));
+        q.g1b = hn::GatherOffset(di, b, hn::Add(below, hn::Set(di, cn)));
+    } else {
+        q.g0b = q.g0;
+        q.g1b = q.g1;
+    }
+    return q;
+}
+
+// Samples p00, p01, p10, p11 of channel k.
+inline void samplesOf(const Quad& q, int cn, int k, VI& p00, VI& p01, VI& p10, VI& p11) {
+    p00 = byteOf(q.g0, k);
+    p10 = byteOf(q.g1, k);
+    if (cn >= 3) {
+        p01 = byteOf(q.g0b, k);
+        p11 = byteOf(q.g1b, k);
+    } else {
+        p01 = byteOf(q.g0, k + cn);
+        p11 = byteOf(q.g1, k + cn);
+    }
+}
+
+inline VI bilinear10Vec(const Quad& q, const Weights10& w, int cn, int k) {
+    const DI di;
+    VI p00, p01, p10, p11;
+    samplesOf(q, cn, k, p00, p01, p10, p11);
+    const VI s = hn::Add(hn::Add(hn::Mul(p00, w.w00), hn::Mul(p01, w.w01)),
+                         hn::Add(hn::Mul(p10, w.w10), hn::Mul(p11, w.w11)));
+    return hn::Min(hn::ShiftRight<20>(s), hn::Set(di, 255));
+}
+
+// Stores channel vectors c0..c3 (cn of them) interleaved as bytes.
+inline void storeBytes(VI c0, VI c1, VI c2, VI c3, int cn, uint8_t* d) {
+    const D8 d8;
+    const auto b0 = hn::DemoteTo(d8, c0);
+    if (cn == 1) {
+        hn::StoreU(b0, d8, d);
+    } else if (cn == 2) {
+        hn::StoreInterleaved2(b0, hn::DemoteTo(d8, c1), d8, d);
+    } else if (cn == 3) {
+        hn::StoreInterleaved3(b0, hn::DemoteTo(d8, c1), hn::DemoteTo(d8, c2), d8, d);
+    } else {
+        hn::StoreInterleaved4(b0, hn::DemoteTo(d8, c1), hn::DemoteTo(d8, c2), hn::DemoteTo(d8, c3),
+                              d8, d);
+    }
+}
+
+// Loads cn interleaved byte channels as int32 lanes.
+inline void loadBytes(const uint8_t* p, int cn, VI& c0, VI& c1, VI& c2, VI& c3) {
+    const DI di;
+    const D8 d8;
+    hn::Vec<D8> b0, b1, b2, b3;
+    if (cn == 1) {
+        b0 = hn::LoadU(d8, p);
+        b1 = b2 = b3 = b0;
+    } else if (cn == 2) {
+        hn::LoadInterleaved2(d8, p, b0, b1);
+        b2 = b3 = b0;
+    } else if (cn == 3) {
+        hn::LoadInterleaved3(d8, p, b0, b1, b2);
+        b3 = b0;
+    } else {
+        hn::LoadInterleaved4(d8, p, b0, b1, b2, b3);
+    }
+    c0 = hn::PromoteTo(di, b0);
+    c1 = hn::PromoteTo(di, b1);
+    c2 = hn::PromoteTo(di, b2);
+    c3 = hn::PromoteTo(di, b3);
+}
+
+// The largest first-sample offset whose gathers stay within `readable` (-1: none).
+inline int32_t safeOffset(const ByteImage& s) {
+    const long long extra = (long long)s.pitch + (s.cn >= 3 ? s.cn : 0) + 3;
+    const long long m = (long long)s.readable - 1 - extra;
+    return m < -1 ? -1 : int32_t(m);
+}
+
+// Fixed-point position of float lanes along an axis of n >= 2 samples.
+inline VI fixedVec(VF v, int n) {
+    const DI di;
+    const DF df;
+    const VI in = hn::ConvertTo(di, hn::Mul(v, hn::Set(df, 1024.0f)));
+    const auto high = hn::RebindMask(di, hn::Gt(v, hn::Set(df, float(n - 2))));
+    const auto pos = hn::RebindMask(di, hn::Ge(v, hn::Zero(df)));
+    return hn::IfThenElse(high, hn::Set(di, (n - 1) * 1024 - 1024), hn::IfThenElseZero(pos, in));
+}
+
+void WarpAffineRow8u(const ByteImage& s, const float* sx, const float* sy, uint8_t* dst, int n) {
+    const DI di;
+    const DF df;
+    const int N = int(hn::Lanes(di)), cn = s.cn;
+    const VI safe = hn::Set(di, safeOffset(s) + 1), vp = hn::Set(di, s.pitch),
+             vcn = hn::Set(di, cn);
+    const VI m1023 = hn::Set(di, 1023);
+    int j = 0;
+    for (; j + N <= n; j += N) {
+        const VI x = fixedVec(hn::LoadU(df, sx + j), s.cols);
+        const VI y = fixedVec(hn::LoadU(df, sy + j), s.rows);
+        const VI off =
+            hn::Add(hn::Mul(hn::ShiftRight<10>(y), vp), hn::Mul(hn::ShiftRight<10>(x), vcn));
+        uint8_t* d = dst + size_t(j) * cn;
+        if (!hn::AllTrue(di, hn::Lt(off, safe))) {
+            for (int e = 0; e < N; e++) warpPixel8u(s, sx[j + e], sy[j + e], d + e * cn);
+            continue;
+        }
+        const Weights10 w = weights10(hn::And(x, m1023), hn::And(y, m1023));
+        const Quad q = gatherQuad(s.base, off, s.pitch, cn);
+        const VI c0 = bilinear10Vec(q, w, cn, 0);
+        const VI c1 = cn > 1 ? bilinear10Vec(q, w, cn, 1) : c0;
+        const VI c2 = cn > 2 ? bilinear10Vec(q, w, cn, 2) : c0;
+        const VI c3 = cn > 3 ? bilinear10Vec(q, w, cn, 3) : c0;
+        storeBytes(c0, c1, c2, c3, cn, d);
+    }
+    for (; j < n; j++) warpPixel8u(s, sx[j], sy[j], dst + size_t(j) * cn);
+}
+
+// Float position clamped to 0 .. n - 1 (NaN to 0): taps and fraction.
+inline void floatPosVec(VF v, int n, VI& i0, VI& i1, VF& f) {
+    const DI di;
+    const DF df;
+    const VF top = hn::Set(df, float(n - 1));
+    const VF c = hn::Min(hn::IfThenElseZero(hn::Gt(v, hn::Zero(df)), v), top);
+    i0 = hn::ConvertTo(di, c);
+    i1 = hn::Min(hn::Add(i0, hn::Set(di, 1)), hn::Set(di, n - 1));
+    f = hn::Sub(c, hn::ConvertTo(df, i0));
+}
+
+inline void floatPixel(const float* base, int32_t pitch, int cols, int rows, int cn, float sx,
+                       float sy, float* d) {
+    auto pos = [](float s, int n, int& i0, int& i1, float& f) {
+        const float c = !(s > 0.0f) ? 0.0f : s > float(n - 1) ? float(n - 1) : s;
+        i0 = int(c);
+        i1 = i0 + 1 < n - 1 ? i0 + 1 : n - 1;
+        f = c - float(i0);
+    };
+    int x0, x1, y0, y1;
+    float fx, fy;
+    pos(sx, cols, x0, x1, fx);
+    pos(sy, rows, y0, y1, fy);
+    const float* r0 = base + (long long)y0 * pitch;
+    const float* r1 = base + (long long)y1 * pitch;
+    for (int k = 0; k < cn; k++) {
+        const float a = r0[x0 * cn + k], b = r0[x1 * cn + k];
+        const float c = r1[x0 * cn + k], e = r1[x1 * cn + k];
+        const float t = a + (b - a) * fx, u = c + (e - c) * fx;
+        d[k] = t + (u - t) * fy;
+    }
+}
+
+void WarpAffineRow32f(const float* base, int32_t pitch, int cols, int rows, int cn, const float* sx,
+                      const float* sy, float* dst, int n) {
+    const DI di;
+    const DF df;
+    const int N = int(hn::Lanes(di));
+    const VI vp = hn::Set(di, pitch), vcn = hn::Set(di, cn);
+    int j = 0;
+    for (; j + N <= n; j += N) {
+        VI x0, x1, y0, y1;
+        VF fx, fy;
+        floatPosVec(hn::LoadU(df, sx + j), cols, x0, x1, fx);
+        floatPosVec(hn::LoadU(df, sy + j), rows, y0, y1, fy);
+        const VI r0 = hn::Mul(y0, vp), r1 = hn::Mul(y1, vp);
+        const VI c0 = hn::Mul(x0, vcn), c1 = hn::Mul(x1, vcn);
+        const VI i00 = hn::Add(r0, c0), i01 = hn::Add(r0, c1);
+        const VI i10 = hn::Add(r1, c0), i11 = hn::Add(r1, c1);
+        auto channel = [&](int k) {
+            const VI kk = hn::Set(di, k);
+            const VF a = hn::GatherIndex(df, base, hn::Add(i00, kk));
+            const VF b = hn::GatherIndex(df, base, hn::Add(i01, kk));
+            const VF c = hn::GatherIndex(df, base, hn::Add(i10, kk));
+            const VF e = hn::GatherIndex(df, base, hn::Add(i11, kk));
+            const VF t = hn::Add(a, hn::Mul(hn::Sub(b, a), fx));
+            const VF u = hn::Add(c, hn::Mul(hn::Sub(e, c), fx));
+            return hn::Add(t, hn::Mul(hn::Sub(u, t), fy));
+        };
+        float* d = dst + size_t(j) * cn;
+        const VF v0 = channel(0);
+        if (cn == 1) {
+            hn::StoreU(v0, df, d);
+        } else if (cn == 2) {
+            hn::StoreInterleaved2(v0, channel(1), df, d);
+        } else if (cn == 3) {
+            const VF v1 = channel(1);
+            hn::StoreInterleaved3(v0, v1, channel(2), df, d);
+        } else {
+            const VF v1 = channel(1), v2 = channel(2);
+            hn::StoreInterleaved4(v0, v1, v2, channel(3), df, d);
+        }
+    }
+    for (; j < n; j++) floatPixel(base, pitch, cols, rows, cn, sx[j], sy[j], dst + size_t(j) * cn);
+}
+
+void WarpPerspectiveRow8u(const ByteImage& s, const float* X, const float* Y, const float* W,
+                          uint8_t* dst, int n) {
+    const DI di;
+    const DF df;
+    const int N = int(hn::Lanes(di)), cn = s.cn;
+    const VF limX = hn::Set(df, float((s.cols - 1) * 1024));
+    const VF limY = hn::Set(df, float((s.rows - 1) * 1024));
+    const VF one = hn::Set(df, 1.0f), k1024 = hn::Set(df, 1024.0f), zf = hn::Zero(df);
+    const VI safe = hn::Set(di, safeOffset(s) + 1), vp = hn::Set(di, s.pitch),
+             vcn = hn::Set(di, cn);
+    const VI m1023 = hn::Set(di, 1023);
+    int j = 0;
+    for (; j + N <= n; j += N) {
+        const VF wt = hn::LoadU(df, W + j);
+        const VF w = hn::IfThenElseZero(hn::Ne(wt, zf), hn::Div(one, wt));
+        const VF xf = hn::Mul(hn::Mul(hn::LoadU(df, X + j), w), k1024);
+        const VF yf = hn::Mul(hn::Mul(hn::LoadU(df, Y + j), w), k1024);
+        const auto inF = hn::And(hn::And(hn::Ge(xf, zf), hn::Lt(xf, limX)),
+                                 hn::And(hn::Ge(yf, zf), hn::Lt(yf, limY)));
+        const auto in = hn::RebindMask(di, inF);
+        if (hn::AllFalse(di, in)) continue;
+        const VI x = hn::IfThenElseZero(in, hn::ConvertTo(di, xf));
+        const VI y = hn::IfThenElseZero(in, hn::ConvertTo(di, yf));
+        const VI off =
+            hn::Add(hn::Mul(hn::ShiftRight<10>(y), vp), hn::Mul(hn::ShiftRight<10>(x), vcn));
+        uint8_t* d = dst + size_t(j) * cn;
+        if (!hn::AllTrue(di, hn::Lt(off, safe))) {
+            for (int e = 0; e < N; e++)
+                perspectivePixel8u(s, X[j + e], Y[j + e], W[j + e], d + e * cn);
+            continue;
+        }
+        const Weights10 wt10 = weights10(hn::And(x, m1023), hn::And(y, m1023));
+        const Quad q = gatherQuad(s.base, off, s.pitch, cn);
+        VI c0 = bilinear10Vec(q, wt10, cn, 0);
+        VI c1 = cn > 1 ? bilinear10Vec(q, wt10, cn, 1) : c0;
+        VI c2 = cn > 2 ? bilinear10Vec(q, wt10, cn, 2) : c0;
+        VI c3 = cn > 3 ? bilinear10Vec(q, wt10, cn, 3) : c0;
+        if (!hn::AllTrue(di, in)) {
+            // Pixels outside keep what the destination holds.
+            VI o0, o1, o2, o3;
+            loadBytes(d, cn, o0, o1, o2, o3);
+            c0 = hn::IfThenElse(in, c0, o0);
+            c1 = hn::IfThenElse(in, c1, o1);
+            c2 = hn::IfThenElse(in, c2, o2);
+            c3 = hn::IfThenElse(in, c3, o3);
+        }
+        storeBytes(c0, c1, c2, c3, cn, d);
+    }
+    for (; j < n; j++) perspectivePixel8u(s, X[j], Y[j], W[j], dst + size_t(j) * cn);
+}
+
+int RemapLinearRow8u(const ByteImage& s, const short* xy, const unsigned short* a,
+                     const uint32_t* packed, uint8_t* dst, int n) {
+    const DI di;
+    const D16 d16;
+    const DU16 du16;
+    const int N = int(hn::Lanes(di)), cn = s.cn;
+    const VI safe = hn::Set(di, safeOffset(s) + 1), vp = hn::Set(di, s.pitch),
+             vcn = hn::Set(di, cn);
+    const VI endX = hn::Set(di, s.cols - 1), endY = hn::Set(di, s.rows - 1), zero = hn::Zero(di);
+    const VI minus1 = hn::Set(di, -1);
+    const VI m1023 = hn::Set(di, 1023), mlow = hn::Set(di, 0xFFFF), half = hn::Set(di, 1 << 14);
+    const VI m255 = hn::Set(di, 255);
+    const int32_t* tab = reinterpret_cast<const int32_t*>(packed);
+    int j = 0;
+    for (; j + N <= n; j += N) {
+        hn::Vec<D16> vx, vy;
+        hn::LoadInterleaved2(d16, xy + 2 * j, vx, vy);
+        const VI x = hn::PromoteTo(di, vx), y = hn::PromoteTo(di, vy);
+        const auto in = hn::And(hn::And(hn::Gt(x, minus1), hn::Lt(x, endX)),
+                                hn::And(hn::Gt(y, minus1), hn::Lt(y, endY)));
+        if (!hn::AllTrue(di, in)) break;
+        const VI off = hn::Add(hn::Mul(y, vp), hn::Mul(x, vcn));
+        if (!hn::AllTrue(di, hn::Lt(off, safe))) break;
+        const VI code = a ? hn::And(hn::PromoteTo(di, hn::LoadU(du16, a + j)), m1023) : zero;
+        const VI i2 = hn::Add(code, code);
+        const VI wa = hn::GatherIndex(di, tab, i2);
+        const VI wb = hn::GatherIndex(di, tab, hn::Add(i2, hn::Set(di, 1)));
+        const VI w0 = hn::And(wa, mlow), w1 = hn::And(hn::ShiftRight<16>(wa), mlow);
+        const VI w2 = hn::And(wb, mlow), w3 = hn::And(hn::ShiftRight<16>(wb), mlow);
+        const Quad q = gatherQuad(s.base, off, s.pitch, cn);
+        auto channel = [&](int k) {
+            VI p00, p01, p10, p11;
+            samplesOf(q, cn, k, p00, p01, p10, p11);
+            const VI sum = hn::Add(hn::Add(hn::Mul(w0, p00), hn::Mul(w1, p01)),
+                                   hn::Add(hn::Mul(w2, p10), hn::Mul(w3, p11)));
+            return hn::Max(hn::Min(hn::ShiftRight<15>(hn::Add(sum, half)), m255), zero);
+        };
+        const VI c0 = channel(0);
+        const VI c1 = cn > 1 ? channel(1) : c0;
+        const VI c2 = cn > 2 ? channel(2) : c0;
+        const VI c3 = cn > 3 ? channel(3) : c0;
+        storeBytes(c0, c1, c2, c3, cn, dst + size_t(j) * cn);
+    }
+    return j;
+}
+
+int MapToFixed(const float* x, const float* y, int step, short* xy, unsigned short* a, int n) {
+    const DI di;
+    const DF df;
+    const D16 d16;
+    const DU16 du16;
+    const int N = int(hn::Lanes(di));
+    const VF k32 = hn::Set(df, 32.0f), lim = hn::Set(df, 1073741824.0f), halfF = hn::Set(df, 0.5f);
+    const VI m31 = hn::Set(di, 31), one = hn::Set(di, 1);
+    auto fixed = [&](VF v) {
+        // floor(v + 0.5) in exact arithmetic: the floor, plus one when the
+        // (exact) fraction reaches one half.
+        const VF fl = hn::Floor(v);
+        const auto up = hn::RebindMask(di, hn::Ge(hn::Sub(v, fl), halfF));
+        return hn::Add(hn::ConvertTo(di, fl), hn::IfThenElseZero(up, one));
+    };
+    int j = 0;
+    for (; j + N <= n; j += N) {
+        VF vx, vy;
+        if (step == 2) {
+            hn::LoadInterleaved2(df, x + 2 * j, vx, vy);
+        } else {
+            vx = hn::LoadU(df, x + j);
+            vy = hn::LoadU(df, y + j);
+        }
+        vx = hn::Mul(vx, k32);
+        vy = hn::Mul(vy, k32);
+        if (!hn::AllTrue(df, hn::And(hn::Lt(hn::Abs(vx), lim), hn::Lt(hn::Abs(vy), lim)))) break;
+        const VI sx = fixed(vx), sy = fixed(vy);
+        hn::StoreInterleaved2(hn::DemoteTo(d16, hn::ShiftRight<5>(sx)),
+                              hn::DemoteTo(d16, hn::ShiftRight<5>(sy)), d16, xy + 2 * j);
+        if (a) {
+            const VI code = hn::Or(hn::ShiftLeft<5>(hn::And(sy, m31)), hn::And(sx, m31));
+            hn::StoreU(hn::DemoteTo(du16, code), du16, a + j);
+        }
+    }
+    return j;
+}
+
+template <int CN>
+void horizontalN(const float* row, const int32_t* first, const float* w, int wstride, int taps,
+                 float* out, int n) {
+    const DI di;
+    const DF df;
+    const int N = int(hn::Lanes(di));
     int x = 0;
     for (; x + N <= n; x += N) {
-        const auto o = hn::LoadU(di, off + x);
-        const auto p00 = hn::And(hn::GatherOffset(di, b, o), m255);
-        const auto p01 = hn::And(hn::GatherOffset(di, b, hn::Add(o, vdx)), m255);
-        const auto p10 = hn::And(hn::GatherOffset(di, b, hn::Add(o, vdy)), m255);
-        const auto p11 = hn::And(hn::GatherOffset(di, b, hn::Add(o, vdxy)), m255);
-        const auto w0i = hn::ShiftLeft<2>(hn::LoadU(di, code + x));
-        const auto w1i = hn::Add(w0i, one), w2i = hn::Add(w1i, one), w3i = hn::Add(w2i, one);
-        auto s = hn::Mul(hn::GatherIndex(di, table, w0i), p00);
-        s = hn::Add(s, hn::Mul(hn::GatherIndex(di, table, w1i), p01));
-        s = hn::Add(s, hn::Mul(hn::GatherIndex(di, table, w2i), p10));
-        s = hn::Add(s, hn::Mul(hn::GatherIndex(di, table, w3i), p11));
-        const auto r = hn::Max(hn::Min(hn::ShiftRight<15>(hn::Add(s, half)), m255), zero);
-        hn::StoreU(hn::DemoteTo(d8, r), d8, dst + x);
+        const VI base = hn::LoadU(di, first + x);
+        VF a0 = hn::Zero(df), a1 = a0, a2 = a0, a3 = a0;
+        for (int i = 0; i < taps; i++) {
+            const VF wv = hn::LoadU(df, w + size_t(i) * wstride + x);
+            const VI idx = hn::Add(base, hn::Set(di, i * CN));
+            a0 = hn::Add(a0, hn::Mul(wv, hn::GatherIndex(df, row, idx)));
+            if (CN > 1)
+                a1 = hn::Add(a1,
+                             hn::Mul(wv, hn::GatherIndex(df, row, hn::Add(idx, hn::Set(di, 1)))));
+            if (CN > 2)
+                a2 = hn::Add(a2,
+                             hn::Mul(wv, hn::GatherIndex(df, row, hn::Add(idx, hn::Set(di, 2)))));
+            if (CN > 3)
+                a3 = hn::Add(a3,
+                             hn::Mul(wv, hn::GatherIndex(df, row, hn::Add(idx, hn::Set(di, 3)))));
+        }
+        float* o = out + size_t(x) * CN;
+        if (CN == 1) hn::StoreU(a0, df, o);
+        if (CN == 2) hn::StoreInterleaved2(a0, a1, df, o);
+        if (CN == 3) hn::StoreInterleaved3(a0, a1, a2, df, o);
+        if (CN == 4) hn::StoreInterleaved4(a0, a1, a2, a3, df, o);
     }
-    return x;
+    for (; x < n; x++)
+        for (int k = 0; k < CN; k++) {
+            float s = 0.0f;
+            for (int i = 0; i < taps; i++)
+                s += w[size_t(i) * wstride + x] * row[first[x] + i * CN + k];
+            out[size_t(x) * CN + k] = s;
+        }
 }
+
+void ResampleHorizontal(const float* row, const int32_t* first, const float* w, int wstride,
+                        int taps, int cn, float* out, int n) {
+    if (cn == 1) horizontalN<1>(row, first, w, wstride, taps, out, n);
+    if (cn == 2) horizontalN<2>(row, first, w, wstride, taps, out, n);
+    if (cn == 3) horizontalN<3>(row, first, w, wstride, taps, out, n);
+    if (cn == 4) horizontalN<4>(row, first, w, wstride, taps, out, n);
+}
+
+inline VF verticalAt(const float* const* rows, const float* wy, int taps, int e) {
+    const DF df;
+    VF acc = hn::Zero(df);
+    for (int j = 0; j < taps; j++)
+        acc = hn::Add(acc, hn::Mul(hn::Set(df, wy[j]), hn::LoadU(df, rows[j] + e)));
+    return acc;
+}
+
+void ResampleVertical(const float* const* rows, const float* wy, int taps, float* out, int n) {
+    const DF df;
+    const int N = int(hn::Lanes(df));
+    int e = 0;
+    for (; e + N <= n; e += N) hn::StoreU(verticalAt(rows, wy, taps, e), df, out + e);
+    for (; e < n; e++) {
+        float s = 0.0f;
+        for (int j = 0; j < taps; j++) s += wy[j] * rows[j][e];
+        out[e] = s;
+    }
+}
+
+void ResampleVertical8u(const float* const* rows, const float* wy, int taps, uint8_t* out, int n) {
+    const DI di;
+    const DF df;
+    const D8 d8;
+    const int N = int(hn::Lanes(df));
+    const VF zf = hn::Zero(df), top = hn::Set(df, 255.0f);
+    int e = 0;
+    for (; e + N <= n; e += N) {
+        VF s = verticalAt(rows, wy, taps, e);
+        s = hn::Min(hn::IfThenElseZero(hn::Gt(s, zf), s), top);  // NaN gives 0
+        hn::StoreU(hn::DemoteTo(d8, hn::ConvertTo(di, s)), d8, out + e);
+    }
+    for (; e < n; e++) {
+        float s = 0.0f;
+        for (int j = 0; j < taps; j++) s += wy[j] * rows[j][e];
+        if (!(s > 0.0f)) s = 0.0f;
+        if (s > 255.0f) s = 255.0f;
+        out[e] = uint8_t(int(s));
+    }
+}
+
+#if HWY_TARGET == HWY_SCALAR
+template <int ES>
+void turnBlock(const uint8_t* const* src, uint8_t* const* dst, int type, int rows, int cols, int y0,
+               int y1, int x0, int x1) {
+    for (int y = y0; y < y1; y++)
+        for (int x = x0; x < x1; x++) {
+            uint8_t* d = type == 0   ? dst[cols - 1 - x] + size_t(y) * ES
+                         : type == 1 ? dst[x] + size_t(rows - 1 - y) * ES
+                                     : dst[rows - 1 - y] + size_t(cols - 1 - x) * ES;
+            std::memcpy(d, src[y] + size_t(x) * ES, ES);
+        }
+}
+#else
+template <int ES>
+void turnBlock(const uint8_t* const* src, uint8_t* const* dst, int type, int rows, int cols, int y0,
+               int y1, int x0, int x1) {
+    const hn::Full128<uint8_t> d8;
+    const hn::Full128<uint32_t> d32;
+    const hn::Full128<uint64_t> d64;
+    // Byte tables: 3-byte pixels to 32-bit lanes and back, in order or reversed.
+    alignas(16) static constexpr uint8_t kExpand[16] = {0, 1, 2, 0, 3, 4,  5,  0,
+                                                        6, 7, 8, 0, 9, 10, 11, 0};
+    alignas(16) static constexpr uint8_t kPack3[16] = {0,  1,  2,  4,  5, 6, 8, 9,
+                                                       10, 12, 13, 14, 0, 0, 0, 0};
+    alignas(16) static constexpr uint8_t kPack3Rev[16] = {12, 13, 14, 8, 9, 10, 4, 5,
+                                                          6,  0,  1,  2, 0, 0,  0, 0};
+    alignas(16) static constexpr uint8_t kRaw3Rev[16] = {9, 10, 11, 6, 7, 8, 3, 4,
+                                                         5, 0,  1,  2, 0, 0, 0, 0};
+    alignas(16) static constexpr uint8_t kRev4[16] = {12, 13, 14, 15, 8, 9, 10, 11,
+                                                      4,  5,  6,  7,  0, 1, 2,  3};
+    alignas(16) static constexpr uint8_t kSame[16] = {0, 1, 2,  3,  4,  5,  6,  7,
+                                                      8, 9, 10, 11, 12, 13, 14, 15};
+    const auto expand = hn::Load(d8, kExpand);
+    const auto fwd = hn::Load(d8, ES == 3 ? kPack3 : kSame);
+    const auto rev = hn::Load(d8, ES == 3 ? kPack3Rev : kRev4);
+    auto store = [&](uint8_t* p, hn::Vec<decltype(d8)> v) {
+        if (ES == 4) {
+            hn::StoreU(v, d8, p);
+        } else {
+            alignas(16) uint8_t t[16];
+            hn::Store(v, d8, t);
+            std::memcpy(p, t, 12);
+        }
+    };
+    auto pixel = [&](int y, int x) {
+        uint8_t* d = type == 0   ? dst[cols - 1 - x] + size_t(y) * ES
+                     : type == 1 ? dst[x] + size_t(rows - 1 - y) * ES
+                                 : dst[rows - 1 - y] + size_t(cols - 1 - x) * ES;
+        std::memcpy(d, src[y] + size_t(x) * ES, ES);
+    };
+    // 16-byte loads of 3-byte pixels reach two pixels further.
+    const int xlim = ES == 3 ? std::min(x1, cols - 2) : x1;
+    const int xg = xlim - x0 >= 4 ? x0 + (xlim - x0) / 4 * 4 : x0;
+    if (type == 2) {
+        const auto raw = hn::Load(d8, ES == 3 ? kRaw3Rev : kRev4);
+        for (int y = y0; y < y1; y++) {
+            for (int x = x0; x < xg; x += 4) {
+                const auto v = hn::LoadU(d8, src[y] + size_t(x) * ES);
+                store(dst[rows - 1 - y] + size_t(cols - 4 - x) * ES, hn::TableLookupBytes(v, raw));
+            }
+            for (int x = xg; x < x1; x++) pixel(y, x);
+        }
+        return;
+    }
+    const int yg = y0 + (y1 - y0) / 4 * 4;
+    for (int y = y0; y < yg; y += 4) {
+        for (int x = x0; x < xg; x += 4) {
+            hn::Vec<decltype(d32)> r[4];
+            for (int j = 0; j < 4; j++) {
+                auto v = hn::LoadU(d8, src[y + j] + size_t(x) * ES);
+                if (ES == 3) v = hn::TableLookupBytes(v, expand);
+                r[j] = hn::BitCast(d32, v);
+            }
+            const auto a0 = hn::InterleaveLower(d32, r[0], r[1]);
+            const auto a1 = hn::InterleaveUpper(d32, r[0], r[1]);
+            const auto a2 = hn::InterleaveLower(d32, r[2], r[3]);
+            const auto a3 = hn::InterleaveUpper(d32, r[2], r[3]);
+            const auto b0 = hn::BitCast(d64, a0), b1 = hn::BitCast(d64, a1);
+            const auto b2 = hn::BitCast(d64, a2), b3 = hn::BitCast(d64, a3);
+            // t[i]: source column x + i, rows y .. y + 3.
+            const hn::Vec<decltype(d8)> t[4] = {hn::BitCast(d8, hn::InterleaveLower(d64, b0, b2)),
+                                                hn::BitCast(d8, hn::InterleaveUpper(d64, b0, b2)),
+                                                hn::BitCast(d8, hn::InterleaveLower(d64, b1, b3)),
+                                                hn::BitCast(d8, hn::InterleaveUpper(d64, b1, b3))};
+            for (int i = 0; i < 4; i++) {
+                if (type == 0)
+                    store(dst[cols - 1 - x - i] + size_t(y) * ES, hn::TableLookupBytes(t[i], fwd));
+                else
+                    store(dst[x + i] + size_t(rows - 4 - y) * ES, hn::TableLookupBytes(t[i], rev));
+            }
+        }
+        for (int j = 0; j < 4; j++)
+            for (int x = xg; x < x1; x++) pixel(y + j, x);
+    }
+    for (int y = yg; y < y1; y++)
+        for (int x = x0; x < x1; x++) pixel(y, x);
+}
+
 #endif
+
+void QuarterTurnBlock(const uint8_t* const* src, uint8_t* const* dst, int es, int type, int rows,
+                      int cols, int y0, int y1, int x0, int x1) {
+    if (es == 3)
+        turnBlock<3>(src, dst, type, rows, cols, y0, y1, x0, x1);
+    else
+        turnBlock<4>(src, dst, type, rows, cols, y0, y1, x0, x1);
+}
 
 }  // namespace HWY_NAMESPACE
 }  // namespace detail
@@ -88,17 +611,48 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace tarvo {
 namespace detail {
-HWY_EXPORT(WarpBilinear8u);
-HWY_EXPORT(RemapLinear8u);
+HWY_EXPORT(WarpAffineRow8u);
+HWY_EXPORT(WarpAffineRow32f);
+HWY_EXPORT(WarpPerspectiveRow8u);
+HWY_EXPORT(RemapLinearRow8u);
+HWY_EXPORT(MapToFixed);
+HWY_EXPORT(ResampleHorizontal);
+HWY_EXPORT(ResampleVertical);
+HWY_EXPORT(ResampleVertical8u);
+HWY_EXPORT(QuarterTurnBlock);
 
-int remapLinear8u(const uint8_t* base, const int32_t* off, const int32_t* code,
-                  const int32_t* table, int dx, int dy, uint8_t* dst, int n) {
-    return HWY_DYNAMIC_DISPATCH(RemapLinear8u)(base, off, code, table, dx, dy, dst, n);
+void quarterTurnBlock(const uint8_t* const* src, uint8_t* const* dst, int es, int type, int rows,
+                      int cols, int y0, int y1, int x0, int x1) {
+    HWY_DYNAMIC_DISPATCH(QuarterTurnBlock)(src, dst, es, type, rows, cols, y0, y1, x0, x1);
 }
 
-int warpBilinear8u(const uint8_t* base, const int32_t* off, const int32_t* fx, const int32_t* fy,
-                   int dx, int dy, uint8_t* dst, int n) {
-    return HWY_DYNAMIC_DISPATCH(WarpBilinear8u)(base, off, fx, fy, dx, dy, dst, n);
+void warpAffineRow8u(const ByteImage& s, const float* sx, const float* sy, uint8_t* dst, int n) {
+    HWY_DYNAMIC_DISPATCH(WarpAffineRow8u)(s, sx, sy, dst, n);
+}
+void warpAffineRow32f(const float* base, int32_t pitch, int cols, int rows, int cn, const float* sx,
+                      const float* sy, float* dst, int n) {
+    HWY_DYNAMIC_DISPATCH(WarpAffineRow32f)(base, pitch, cols, rows, cn, sx, sy, dst, n);
+}
+void warpPerspectiveRow8u(const ByteImage& s, const float* X, const float* Y, const float* W,
+                          uint8_t* dst, int n) {
+    HWY_DYNAMIC_DISPATCH(WarpPerspectiveRow8u)(s, X, Y, W, dst, n);
+}
+int remapLinearRow8u(const ByteImage& s, const short* xy, const unsigned short* a,
+                     const uint32_t* packed, uint8_t* dst, int n) {
+    return HWY_DYNAMIC_DISPATCH(RemapLinearRow8u)(s, xy, a, packed, dst, n);
+}
+int mapToFixed(const float* x, const float* y, int step, short* xy, unsigned short* a, int n) {
+    return HWY_DYNAMIC_DISPATCH(MapToFixed)(x, y, step, xy, a, n);
+}
+void resampleHorizontal(const float* row, const int32_t* first, const float* w, int wstride,
+                        int taps, int cn, float* out, int n) {
+    HWY_DYNAMIC_DISPATCH(ResampleHorizontal)(row, first, w, wstride, taps, cn, out, n);
+}
+void resampleVertical(const float* const* rows, const float* wy, int taps, float* out, int n) {
+    HWY_DYNAMIC_DISPATCH(ResampleVertical)(rows, wy, taps, out, n);
+}
+void resampleVertical8u(const float* const* rows, const float* wy, int taps, uint8_t* out, int n) {
+    HWY_DYNAMIC_DISPATCH(ResampleVertical8u)(rows, wy, taps, out, n);
 }
 }  // namespace detail
 }  // namespace tarvo

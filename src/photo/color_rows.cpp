@@ -20,7 +20,7 @@ void photoAddSaturatedRows(unsigned char* const* srcRows, unsigned char* const* 
         plus[i] = uint8_t(a > 0 ? a : 0);
         minus[i] = uint8_t(a < 0 ? -a : 0);
     }
-    const bool vec = checkHardwareSupport(3);
+    const bool vec = checkHardwareSupport(CPU_INT_VECTORS);
 
     const auto body = [&](int y0, int y1) {
         for (int y = y0; y < y1; y++) {

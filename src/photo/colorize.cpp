@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <new>
 
+#include "detail/aliasing.h"
 #include "photo/color_internal.h"
 #include "tarvo/ip/photo.h"
 #include "tarvo/saturate.h"
@@ -68,7 +69,7 @@ void colorizeFast(const Mat& src, Mat& dst, unsigned char hue, unsigned char sat
         int n = src.cols();
         const int triples = src.rowByteSize() / 3;
         if (n > triples) n = triples;
-        const bool vec = checkHardwareSupport(3);
+        const bool vec = checkHardwareSupport(CPU_INT_VECTORS);
         const auto body = [&](int y0, int y1) {
             for (int y = y0; y < y1; y++) {
                 unsigned char* s = src.data.ptr[y];
@@ -167,7 +168,12 @@ bool ipColorize::process(Mat* src, Mat* dst) {
 
 namespace ip {
 
-void colorize(const Mat& src, Mat& dst, unsigned char hue, unsigned char saturation, float blend) {
+void colorize(const Mat& srcIn, Mat& dst, unsigned char hue, unsigned char saturation,
+              float blend) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, dst);
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     ipColorize op;
     op.hue = hue;
     op.saturation = saturation;

@@ -5,6 +5,7 @@
 #include <new>
 #include <vector>
 
+#include "detail/aliasing.h"
 #include "photo/histogram_ops_internal.h"
 #include "photo/photo_internal.h"
 #include "tarvo/ip/photo.h"
@@ -15,7 +16,7 @@ namespace tarvo {
 namespace detail {
 
 void histLumaStats(const Mat& src, bool wantHist, LumaStats& stats) {
-    const int rows = src.rows(), cols = src.cols();
+    const int rows = src.rows(), cols = src.cols(), cn = src.channels();
     stats = LumaStats();
     if (src.empty() || rows <= 0 || cols <= 0) return;
     const int stripeRows = cols >= 65536 ? 1 : 65536 / cols;
@@ -30,9 +31,9 @@ void histLumaStats(const Mat& src, bool wantHist, LumaStats& stats) {
             bool first = true;
             for (int y = y0; y < y1; y++) {
                 const unsigned char* s = src.data.ptr[y];
-                for (int x = 0; x < cols; x++, s += 3) {
+                for (int x = 0; x < cols; x++, s += cn) {
                     float Y, U, V;
-                    histToYuv(s, Y, U, V);
+                    histToYuv(s, cn, Y, U, V);
                     if (first || Y < lo) lo = Y;
                     if (first || Y > hi) hi = Y;
                     first = false;
@@ -62,17 +63,41 @@ void histLumaStats(const Mat& src, bool wantHist, LumaStats& stats) {
 
 namespace {
 
-Mat* prepare(Mat* src, Mat* dst) {
+// The start every process shares (detail::photoPrepare). A source that lives
+// in the block of a destination about to be re-created is first copied into
+// `keep` and src is pointed at the copy, since re-creating dst frees that block.
+Mat* prepareAliased(Mat*& src, Mat* dst, Mat& keep) {
+    if (src && dst && dst != src && !src->empty() &&
+        (!isSameShape(src, dst) || dst->channels() != src->channels()) &&
+        detail::sharesMemory(*src, *dst)) {
+        keep = *src;
+        if (keep.empty()) return nullptr;
+        src = &keep;
+    }
     return detail::photoPrepare(src, dst);
 }
 
-bool byteImage(const Mat& m, bool allowColour) {
-    return m.type() == MAT_Tuchar && (m.channels() == 1 || (allowColour && m.channels() == 3));
+// Byte images of any channel count: one channel takes the grey paths, more
+// channels the luminance paths (see histToYuv for two and four channels).
+bool byteImage(const Mat& m) {
+    return m.type() == MAT_Tuchar;
 }
 
-// target = lut[src] over every byte of the rows, rows in parallel.
-void applyLut(const Mat& src, Mat& target, const unsigned char lut[256]) {
-    detail::photoLutRows(src, target, lut);
+// target = lut[src] over every byte of the rows, or over the first n bytes of
+// each row when n >= 0; rows in parallel.
+void applyLut(const Mat& src, Mat& target, const unsigned char lut[256], int n = -1) {
+    if (n < 0) {
+        detail::photoLutRows(src, target, lut);
+        return;
+    }
+    const auto body = [&](int y0, int y1) {
+        for (int y = y0; y < y1; y++) {
+            const unsigned char* s = src.data.ptr[y];
+            unsigned char* d = target.data.ptr[y];
+            for (int x = 0; x < n; x++) d[x] = lut[s[x]];
+        }
+    };
+    detail::photoParallelRows(src.rows(), double(src.rows()) * n, body);
 }
 
 // A tone table over the grey levels: applied to the bytes of a grey image,
@@ -134,8 +159,9 @@ PumpABC* ipHistogramEqualize::clone() const {
 }
 
 bool ipHistogramEqualize::process(Mat* src, Mat* dst) {
-    Mat* target = prepare(src, dst);
-    if (!target || !byteImage(*src, true)) return false;
+    Mat keep;
+    Mat* target = prepareAliased(src, dst, keep);
+    if (!target || !byteImage(*src)) return false;
     long long cum[256];
     cumulative(*src, cum);
     if (cum[255] == cum[0]) return false;  // nothing above level 0
@@ -154,8 +180,9 @@ PumpABC* ipHistogramNormalize::clone() const {
 }
 
 bool ipHistogramNormalize::process(Mat* src, Mat* dst) {
-    Mat* target = prepare(src, dst);
-    if (!target || !byteImage(*src, true)) return false;
+    Mat keep;
+    Mat* target = prepareAliased(src, dst, keep);
+    if (!target || !byteImage(*src)) return false;
     long long cum[256];
     cumulative(*src, cum);
     if (cum[255] == cum[0]) return false;
@@ -176,18 +203,20 @@ PumpABC* ipHistogramLog::clone() const {
 }
 
 bool ipHistogramLog::process(Mat* src, Mat* dst) {
-    Mat* target = prepare(src, dst);
-    if (!target || !byteImage(*src, true)) return false;
-    if (src->channels() == 1) {
-        // The grey form works on the source's own rows; a separate destination
-        // keeps only its shape. A black image has scale +inf and 0 * inf gives
-        // NaN, which truncates to 0.
+    Mat keep;
+    Mat* target = prepareAliased(src, dst, keep);
+    if (!target || !byteImage(*src)) return false;
+    if (src->channels() != 3) {
+        // Every layout but RGB takes the grey form: the curve of channel 0's
+        // largest value over the first cols bytes of each of the source's own
+        // rows; a separate destination keeps only its (cleared) shape. A black
+        // image has scale +inf and 0 * inf gives NaN, which truncates to 0.
         const int M = truncInt(src->max(0));
         const double scale = 255.0 / std::log(double(M + 1));
         unsigned char lut[256];
         for (int v = 0; v < 256; v++)
             lut[v] = saturate_trunc<unsigned char>(std::log(double(v + 1)) * scale);
-        applyLut(*src, *src, lut);
+        applyLut(*src, *src, lut, src->cols());
         return true;
     }
     const int M = lumaMax(*src);
@@ -216,8 +245,9 @@ inline float rootCurve(double v, double scale) {
 }  // namespace
 
 bool ipHistogramRoot::process(Mat* src, Mat* dst) {
-    Mat* target = prepare(src, dst);
-    if (!target || !byteImage(*src, true)) return false;
+    Mat keep;
+    Mat* target = prepareAliased(src, dst, keep);
+    if (!target || !byteImage(*src)) return false;
     if (src->channels() == 1) {
         // The scale pairs a logarithm with the root on purpose: the curve
         // reaches 255 only for bright images.
@@ -254,7 +284,8 @@ void stretchTable(int lo, int hi, unsigned char lut[256]) {
 }  // namespace
 
 bool ipHistogramStretch::process(Mat* src, Mat* dst) {
-    Mat* target = prepare(src, dst);
+    Mat keep;
+    Mat* target = prepareAliased(src, dst, keep);
     if (!target || src->type() != MAT_Tuchar) return false;
     if (src->channels() != 3) return true;  // not colour: nothing to stretch
 
@@ -318,17 +349,29 @@ void histogramLog(const Mat& src, Mat& dst) {
     op.ipHistogramLog::process(const_cast<Mat*>(&src), &dst);
 }
 
-void histogramNormalize(const Mat& src, Mat& dst) {
+void histogramNormalize(const Mat& srcIn, Mat& dst) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, dst);
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     ipHistogramNormalize op;
     op.ipHistogramNormalize::process(const_cast<Mat*>(&src), &dst);
 }
 
-void histogramRoot(const Mat& src, Mat& dst) {
+void histogramRoot(const Mat& srcIn, Mat& dst) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, dst);
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     ipHistogramRoot op;
     op.ipHistogramRoot::process(const_cast<Mat*>(&src), &dst);
 }
 
-void histogramStretch(const Mat& src, Mat& dst, int mode) {
+void histogramStretch(const Mat& srcIn, Mat& dst, int mode) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, dst);
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     ipHistogramStretch op(mode);
     op.ipHistogramStretch::process(const_cast<Mat*>(&src), &dst);
 }

@@ -3,6 +3,7 @@
 // cumulative share.
 #include <cstdlib>
 
+#include "detail/aliasing.h"
 #include "tarvo/ip/photo.h"
 #include "tarvo/saturate.h"
 
@@ -116,7 +117,11 @@ void equalizeGeneral(Mat& m, int bins, const Mat* mask) {
 
 namespace ip {
 
-void histogramEqualize(const Mat& src, Mat& dst, int bins, Mat* mask) {
+void histogramEqualize(const Mat& srcIn, Mat& dst, int bins, Mat* mask) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, dst);
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     if (bins == 256 && !mask) {
         ipHistogramEqualize op;
         op.ipHistogramEqualize::process(const_cast<Mat*>(&src), &dst);

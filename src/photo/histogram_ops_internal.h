@@ -19,6 +19,16 @@ inline void histToYuv(const unsigned char* p, float& y, float& u, float& v) {
     u = (b - y) / 1.772f;
     v = (r - y) / 1.402f;
 }
+// The same for a pixel of cn channels: channels 0..2 are R, G, B when there
+// are at least three; a two-channel pixel is grey plus a second channel, its
+// colour (v, v, v).
+inline void histToYuv(const unsigned char* p, int cn, float& y, float& u, float& v) {
+    if (cn >= 3) return histToYuv(p, y, u, v);
+    const float r = p[0], g = p[0], b = p[0];
+    y = g + 0.299f * (r - g) + 0.114f * (b - g);
+    u = (b - y) / 1.772f;
+    v = (r - y) / 1.402f;
+}
 
 // R, G, B bytes from float Y, U, V as ColorSpace::YUVtoRGB computes them in
 // float, rounded to nearest and saturated.
@@ -31,7 +41,8 @@ inline void histFromYuv(float y, float u, float v, unsigned char* d) {
     d[2] = saturate_cast<unsigned char>(double(b));
 }
 
-// Statistics of Y over the cols pixels of each row of a 3-channel byte image.
+// Statistics of Y over the cols pixels of each row of a byte image of two or
+// more channels (see histToYuv).
 struct LumaStats {
     float minY = 0.0f, maxY = 0.0f;
     long long hist[256] = {};  // counts of trunc(Y), clamped to 0..255
@@ -52,13 +63,13 @@ inline unsigned char histRoundByte(float v) {
     return static_cast<unsigned char>(static_cast<int>(t));
 }
 
-// dst pixel = src pixel with its Y replaced by map(Y), for 3-channel byte
-// images of the same size; dst may be src. map must be a pure function. Rows
-// are done in chunks: the conversions run as plain loops over arrays, the
-// curve in between.
+// dst pixel = src pixel with its Y replaced by map(Y), for byte images of
+// two or more channels (see histToYuv) and the same size and layout; dst may be src. map must be a
+// pure function. Rows are done in chunks: the conversions run as plain loops over arrays, the curve
+// in between.
 template <typename F>
 void histRemapLuma(const Mat& src, Mat& dst, const F& map) {
-    const int cols = src.cols();
+    const int cols = src.cols(), cn = src.channels();
     constexpr int kChunk = 256;
     const auto body = [&](int y0, int y1) {
         float Y[kChunk], U[kChunk], V[kChunk];
@@ -67,17 +78,31 @@ void histRemapLuma(const Mat& src, Mat& dst, const F& map) {
             unsigned char* d = dst.data.ptr[y];
             for (int x0 = 0; x0 < cols; x0 += kChunk) {
                 const int n = cols - x0 < kChunk ? cols - x0 : kChunk;
-                const unsigned char* sp = s + 3 * x0;
-                unsigned char* dp = d + 3 * x0;
-                for (int i = 0; i < n; i++) histToYuv(sp + 3 * i, Y[i], U[i], V[i]);
+                const unsigned char* sp = s + size_t(cn) * x0;
+                unsigned char* dp = d + size_t(cn) * x0;
+                for (int i = 0; i < n; i++) histToYuv(sp + cn * i, cn, Y[i], U[i], V[i]);
                 for (int i = 0; i < n; i++) Y[i] = map(Y[i]);
                 const float gu = float(0.114 * 1.772 / 0.587), gv = float(0.299 * 1.402 / 0.587);
                 for (int i = 0; i < n; i++) {
                     const float r = Y[i] + 1.402f * V[i], b = Y[i] + 1.772f * U[i];
                     const float g = Y[i] - gu * U[i] - gv * V[i];
-                    dp[3 * i] = histRoundByte(r);
-                    dp[3 * i + 1] = histRoundByte(g);
-                    dp[3 * i + 2] = histRoundByte(b);
+                    if (cn == 3) {
+                        dp[3 * i] = histRoundByte(r);
+                        dp[3 * i + 1] = histRoundByte(g);
+                        dp[3 * i + 2] = histRoundByte(b);
+                    } else if (cn == 2) {
+                        // Grey plus a second channel: r = g = b, the second is kept.
+                        dp[2 * i] = histRoundByte(r);
+                        dp[2 * i + 1] = sp[2 * i + 1];
+                    } else {
+                        // Channels past B (alpha) are kept.
+                        unsigned char* q = dp + cn * i;
+                        const unsigned char* p = sp + cn * i;
+                        q[0] = histRoundByte(r);
+                        q[1] = histRoundByte(g);
+                        q[2] = histRoundByte(b);
+                        for (int k = 3; k < cn; k++) q[k] = p[k];
+                    }
                 }
             }
         }

@@ -254,7 +254,7 @@ void hslFast(Mat& m, int rows, int n, int hueShift, int saturationShift, int lig
         C.satMap[v] = (unsigned char)clampPercent((long long)v + saturationShift);
         C.lightMap[v] = (unsigned char)clampPercent((long long)v + lightnessShift);
     }
-    const bool vec = checkHardwareSupport(2);
+    const bool vec = checkHardwareSupport(CPU_FLOAT_VECTORS);
     const auto body = [&](int y0, int y1) {
         for (int y = y0; y < y1; y++) hslRow(m.data.ptr[y], n, T, C, vec);
     };

@@ -9,7 +9,7 @@ namespace detail {
 
 void photoLutRows(const Mat& src, Mat& dst, const unsigned char lut[256]) {
     const int n = src.cols() * src.channels();
-    const bool vec = checkHardwareSupport(3);
+    const bool vec = checkHardwareSupport(CPU_INT_VECTORS);
     const auto body = [&](int y0, int y1) {
         for (int y = y0; y < y1; y++) {
             const unsigned char* s = src.data.ptr[y];

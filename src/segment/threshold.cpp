@@ -6,6 +6,7 @@
 #include <cstring>
 #include <vector>
 
+#include "detail/aliasing.h"
 #include "segment/threshold_internal.h"
 #include "tarvo/ip/segment.h"
 #include "tarvo/saturate.h"
@@ -249,7 +250,11 @@ double thresholdPercentile(const Mat& src, Mat& dst, double thresh, double maxva
 
 }  // namespace
 
-double Threshold(const Mat& src, Mat& dst, double thresh, double maxval, int type) {
+double Threshold(const Mat& srcIn, Mat& dst, double thresh, double maxval, int type) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, dst);
+    if (guard.failed()) return 0.0;
+    const Mat& src = guard.get();
     if (src.empty()) return 0.0;
     if (type == ThreshPercentUp || type == ThreshPercentDown)
         return thresholdPercentile(src, dst, thresh, maxval, type);
@@ -262,7 +267,9 @@ double Threshold(const Mat& src, Mat& dst, double thresh, double maxval, int typ
         thresh = detail::otsuFromHistogram(hist, n);
     }
 
-    if (&dst != &src && (dst.empty() || !dst.isEqualSize(src) || dst.type() != src.type())) {
+    // The whole type word is compared: a destination with another channel
+    // count is re-created as one channel of the source's depth.
+    if (&dst != &src && (dst.empty() || !dst.isEqualSize(src) || dst.type1() != src.type1())) {
         dst.release();
         if (dst.create(src.rows(), src.cols(), src.type()) < 0) return thresh;
         // Depths that are not thresholded leave the new pixels as they are:

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "detail/aliasing.h"
 #include "segment/threshold_internal.h"
 #include "tarvo/ip/gaussian.h"
 #include "tarvo/ip/segment.h"
@@ -110,8 +111,12 @@ void boxMeanThreshold(const Mat& src, Mat& dst, int w, const unsigned char* tabl
 
 }  // namespace
 
-void adaptiveThreshold(const Mat& src, Mat& dst, double maxValue, int method, int type,
+void adaptiveThreshold(const Mat& srcIn, Mat& dst, double maxValue, int method, int type,
                        int blockSize, double delta) {
+    // The destination may own the source's pixels: read a copy then.
+    tarvo::detail::SourceGuard guard(srcIn, dst);
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     if (src.empty() || src.rows() <= 0 || src.cols() <= 0) return;
     const int made = &dst == &src ? 0 : dst.create(src.rows(), src.cols(), src.type1());
     if (made < 0) return;

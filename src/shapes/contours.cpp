@@ -556,7 +556,8 @@ Sequence* nextContour(_ContourScanner* sc) {
     int x = sc->pt.x;
     int y = sc->pt.y;
     int prev = img[x - 1];
-    const FindNextDiffFn fn = checkHardwareSupport(3) ? findNextDiffKernel() : nullptr;
+    const FindNextDiffFn fn =
+        checkHardwareSupport(CPU_INT_VECTORS) ? findNextDiffKernel() : nullptr;
 
     for (; y < height; y++, img += step) {
         for (; x < width; x++) {
@@ -698,7 +699,7 @@ bool makeWorkImage(const Mat& image, Mat& work, int W, int H, bool isInt) {
     unsigned char* base = work.ptr<unsigned char>(0);
     if (H > 1 && work.ptr<unsigned char>(1) != base + (size_t)W * esz) return false;
     const int cols = image.cols(), rows = image.rows();
-    if (!isInt && checkHardwareSupport(3)) {
+    if (!isInt && checkHardwareSupport(CPU_INT_VECTORS)) {
         // padding and 0/1 in one pass
         std::memset(base, 0, (size_t)W);
         for (int y = 0; y < rows; y++) {

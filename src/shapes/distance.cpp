@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "shapes/distance_internal.h"
+#include "detail/aliasing.h"
 #include "shapes/distance_simd.h"
-#include "filter/overlap.h"
 #include "tarvo/ip/shapes.h"
 #include "tarvo/saturate.h"
 
@@ -356,7 +356,7 @@ void distanceTransform(const Mat& src, Mat& dst, int type, int maskSize) {
     }
     int w[3];
     detail::chamferWeights(type, maskSize, w);
-    if (checkHardwareSupport(3) && w[1] >= w[0] && (maskSize != 5 || w[2] >= w[0]) &&
+    if (checkHardwareSupport(CPU_INT_VECTORS) && w[1] >= w[0] && (maskSize != 5 || w[2] >= w[0]) &&
         in.cols() < (1 << 29))
         detail::chamferFast(in, dst, w, maskSize == 5 ? 2 : 1);
     else if (maskSize == 5)

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <vector>
 
-#include "filter/overlap.h"
+#include "detail/aliasing.h"
 #include "shapes/distance_internal.h"
 #include "shapes/distance_simd.h"
 #include "tarvo/ip/shapes.h"
@@ -32,7 +32,7 @@ void DTColumnInvoker::operator()(const Range& range) const {
     std::vector<int> d((size_t)rows * kColumnBlock);
     int dist[kColumnBlock];
     // Squares computed in vectors equal the table while they fit an int.
-    const bool vec = checkHardwareSupport(3) && rows <= 46340;
+    const bool vec = checkHardwareSupport(CPU_INT_VECTORS) && rows <= 46340;
     for (int x0 = range.start; x0 < range.end; x0 += kColumnBlock) {
         const int n = std::min(kColumnBlock, range.end - x0);
         if (vec) {

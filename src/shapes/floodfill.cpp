@@ -136,7 +136,7 @@ void floodfill(Mat& image, Mat& mask, const Point2_<int>& seed, int tolerance,
         st.fill[k] = toByte(c[k]);
     }
     detail::SpanQueue q((long long)(st.width + st.height) / 2 * 5);
-    if (checkHardwareSupport(3) && tolerance >= 0) {
+    if (checkHardwareSupport(CPU_INT_VECTORS) && tolerance >= 0) {
         fillVec(st, seed, q);
         return;
     }

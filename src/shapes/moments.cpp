@@ -107,7 +107,7 @@ public:
         : m_img(img), m_binary(binary), m_tilesX(tilesX), m_out(out) {}
     void operator()(const Range& range) const override {
         const int rows = m_img.rows(), cols = m_img.cols();
-        const bool vec = m_img.type() == MAT_Tuchar && checkHardwareSupport(3);
+        const bool vec = m_img.type() == MAT_Tuchar && checkHardwareSupport(CPU_INT_VECTORS);
         std::vector<uint32_t> sums;
         if (vec) sums.resize(size_t(cols / kTile) * 10);
         for (int ty = range.start; ty < range.end; ty++) {

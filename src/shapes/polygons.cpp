@@ -501,7 +501,7 @@ Rect_<int> getBoundRect(const PointArray& points) {
     const Point2_<int>* p = points.getData();
     int xmin = p[0].x, xmax = p[0].x, ymin = p[0].y, ymax = p[0].y;
     int i = 1;
-    if (n >= 9 && checkHardwareSupport(3)) {
+    if (n >= 9 && checkHardwareSupport(CPU_INT_VECTORS)) {
         int mm[4];
         i = detail::vecPointBounds(p, n, mm);
         xmin = mm[0], ymin = mm[1], xmax = mm[2], ymax = mm[3];

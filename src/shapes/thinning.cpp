@@ -286,7 +286,7 @@ void thinning(const Mat& src, Mat& dst) {
         unsigned char* d = img.ptr<unsigned char>(y);
         for (int x = 0; x < cols; x++) d[x] = (unsigned char)(s[x] == 255);  // s / 255
     }
-    if (checkHardwareSupport(3)) {
+    if (checkHardwareSupport(CPU_INT_VECTORS)) {
         thinFast(img, mark);
     } else {
         std::vector<unsigned char> hit(size_t(rows), 0);

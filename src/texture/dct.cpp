@@ -4,7 +4,7 @@
 #include <cstring>
 #include <vector>
 
-#include "filter/overlap.h"
+#include "detail/aliasing.h"
 #include "tarvo/ip/transforms.h"
 #include "texture/dft_internal.h"
 

@@ -72,11 +72,12 @@ TEST(ParallelFor, OneStripeRunsOnTheCallersThreadInOneCall) {
 }
 
 TEST(HardwareSupport, SwitchForcesScalarPaths) {
-    bool any = checkHardwareSupport(2) || checkHardwareSupport(3);
+    bool any = checkHardwareSupport(CPU_FLOAT_VECTORS) || checkHardwareSupport(CPU_INT_VECTORS);
     detail::setUseOptimized(false);
     for (int code : {2, 3, 4, 10, 11}) EXPECT_FALSE(checkHardwareSupport(code));
     detail::setUseOptimized(true);
-    EXPECT_EQ(checkHardwareSupport(2) || checkHardwareSupport(3), any);
+    EXPECT_EQ(checkHardwareSupport(CPU_FLOAT_VECTORS) || checkHardwareSupport(CPU_INT_VECTORS),
+              any);
     EXPECT_FALSE(checkHardwareSupport(99));
     EXPECT_NE(hardwareFeatureNames(), nullptr);
 }

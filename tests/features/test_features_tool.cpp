@@ -28,8 +28,9 @@ TEST_F(Tool, FeaturesPrintsTheTreeOrTheReason) {
               "  FSet: 1 element, dimension 0\n"
               "    (an element that cannot be read back)\n");
 
-    shell("printf 'short' > short.feat && printf 'lbp_____________________________________' > "
-          "alien.feat && head -c 40 set.feat > cut.feat && mkdir d");
+    shell(
+        "printf 'short' > short.feat && printf 'lbp_____________________________________' > "
+        "alien.feat && head -c 40 set.feat > cut.feat && mkdir d");
     expectError(tarvo("features short.feat"), "too short");
     expectError(tarvo("features alien.feat"), "known feature identifier ('lbp_");
     expectError(tarvo("features cut.feat"), "truncated, malformed or nested too deeply");

@@ -23,7 +23,8 @@ void exercise(tarvo::FeatureABC* f) {
     (void)f->dimension();
     tarvo::FeatureABC* c = f->clone();
     if (c != f) delete c;
-    if (tarvo::FeatureVec* v = dynamic_cast<tarvo::FeatureVec*>(f)) v->calcIntegralImage(true, true);
+    if (tarvo::FeatureVec* v = dynamic_cast<tarvo::FeatureVec*>(f))
+        v->calcIntegralImage(true, true);
     delete f;
 }
 

@@ -323,19 +323,64 @@ TEST(HistogramOperators, BadInputsAreRefused) {
     ipHistogramRoot ro;
     ipHistogramNormalize no;
     ipCorePump* ops[] = {&eq, &lg, &ro, &no};
-    Mat empty, shorts(2, 2, MAT_Tshort, Point4_<double>(3.0)),
-        two(2, 2, MAT_Tuchar | (1 << 3), Point4_<double>(3.0));
+    Mat empty, shorts(2, 2, MAT_Tshort, Point4_<double>(3.0));
     for (ipCorePump* op : ops) {
         Mat dst(1, 1, MAT_Tuchar, Point4_<double>(6.0));
         EXPECT_FALSE(op->process(nullptr, &dst));
         EXPECT_FALSE(op->process(&empty, &dst));
         EXPECT_EQ(bytes(dst), B{6});
         EXPECT_FALSE(op->process(&shorts, nullptr));
-        EXPECT_FALSE(op->process(&two, nullptr));
     }
     // A destination with the wrong channel count is re-created, not overrun.
     const Mat colour = test::randomMat(5, 6, MAT_Tuchar3, 4);
     Mat narrow(5, 6, MAT_Tuchar);
     ip::histogramRoot(colour, narrow);
     EXPECT_EQ(narrow.type1(), MAT_Tuchar3);
+}
+
+// Every channel count is served: grey paths for one channel (and for every
+// layout but RGB in the log operator, over the first cols bytes of a row),
+// luminance paths otherwise, where a two-channel pixel is grey plus a kept
+// second channel and a fourth channel (alpha) is kept.
+TEST(HistogramOperators, EveryChannelCountFollowsItsPath) {
+    for (int cn = 1; cn <= 4; cn++) {
+        SCOPED_TRACE(cn);
+        const Mat src = test::randomMat(4, 5, MAKETYPE(MAT_Tuchar, cn), 40 + cn, 0.0, 255.0);
+        Mat eq, lg, srcCopy(src);
+        ip::histogramEqualize(src, eq, 256, nullptr);
+        ASSERT_EQ(eq.type1(), src.type1());
+        // Log of a non-RGB layout rewrites the first cols bytes of the source's rows.
+        Mat lgSrc(src);
+        ip::histogramLog(lgSrc, lg);
+        ASSERT_EQ(lg.type1(), src.type1());
+        if (cn != 3) {
+            const int M = int(src.max(0));
+            for (int y = 0; y < src.rows(); y++)
+                for (int x = 0; x < src.cols() * cn; x++) {
+                    const int v = src.ptr<unsigned char>(y)[x];
+                    const int want =
+                        x < src.cols() ? int(std::log(v + 1.0) * (255.0 / std::log(M + 1.0))) : v;
+                    EXPECT_EQ(lgSrc.ptr<unsigned char>(y)[x], want) << y << "," << x;
+                }
+            EXPECT_EQ(lg.countNonZero(), 0);  // the separate destination keeps its cleared shape
+        }
+        if (cn == 2 || cn == 4) {
+            // The extra channel passes through; a two-channel pixel is grey, so
+            // its first channel follows the grey table of the same levels.
+            Mat grey(4, 5, MAT_Tuchar), greyEq;
+            for (int y = 0; y < 4; y++)
+                for (int x = 0; x < 5; x++)
+                    grey.ptr<unsigned char>(y)[x] = src.ptr<unsigned char>(y)[x * cn];
+            ip::histogramEqualize(grey, greyEq, 256, nullptr);
+            for (int y = 0; y < 4; y++)
+                for (int x = 0; x < 5; x++) {
+                    EXPECT_EQ(eq.ptr<unsigned char>(y)[x * cn + cn - 1],
+                              src.ptr<unsigned char>(y)[x * cn + cn - 1]);
+                    if (cn == 2) {
+                        EXPECT_EQ(eq.ptr<unsigned char>(y)[x * 2], greyEq.ptr<unsigned char>(y)[x]);
+                    }
+                }
+        }
+        EXPECT_EQ(bytes(src), bytes(srcCopy));
+    }
 }

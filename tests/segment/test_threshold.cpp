@@ -372,3 +372,21 @@ TEST(ThresholdOfGray, TwoLevelsThreeClustersAndFlat) {
     EXPECT_EQ(ip::thresholdOfGray(flat), 0);  // q1 reaches 1 at once
     EXPECT_EQ(ip::thresholdOfGray(Mat()), 0);
 }
+
+// The destination test compares whole type words: a destination of another
+// channel count is replaced by one channel of the source's depth, never
+// written into its first bytes with the rest left stale.
+TEST(Threshold, DestinationWithOtherChannelsIsRecreatedAsOneChannel) {
+    for (int srcCn = 1; srcCn <= 4; srcCn++)
+        for (int dstCn = 1; dstCn <= 4; dstCn++) {
+            SCOPED_TRACE(testing::Message() << srcCn << " -> " << dstCn);
+            const Mat src = test::randomMat(3, 4, MAKETYPE(MAT_Tuchar, srcCn), 9, 0.0, 255.0);
+            Mat dst(3, 4, MAKETYPE(MAT_Tuchar, dstCn), Point4_<double>(77.0));
+            ip::Threshold(src, dst, 100, 200, ip::ThreshBinary);
+            EXPECT_EQ(dst.channels(), srcCn == dstCn ? dstCn : 1);
+            // Both are continuous: rows * cols samples from row 0 as one run.
+            const unsigned char* s = src.ptr<unsigned char>(0);
+            const unsigned char* d = dst.ptr<unsigned char>(0);
+            for (int i = 0; i < 12; i++) EXPECT_EQ(d[i], s[i] > 100 ? 200 : 0) << i;
+        }
+}

@@ -69,8 +69,11 @@ std::string vectorPaths() {
     static const struct {
         int code;
         const char* what;
-    } kPaths[] = {
-        {2, "float"}, {3, "integer"}, {4, "transforms"}, {10, "wide float"}, {11, "wide integer"}};
+    } kPaths[] = {{tarvo::CPU_FLOAT_VECTORS, "float"},
+                  {tarvo::CPU_INT_VECTORS, "integer"},
+                  {tarvo::CPU_SSE41, "transforms"},
+                  {tarvo::CPU_AVX, "wide float"},
+                  {tarvo::CPU_AVX2, "wide integer"}};
     std::string s;
     for (const auto& p : kPaths)
         if (tarvo::checkHardwareSupport(p.code)) s += (s.empty() ? "" : ", ") + std::string(p.what);

@@ -306,6 +306,7 @@ private:
     void prepareSideRows(const Mat& src);
     const unsigned char* borderRow(int y, int& srcY) const;
     unsigned char* ringBase() const;
+    void allocateRing(int width, int bufRows);
     unsigned char* constRowBase() const;
 
     bool valid_ = false;    // init accepted the stages, types, anchor and modes
