@@ -88,7 +88,8 @@ const fuzz::FuzzOp kOps[] = {
          const int threshold = in.hostileInt(-1, 80), linesMax = in.hostileInt(-1, 40);
          Points lines;
          ip::houghLinesStd(greyish(in), lines, rho, theta, threshold, linesMax);
-         if (linesMax >= 0 && lines.getSize() > 2 * linesMax) fuzz::fail("more lines than asked");
+         if (linesMax >= 0 && (long long)lines.getSize() > 2LL * linesMax)
+             fuzz::fail("more lines than asked");
      }},
     {"houghLines",
      [](FuzzInput& in) {
