@@ -1,5 +1,6 @@
 // ipDenoise and ip::bloom: the stylising operators built on the direct
 // convolution and median filters.
+#include "detail/aliasing.h"
 #include "photo/histogram_ops_internal.h"
 #include "photo/photo_internal.h"
 #include "photo/stylise_internal.h"
@@ -48,11 +49,19 @@ bool ipDenoise::process(Mat* src, Mat* dst) {
 namespace ip {
 
 void denoise(const Mat& src, Mat& dst, float strength, int method) {
+    // A destination that owns the source's pixels is re-created before
+    // they are read: work from a copy then.
+    detail::SourceGuard guard(src, dst);
+    if (guard.failed()) return;
     ipDenoise op(strength, method);
-    op.ipDenoise::process(const_cast<Mat*>(&src), &dst);
+    op.ipDenoise::process(const_cast<Mat*>(&guard.get()), &dst);
 }
 
-void bloom(const Mat& src, Mat& dst, float lift, float gain) {
+void bloom(const Mat& srcIn, Mat& dst, float lift, float gain) {
+    // A destination that owns the source's pixels: work from a copy.
+    detail::SourceGuard guard(srcIn, dst);
+    if (guard.failed()) return;
+    const Mat& src = guard.get();
     if (!detail::photoStyliseInput(&src) || src.channels() == 2) return;
     const int rows = src.rows(), cols = src.cols(), cn = src.channels();
     Mat out(rows, cols, src.type1());

@@ -5,6 +5,7 @@
 #include <new>
 #include <vector>
 
+#include "detail/aliasing.h"
 #include "photo/photo_internal.h"
 #include "photo/stylise_internal.h"
 #include "tarvo/colorspace.h"
@@ -398,13 +399,21 @@ bool ipRoughSketch::process(Mat* src, Mat* dst) {
 namespace ip {
 
 void sketch(const Mat& src, Mat& dst, int amount) {
+    // A destination that owns the source's pixels is re-created before
+    // they are read: work from a copy then.
+    detail::SourceGuard guard(src, dst);
+    if (guard.failed()) return;
     ipSketch op(amount);
-    op.ipSketch::process(const_cast<Mat*>(&src), &dst);
+    op.ipSketch::process(const_cast<Mat*>(&guard.get()), &dst);
 }
 
 void roughSketch(const Mat& src, Mat& dst) {
+    // A destination that owns the source's pixels is re-created before
+    // they are read: work from a copy then.
+    detail::SourceGuard guard(src, dst);
+    if (guard.failed()) return;
     ipRoughSketch op;
-    op.ipRoughSketch::process(const_cast<Mat*>(&src), &dst);
+    op.ipRoughSketch::process(const_cast<Mat*>(&guard.get()), &dst);
 }
 
 }  // namespace ip

@@ -4,6 +4,7 @@
 // runs it over the rows (see tone_lut.cpp).
 #include <new>
 
+#include "detail/aliasing.h"
 #include "photo/histogram_ops_internal.h"
 #include "photo/photo_internal.h"
 #include "tarvo/ip/photo.h"
@@ -207,13 +208,21 @@ bool ipShadows::process(Mat* src, Mat* dst) {
 namespace ip {
 
 void exposure(const Mat& src, Mat& dst, int amount) {
+    // A destination that owns the source's pixels is re-created before
+    // they are read: work from a copy then.
+    detail::SourceGuard guard(src, dst);
+    if (guard.failed()) return;
     ipExposure op(amount);
-    op.ipExposure::process(const_cast<Mat*>(&src), &dst);
+    op.ipExposure::process(const_cast<Mat*>(&guard.get()), &dst);
 }
 
 void light(const Mat& src, Mat& dst, int brightness, int contrast) {
+    // A destination that owns the source's pixels is re-created before
+    // they are read: work from a copy then.
+    detail::SourceGuard guard(src, dst);
+    if (guard.failed()) return;
     ipLight op(brightness, contrast);
-    op.ipLight::process(const_cast<Mat*>(&src), &dst);
+    op.ipLight::process(const_cast<Mat*>(&guard.get()), &dst);
 }
 
 void light(Mat& image, int brightness, int contrast) {
@@ -222,13 +231,21 @@ void light(Mat& image, int brightness, int contrast) {
 }
 
 void level(const Mat& src, Mat& dst, int low, int high, int mode) {
+    // A destination that owns the source's pixels is re-created before
+    // they are read: work from a copy then.
+    detail::SourceGuard guard(src, dst);
+    if (guard.failed()) return;
     ipLevel op(low, high, mode);
-    op.ipLevel::process(const_cast<Mat*>(&src), &dst);
+    op.ipLevel::process(const_cast<Mat*>(&guard.get()), &dst);
 }
 
 void shadow(const Mat& src, Mat& dst, float depth, float limit) {
+    // A destination that owns the source's pixels is re-created before
+    // they are read: work from a copy then.
+    detail::SourceGuard guard(src, dst);
+    if (guard.failed()) return;
     ipShadows op(depth, limit);
-    op.ipShadows::process(const_cast<Mat*>(&src), &dst);
+    op.ipShadows::process(const_cast<Mat*>(&guard.get()), &dst);
 }
 
 }  // namespace ip
