@@ -793,7 +793,12 @@ void findContours(const Mat& image, Matrix<Point2_<int>, const Point2_<int>&>& c
     if (method == 5 || !image.isValid() || image.rows() <= 0 || image.cols() <= 0 ||
         image.channels() != 1 || (image.type() != MAT_Tuchar && !isInt) ||
         image.cols() > INT_MAX / 8 || image.rows() > INT_MAX / 8 ||
-        (long long)(image.cols() + 2) * (image.rows() + 2) > (long long)INT_MAX / 4) {
+        (long long)(image.cols() + 2) * (image.rows() + 2) > (long long)INT_MAX / 4 ||
+        // Points are pixel positions plus the offset: an offset that would
+        // take them past the int range is refused.
+        (long long)offset.x - 1 < INT_MIN || (long long)offset.y - 1 < INT_MIN ||
+        (long long)offset.x + image.cols() + 1 > INT_MAX ||
+        (long long)offset.y + image.rows() + 1 > INT_MAX) {
         contours.removeAll();
         return;
     }
