@@ -738,8 +738,8 @@ void findCornerSubPix(const Mat& image, Point2_<float>* corners, int count, Size
         maskY[i + win.height] = float(std::exp(-double(i) * i / (double(win.height) * win.height)));
     for (int y = 0; y < wh; y++)
         for (int x = 0; x < ww; x++) mask[y * ww + x] = maskX[x] * maskY[y];
-    if (zeroZone.width >= 0 && zeroZone.height >= 0 && 2 * zeroZone.width + 1 < ww &&
-        2 * zeroZone.height + 1 < wh)
+    if (zeroZone.width >= 0 && zeroZone.height >= 0 && 2LL * zeroZone.width + 1 < ww &&
+        2LL * zeroZone.height + 1 < wh)
         for (int y = win.height - zeroZone.height; y <= win.height + zeroZone.height; y++)
             for (int x = win.width - zeroZone.width; x <= win.width + zeroZone.width; x++)
                 mask[y * ww + x] = 0.0f;
