@@ -313,7 +313,9 @@ void houghLines(const Mat& src, Array<Point2_<int>, const Point2_<int>&>& lines,
         count--;
         if (!mask[size_t(pt.y) * cols + pt.x]) continue;
 
-        int best = threshold - 1, bestN = 0;
+        // In 64 bits: the threshold may be INT_MIN.
+        long long best = (long long)threshold - 1;
+        int bestN = 0;
         for (int n = 0; n < a; n++) {
             const int d = cellOf(n, pt.x, pt.y);
             if (d < 0 || d >= r) continue;

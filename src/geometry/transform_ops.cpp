@@ -811,14 +811,23 @@ void cropEx(const Mat& src, Mat& dst, const Rect_<int>& r, const Point4_<double>
         if (!out.empty()) dst = std::move(out);
         return;
     }
-    const long long R = src.rows() + 2 * padY, C = src.cols() + 2 * padX;
-    if (!validSize(R, C, src.channels())) return;
-    Mat big(int(R), int(C), src.type1(), fill);
-    if (big.empty()) return;
-    big.drawMat(src, Point2_<int>(int(padX), int(padY)), 1.0f);
-    Mat out;
-    big.subMat(Rect_<int>(int(r.x + padX), int(r.y + padY), r.width, r.height), out);
-    if (!out.empty()) dst = std::move(out);
+    // The result is the rectangle of the picture padded with the fill: made
+    // directly, so the work follows the result's size, not how far the
+    // rectangle lies from the picture.
+    if (!validSize(r.height, r.width, src.channels())) return;
+    Mat out(r.height, r.width, src.type1(), fill);
+    if (out.empty()) return;
+    const long long x0 = std::max<long long>(r.x, 0);
+    const long long x1 = std::min<long long>((long long)r.x + r.width, src.cols());
+    const long long y0 = std::max<long long>(r.y, 0);
+    const long long y1 = std::min<long long>((long long)r.y + r.height, src.rows());
+    if (x0 < x1 && y0 < y1) {
+        const size_t esz = size_t(src.elemSize());
+        for (long long y = y0; y < y1; y++)
+            std::memcpy(out.ptr<unsigned char>(int(y - r.y)) + size_t(x0 - r.x) * esz,
+                        src.ptr<unsigned char>(int(y)) + size_t(x0) * esz, size_t(x1 - x0) * esz);
+    }
+    dst = std::move(out);
 }
 
 void expand(const Mat& src, Mat& dst, int left, int top, int right, int bottom,
