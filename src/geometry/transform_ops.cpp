@@ -811,10 +811,11 @@ void cropEx(const Mat& src, Mat& dst, const Rect_<int>& r, const Point4_<double>
         if (!out.empty()) dst = std::move(out);
         return;
     }
-    // The result is the rectangle of the picture padded with the fill: made
-    // directly, so the work follows the result's size, not how far the
-    // rectangle lies from the picture.
-    if (!validSize(r.height, r.width, src.channels())) return;
+    // The padded picture a rectangle is cut from must be a size a matrix can
+    // hold, else the call is refused. The result is then made directly, so the
+    // work follows the result's size, not how far the rectangle lies outside.
+    const long long R = src.rows() + 2 * padY, C = src.cols() + 2 * padX;
+    if (!validSize(R, C, src.channels()) || !validSize(r.height, r.width, src.channels())) return;
     Mat out(r.height, r.width, src.type1(), fill);
     if (out.empty()) return;
     const long long x0 = std::max<long long>(r.x, 0);
