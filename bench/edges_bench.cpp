@@ -9,27 +9,17 @@
 #include <vector>
 
 #include "bench_util.h"
+#include "scene.h"
 #include "tarvo/ip/edges.h"
 
 using namespace tarvo;
 
 namespace {
 
-Mat scene(int w, int h) {
-    Mat m(h, w, MAT_Tuchar);
-    std::mt19937 rng(1);
-    for (int y = 0; y < h; y++)
-        for (int x = 0; x < w; x++)
-            m.data.ptr[y][x] =
-                (unsigned char)(((x / 40 + y / 30) % 2) * 120 + 60 +
-                                50 * std::sin(x * 0.01) * std::cos(y * 0.013) + (rng() % 6));
-    return m;
-}
-
 // The scene with a brighter 20 x 14 block in every 64 x 48 cell: each block
 // gives four convex corners for the corner detectors.
 Mat cornerScene(int w, int h) {
-    Mat m = scene(w, h);
+    Mat m = bench::edgeScene(w, h);
     for (int y = 0; y < h; y++)
         for (int x = 0; x < w; x++)
             if (x % 64 >= 22 && x % 64 < 42 && y % 48 >= 17 && y % 48 < 31) {
@@ -41,7 +31,7 @@ Mat cornerScene(int w, int h) {
 
 void BM_Canny(benchmark::State& state) {
     int w = (int)state.range(0), h = (int)state.range(1);
-    Mat src = scene(w, h), dst;
+    Mat src = bench::edgeScene(w, h), dst;
     for (auto _ : state) {
         ip::canny(src, dst, 50, 150);
         benchmark::DoNotOptimize(dst.data.ptr);
@@ -52,7 +42,7 @@ BENCHMARK(BM_Canny)->Args({1920, 1080})->Args({3840, 2160})->Unit(benchmark::kMi
 
 void BM_SobelGradientX(benchmark::State& state) {
     int w = (int)state.range(0), h = (int)state.range(1);
-    Mat src = scene(w, h), dst(h, w, MAT_Tshort);
+    Mat src = bench::edgeScene(w, h), dst(h, w, MAT_Tshort);
     for (auto _ : state) {
         Sobel::gradientMagnitudeX(&src, &dst, false);
         benchmark::DoNotOptimize(dst.data.ptr);
@@ -64,7 +54,7 @@ BENCHMARK(BM_SobelGradientX)->Args({1920, 1080})->Unit(benchmark::kMillisecond);
 // ip::sobel 3x3, first derivative in x, byte source into a signed short image.
 void BM_SobelShort(benchmark::State& state) {
     int w = (int)state.range(0), h = (int)state.range(1);
-    Mat src = scene(w, h), dst(h, w, MAT_Tshort);
+    Mat src = bench::edgeScene(w, h), dst(h, w, MAT_Tshort);
     for (auto _ : state) {
         ip::sobel(src, dst, 1, 0, 3);
         benchmark::DoNotOptimize(dst.data.ptr);

@@ -7,26 +7,16 @@
 #include <vector>
 
 #include "bench_util.h"
+#include "scene.h"
 #include "tarvo/ip/edges.h"
 
 using namespace tarvo;
 
 namespace {
 
-Mat houghScene(int w, int h) {
-    Mat m(h, w, MAT_Tuchar);
-    std::mt19937 rng(1);
-    for (int y = 0; y < h; y++)
-        for (int x = 0; x < w; x++)
-            m.data.ptr[y][x] =
-                (unsigned char)(((x / 40 + y / 30) % 2) * 120 + 60 +
-                                50 * std::sin(x * 0.01) * std::cos(y * 0.013) + (rng() % 6));
-    return m;
-}
-
 void BM_EdgeChains(benchmark::State& state) {
     const int w = 1920, h = 1080;
-    Mat src = houghScene(w, h);
+    Mat src = bench::edgeScene(w, h);
     std::vector<unsigned char*> rows(static_cast<size_t>(h));
     for (int y = 0; y < h; y++) rows[size_t(y)] = src.ptr<unsigned char>(y);
     for (auto _ : state) {
@@ -40,7 +30,7 @@ void BM_EdgeChains(benchmark::State& state) {
 void BM_HoughLinesStd(benchmark::State& state) {
     const int w = 1920, h = 1080;
     Mat edges;
-    ip::canny(houghScene(w, h), edges, 50, 150);
+    ip::canny(bench::edgeScene(w, h), edges, 50, 150);
     // Features are the zero pixels: invert the edge map.
     for (int y = 0; y < h; y++)
         for (int x = 0; x < w; x++) edges.ptr<unsigned char>(y)[x] ^= 255;
@@ -54,7 +44,7 @@ void BM_HoughLinesStd(benchmark::State& state) {
 
 void BM_HoughCircle(benchmark::State& state) {
     const int w = 640, h = 480;
-    Mat src = houghScene(w, h);
+    Mat src = bench::edgeScene(w, h);
     for (auto _ : state) {
         Point2_<int> c(-1, -1);
         int r = -1;

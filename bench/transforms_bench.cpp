@@ -43,13 +43,13 @@ void checkThreads(F run, const char* what) {
 // kind: 0 forward dft, 1 inverse dft of a spectrum, 2 dct.
 void BM_Transform(benchmark::State& state, int rows, int cols, int type, int kind) {
     const Mat src = randomImage(rows, cols, type);
-    Mat spec;
-    if (kind == 1) dft(src, spec);
+    Mat spectrum;
+    if (kind == 1) dft(src, spectrum);
     auto run = [&](Mat& dst) {
         if (kind == 0)
             dft(src, dst);
         else if (kind == 1)
-            idft(spec, dst, DFT_SCALE);
+            idft(spectrum, dst, DFT_SCALE);
         else
             dct(src, dst);
     };

@@ -49,12 +49,8 @@ bool ipDenoise::process(Mat* src, Mat* dst) {
 namespace ip {
 
 void denoise(const Mat& src, Mat& dst, float strength, int method) {
-    // A destination that owns the source's pixels is re-created before
-    // they are read: work from a copy then.
-    detail::SourceGuard guard(src, dst);
-    if (guard.failed()) return;
     ipDenoise op(strength, method);
-    op.ipDenoise::process(const_cast<Mat*>(&guard.get()), &dst);
+    detail::processGuarded(op, src, dst);
 }
 
 void bloom(const Mat& srcIn, Mat& dst, float lift, float gain) {

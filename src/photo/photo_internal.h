@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "detail/aliasing.h"
 #include "photo/color_internal.h"
 #include "tarvo/mat.h"
 
@@ -55,6 +56,16 @@ int photoEdgeValues(const uint8_t* a, const uint8_t* c, const uint8_t* b, int n,
 // the first min(3, cn) bytes of dst pixel x = val[x], the others copied from
 // src pixel x, for cn 2 to 4.
 int photoSpreadValues(const uint8_t* val, const uint8_t* src, uint8_t* dst, int n, int cn);
+
+// Runs op.process(src, dst) for a free function. A destination that owns the
+// source's pixels is re-created before they are read, so the operator then
+// works from a copy of the source.
+template <typename Op>
+void processGuarded(Op& op, const Mat& src, Mat& dst) {
+    SourceGuard guard(src, dst);
+    if (guard.failed()) return;
+    op.Op::process(const_cast<Mat*>(&guard.get()), &dst);
+}
 
 }  // namespace detail
 }  // namespace tarvo

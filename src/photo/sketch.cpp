@@ -5,7 +5,6 @@
 #include <new>
 #include <vector>
 
-#include "detail/aliasing.h"
 #include "photo/photo_internal.h"
 #include "photo/stylise_internal.h"
 #include "tarvo/colorspace.h"
@@ -399,21 +398,13 @@ bool ipRoughSketch::process(Mat* src, Mat* dst) {
 namespace ip {
 
 void sketch(const Mat& src, Mat& dst, int amount) {
-    // A destination that owns the source's pixels is re-created before
-    // they are read: work from a copy then.
-    detail::SourceGuard guard(src, dst);
-    if (guard.failed()) return;
     ipSketch op(amount);
-    op.ipSketch::process(const_cast<Mat*>(&guard.get()), &dst);
+    detail::processGuarded(op, src, dst);
 }
 
 void roughSketch(const Mat& src, Mat& dst) {
-    // A destination that owns the source's pixels is re-created before
-    // they are read: work from a copy then.
-    detail::SourceGuard guard(src, dst);
-    if (guard.failed()) return;
     ipRoughSketch op;
-    op.ipRoughSketch::process(const_cast<Mat*>(&guard.get()), &dst);
+    detail::processGuarded(op, src, dst);
 }
 
 }  // namespace ip

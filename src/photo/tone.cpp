@@ -4,7 +4,6 @@
 // runs it over the rows (see tone_lut.cpp).
 #include <new>
 
-#include "detail/aliasing.h"
 #include "photo/histogram_ops_internal.h"
 #include "photo/photo_internal.h"
 #include "tarvo/ip/photo.h"
@@ -208,21 +207,13 @@ bool ipShadows::process(Mat* src, Mat* dst) {
 namespace ip {
 
 void exposure(const Mat& src, Mat& dst, int amount) {
-    // A destination that owns the source's pixels is re-created before
-    // they are read: work from a copy then.
-    detail::SourceGuard guard(src, dst);
-    if (guard.failed()) return;
     ipExposure op(amount);
-    op.ipExposure::process(const_cast<Mat*>(&guard.get()), &dst);
+    detail::processGuarded(op, src, dst);
 }
 
 void light(const Mat& src, Mat& dst, int brightness, int contrast) {
-    // A destination that owns the source's pixels is re-created before
-    // they are read: work from a copy then.
-    detail::SourceGuard guard(src, dst);
-    if (guard.failed()) return;
     ipLight op(brightness, contrast);
-    op.ipLight::process(const_cast<Mat*>(&guard.get()), &dst);
+    detail::processGuarded(op, src, dst);
 }
 
 void light(Mat& image, int brightness, int contrast) {
@@ -231,21 +222,13 @@ void light(Mat& image, int brightness, int contrast) {
 }
 
 void level(const Mat& src, Mat& dst, int low, int high, int mode) {
-    // A destination that owns the source's pixels is re-created before
-    // they are read: work from a copy then.
-    detail::SourceGuard guard(src, dst);
-    if (guard.failed()) return;
     ipLevel op(low, high, mode);
-    op.ipLevel::process(const_cast<Mat*>(&guard.get()), &dst);
+    detail::processGuarded(op, src, dst);
 }
 
 void shadow(const Mat& src, Mat& dst, float depth, float limit) {
-    // A destination that owns the source's pixels is re-created before
-    // they are read: work from a copy then.
-    detail::SourceGuard guard(src, dst);
-    if (guard.failed()) return;
     ipShadows op(depth, limit);
-    op.ipShadows::process(const_cast<Mat*>(&guard.get()), &dst);
+    detail::processGuarded(op, src, dst);
 }
 
 }  // namespace ip

@@ -109,7 +109,7 @@ bool tilesImpl(const Mat& image, const Mat& templ, Size_<int> outSize, Point2_<i
     const int tiles = tilesX * tilesY;
     bool failed = false;
     parallelRange(tiles, double(tiles), [&](const Range& r) {
-        Mat buf(g.dftH, g.dftW, ttype), spec, out;
+        Mat buf(g.dftH, g.dftW, ttype), spectrum, out;
         if (buf.empty()) {
             failed = true;
             return;
@@ -148,9 +148,9 @@ bool tilesImpl(const Mat& image, const Mat& templ, Size_<int> outSize, Point2_<i
                             break;
                     }
                 }
-                dft(buf, spec, 0, rh);
-                mulSpectrums(spec, tspec[size_t(tcn == 1 ? 0 : c)], spec, 0, true);
-                dft(spec, out, DFT_INVERSE | DFT_SCALE, h);
+                dft(buf, spectrum, 0, rh);
+                mulSpectrums(spectrum, tspec[size_t(tcn == 1 ? 0 : c)], spectrum, 0, true);
+                dft(spectrum, out, DFT_INVERSE | DFT_SCALE, h);
                 if (out.empty()) {
                     failed = true;
                     return;

@@ -159,15 +159,15 @@ TEST(Dft, RoundTripsAcrossLengthsLayoutsAndThreads) {
         for (int rows : {1, 3, 4}) {
             SCOPED_TRACE(testing::Message() << rows << "x" << n);
             Mat src = test::randomMat(rows, n, MAT_Tdouble, unsigned(n * 3 + rows));
-            Mat spec, back, cspec;
-            dft(src, spec);
-            idft(spec, back, DFT_SCALE);
+            Mat spectrum, back, cspectrum;
+            dft(src, spectrum);
+            idft(spectrum, back, DFT_SCALE);
             EXPECT_TRUE(test::matNear(back, src, 1e-9));
-            dft(src, cspec, DFT_COMPLEX_OUTPUT);
-            idft(cspec, back, DFT_SCALE | DFT_REAL_OUTPUT);
+            dft(src, cspectrum, DFT_COMPLEX_OUTPUT);
+            idft(cspectrum, back, DFT_SCALE | DFT_REAL_OUTPUT);
             EXPECT_TRUE(test::matNear(back, src, 1e-9));
-            dft(src, spec, DFT_ROWS);
-            idft(spec, back, DFT_SCALE | DFT_ROWS);
+            dft(src, spectrum, DFT_ROWS);
+            idft(spectrum, back, DFT_SCALE | DFT_ROWS);
             EXPECT_TRUE(test::matNear(back, src, 1e-9));
         }
     }

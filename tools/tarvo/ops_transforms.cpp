@@ -44,14 +44,14 @@ void stretchToBytes(const Mat& f, Mat& out) {
 // Centred log magnitude of the grey picture's spectrum.
 void runSpectrum(const Mat& in, Mat& out, const Args&) {
     out.release();
-    Mat g, spec;
+    Mat g, spectrum;
     if (!greyFloat(in, g)) return;
-    tarvo::dft(g, spec, tarvo::DFT_COMPLEX_OUTPUT);
-    if (spec.empty()) return;
+    tarvo::dft(g, spectrum, tarvo::DFT_COMPLEX_OUTPUT);
+    if (spectrum.empty()) return;
     const int R = g.rows(), C = g.cols();
     Mat mag(R, C, tarvo::MAT_Tfloat);
     for (int y = 0; y < R; y++) {
-        const float* s = spec.ptr<float>(y);
+        const float* s = spectrum.ptr<float>(y);
         float* d = mag.ptr<float>((y + R / 2) % R);
         for (int x = 0; x < C; x++) {
             const double re = s[2 * x], im = s[2 * x + 1];
