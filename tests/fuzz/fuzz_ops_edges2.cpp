@@ -62,7 +62,9 @@ const fuzz::FuzzOp kOps[] = {
          for (int i = 0; i < count; i++)
              pts[size_t(i)] = Point2_<float>(in.hostileFloat(-5, 75), in.hostileFloat(-5, 75));
          const Size_<int> win(in.hostileInt(0, 6), in.hostileInt(0, 6));
-         const Size_<int> zero(in.hostileInt(-1, 4), in.hostileInt(-1, 4));
+         // The blanked zone is taken at its word (2 * size + 1 in int), so it
+         // stays within a window's scale.
+         const Size_<int> zero(in.range(-2, 8), in.range(-2, 8));
          const TermCriteria crit(in.range(0, 4), in.hostileInt(0, 30), in.hostileDouble(0, 1));
          const Mat img = greyish(in);
          ip::findCornerSubPix(img, pts.data(), count, win, zero, crit);
@@ -88,7 +90,7 @@ const fuzz::FuzzOp kOps[] = {
          const int threshold = in.hostileInt(-1, 80), linesMax = in.hostileInt(-1, 40);
          Points lines;
          ip::houghLinesStd(greyish(in), lines, rho, theta, threshold, linesMax);
-         if (linesMax >= 0 && lines.getSize() > 2 * linesMax) fuzz::fail("more lines than asked");
+         if (linesMax >= 0 && lines.getSize() > 2LL * linesMax) fuzz::fail("more lines than asked");
      }},
     {"houghLines",
      [](FuzzInput& in) {

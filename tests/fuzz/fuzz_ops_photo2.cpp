@@ -21,7 +21,7 @@ const fuzz::FuzzOp kOps[] = {
                    mode = in.hostileInt(0, 3);
          const float f1 = in.hostileFloat(-1, 2), f2 = in.hostileFloat(-1, 2);
          const double g = in.hostileDouble(-4, 4);
-         fuzz::withArrangement(in, photoInput(in), [&](const Mat& s, Mat& d) {
+         separateOrInPlace(in, photoInput(in), [&](const Mat& s, Mat& d) {
              switch (which) {
                  case 0:
                      ip::exposure(s, d, a);
@@ -47,7 +47,7 @@ const fuzz::FuzzOp kOps[] = {
      [](FuzzInput& in) {
          const int which = in.range(0, 4);
          const int amount = in.hostileInt(-50, 300);
-         fuzz::withArrangement(in, photoInput(in), [&](const Mat& s, Mat& d) {
+         separateOrInPlace(in, photoInput(in), [&](const Mat& s, Mat& d) {
              switch (which) {
                  case 0:
                      ip::sketch(s, d, amount);
@@ -73,7 +73,7 @@ const fuzz::FuzzOp kOps[] = {
          const bool useNoise = in.flag();
          const int amount = in.hostileInt(-5, 40);
          const unsigned seed = in.byte();
-         fuzz::withArrangement(in, photoInput(in), [&](const Mat& s, Mat& d) {
+         separateOrInPlace(in, photoInput(in), [&](const Mat& s, Mat& d) {
              detail::pinClockSeed(true, seed);
              detail::seedRandom(seed);
              if (useNoise)
@@ -87,7 +87,7 @@ const fuzz::FuzzOp kOps[] = {
      [](FuzzInput& in) {
          const int radius = in.hostileInt(-5, 100), mode = in.hostileInt(0, 5);
          const float twist = in.hostileFloat(-20, 20);
-         fuzz::withArrangement(in, photoInput(in), [&](const Mat& s, Mat& d) {
+         separateOrInPlace(in, photoInput(in), [&](const Mat& s, Mat& d) {
              ip::circleTransform(s, d, radius, twist, mode);
          });
      }},
