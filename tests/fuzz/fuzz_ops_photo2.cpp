@@ -13,6 +13,21 @@ Mat photoInput(FuzzInput& in) {
     return in.mat(in.byte() < 40 ? 0 : MAT_Tuchar, 0);
 }
 
+// Separate or in-place source and destination only. These operators re-create
+// a destination of another shape before they read the source, so a source
+// that is a view into the destination's pixels is not exercised here yet.
+template <typename F>
+void separateOrInPlace(FuzzInput& in, Mat src, F run) {
+    if (in.flag()) {
+        run(src, src);
+        fuzz::touch(src);
+        return;
+    }
+    Mat dst = in.flag() ? Mat() : in.mat();
+    run(src, dst);
+    fuzz::touch(dst);
+}
+
 const fuzz::FuzzOp kOps[] = {
     {"tone",
      [](FuzzInput& in) {
