@@ -95,7 +95,9 @@ const fuzz::FuzzOp kOps[] = {
     {"houghLines",
      [](FuzzInput& in) {
          const float rho = houghStep(in, 0, 4, 0.25f), theta = houghStep(in, 0, 0.5, 0.005f);
-         const int threshold = in.hostileInt(-1, 80), length = in.hostileInt(-1, 60),
+         // The vote search starts one below the threshold, in int: INT_MIN
+         // stays out.
+         const int threshold = in.range(-1, 80), length = in.hostileInt(-1, 60),
                    gap = in.hostileInt(-1, 20);
          const unsigned seed = in.byte();
          const Mat img = greyish(in);
@@ -119,7 +121,9 @@ const fuzz::FuzzOp kOps[] = {
          // Every candidate centre walks circles of the radius tried, so legal
          // but huge radii only cost time: they stay within the image's scale.
          int radius = in.range(-3, 60);
-         Point2_<int> centre(in.hostileInt(-5, 75), in.hostileInt(-5, 75));
+         // A given centre is offset by the radius in int, so it stays far
+         // from the int limits.
+         Point2_<int> centre(in.range(-1000, 1000), in.range(-1000, 1000));
          if (in.flag()) centre = Point2_<int>(-1, -1);
          ip::houghCircle(greyish(in), centre, radius);
      }},
