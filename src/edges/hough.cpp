@@ -1,5 +1,6 @@
 // Hough transforms: standard and randomised lines, dominant directions of a
 // point set, and the darkest disc.
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <new>
@@ -405,13 +406,15 @@ void houghLinePoints(const Array<Point2_<int>, const Point2_<int>&>& points, int
             const Point2_<int> p = points[i];
             // One row of distances at a time: n floats, not n^2.
             for (int j = 0; j < n; j++) {
-                const float dx = float(points[j].x - p.x), dy = float(points[j].y - p.y);
+                // Differences in 64 bits: coordinates may span the whole int range.
+                const float dx = float((long long)points[j].x - p.x);
+                const float dy = float((long long)points[j].y - p.y);
                 dist[size_t(j)] = std::sqrt(dx * dx + dy * dy);
             }
             tarvoutil::sortIdx(dist.data(), n, idx.data(), n);
             for (int m = 1; m <= k; m++) {
                 const Point2_<int> q = points[idx[size_t(m)]];
-                const float dx = float(q.x - p.x), dy = float(q.y - p.y);
+                const float dx = float((long long)q.x - p.x), dy = float((long long)q.y - p.y);
                 const double angle = std::atan(double(dy / dx)) / pi * 180.0 + 180.0;
                 int bin = truncInt(angle) % 180;
                 if (bin < 0) bin += 180;
@@ -442,21 +445,27 @@ void houghCircle(const Mat& image, Point2_<int>& center, int& radius) {
     radius = -1;
     if (!image.isValid() || image.type1() != MAT_Tuchar) return;
     const int rows = image.rows(), cols = image.cols();
-    const int r0 = givenR == -1 ? cols / 8 : givenR;
-    const int extra = givenR / 3;
+    // Ranges in 64 bits: a caller's centre and radius may be anywhere in the int range.
+    const long long r0 = givenR == -1 ? cols / 8 : givenR;
+    const long long extra = givenR / 3;
     if (r0 < 0) return;
-    int xs, ys, xw, yh;
+    long long xs, ys, xw, yh;
     if (given.x != -1 && given.y != -1) {
-        xs = given.x - r0 > 0 ? given.x - r0 : 0;
-        xw = (cols < xs + 2 * r0 ? cols : xs + 2 * r0) - xs;
-        ys = given.y - r0 / 2 > 0 ? given.y - r0 / 2 : 0;
-        yh = (rows < ys + r0 ? rows : ys + r0) - ys;
+        xs = std::max<long long>((long long)given.x - r0, 0);
+        xw = std::min<long long>(cols, xs + 2 * r0) - xs;
+        ys = std::max<long long>((long long)given.y - r0 / 2, 0);
+        yh = std::min<long long>(rows, ys + r0) - ys;
     } else {
         xs = ys = r0;
         xw = cols - r0;
         yh = rows - r0;
     }
     if (xw <= 0 || yh <= 0) return;
+    // A disc of radius rows + cols already covers every pixel it may read, so
+    // larger radii give the same mean and never win (the first best mean
+    // does): they are computed with that radius and the loop stops there.
+    const long long cover = (long long)rows + cols;
+    const long long rLast = std::min(r0 + extra, std::max(r0, cover));
     // Row prefix sums over columns 0..cols-2, the part of a row a disc may cover.
     const int useCols = cols - 1, useRows = rows - 1;
     if (useCols < 1 || useRows < 1) return;
@@ -473,7 +482,8 @@ void houghCircle(const Mat& image, Point2_<int>& center, int& radius) {
         for (int x = 0; x < useCols; x++) pr[x + 1] = pr[x] + p[x];
     }
     double best = 1e17;
-    for (int R = r0; R <= r0 + extra; R++) {
+    for (long long Rq = r0; Rq <= rLast; Rq++) {
+        const int R = int(std::min(Rq, cover));
         const long long rr = (long long)R * R;
         // Half-widths of the disc per row offset: dx*dx + dy*dy + 3 < R*R.
         std::vector<int> half(size_t(R) + 1, -1);
@@ -485,9 +495,9 @@ void houghCircle(const Mat& image, Point2_<int>& center, int& radius) {
             while ((h + 1) * (h + 1) <= room) h++;
             half[size_t(dy)] = int(h);
         }
-        for (int y = ys; y < ys + yh; y++) {
+        for (int y = int(ys); y < int(ys + yh); y++) {
             const unsigned char* crow = image.ptr<unsigned char>(y);
-            for (int x = xs; x < xs + xw; x++) {
+            for (int x = int(xs); x < int(xs + xw); x++) {
                 if (crow[x] >= 101) continue;
                 long long sum = 0, cnt = 0;
                 const int yLo = y - R < 0 ? 0 : y - R;
@@ -507,7 +517,7 @@ void houghCircle(const Mat& image, Point2_<int>& center, int& radius) {
                 if (mean < best) {
                     best = mean;
                     center = Point2_<int>(x, y);
-                    radius = R;
+                    radius = int(Rq);
                 }
             }
         }

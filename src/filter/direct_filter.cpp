@@ -484,6 +484,77 @@ void sepPass(const Mat& s, Mat& d, const K* k, int n, Acc div, bool vertical) {
     }
 }
 
+// Whether the byte passes of an int kernel may take the vector line kernel:
+// every sum (at most 255 times the sum of |k|) stays below 2^24.
+bool sepVectorFits(const int* k, int n) {
+    long long total = 0;
+    for (int i = 0; i < n; i++) {
+        total += k[i] < 0 ? -(long long)k[i] : (long long)k[i];
+        if (total * 255 >= detail::kConvVecSumLimit) return false;
+    }
+    return true;
+}
+
+// Both byte passes of convolve2sep with an int kernel, vector code, in row
+// stripes: each stripe runs the horizontal pass of the source rows it needs
+// into a ring of n rows and the vertical pass from that ring, so the
+// intermediate image never exists. Every output is the scalar passes' value:
+// the same clipped taps, the same truncated quotient and clamp per pass.
+void sepBytesVector(const Mat& s, Mat& d, const int* k, int n, int div) {
+    const int rows = s.rows(), cols = s.cols(), cn = s.channels(), W = cols * cn;
+    const int h = n / 2, tail = n - h - 1;
+    const int stripes = std::max(1, std::min(rows / std::max(32, 4 * n), 4 * getNumThreads()));
+    auto hline = [&](int r, uint8_t* o, std::vector<const uint8_t*>& ptrs) {
+        const uint8_t* sp = s.ptr<uint8_t>(r);
+        // Pixels whose taps all lie inside: x in [h, cols - tail).
+        int done = 0;
+        const int inner = cols - n + 1;
+        if (inner > 0) {
+            for (int i = 0; i < n; i++) ptrs[size_t(i)] = sp + size_t(i) * cn;
+            done = detail::vecSepTapsU8(ptrs.data(), k, n, div, inner * cn, o + size_t(h) * cn);
+        }
+        for (int x = 0; x < cols; x++) {
+            if (x >= h && (x - h) * cn + cn <= done) continue;
+            const int t0 = std::max(x - h, 0), t1 = std::min(x + tail, cols - 1);
+            for (int c = 0; c < cn; c++) {
+                long long sum = 0;
+                for (int t = t0; t <= t1; t++) sum += (long long)k[t - x + h] * sp[t * cn + c];
+                o[x * cn + c] = clampByte(sum / div);
+            }
+        }
+    };
+    struct Body : ParallelLoopBody {
+        void operator()(const Range& range) const override {
+            for (int i = range.start; i < range.end; i++) (*fn)(i);
+        }
+        const std::function<void(int)>* fn;
+    } body;
+    const std::function<void(int)> stripe = [&](int i) {
+        const int y0 = int((long long)i * rows / stripes),
+                  y1 = int((long long)(i + 1) * rows / stripes);
+        std::vector<uint8_t> ring(size_t(n) * W);
+        std::vector<const uint8_t*> ptrs(size_t(n), nullptr);
+        int next = std::max(0, y0 - h);
+        for (int y = y0; y < y1; y++) {
+            for (const int last = std::min(rows - 1, y + tail); next <= last; next++)
+                hline(next, ring.data() + size_t(next % n) * W, ptrs);
+            const int t0 = std::max(y - h, 0), t1 = std::min(y + tail, rows - 1);
+            const int taps = t1 - t0 + 1;
+            const int* kk = k + (t0 - y + h);
+            for (int j = 0; j < taps; j++) ptrs[size_t(j)] = ring.data() + size_t((t0 + j) % n) * W;
+            uint8_t* drow = d.ptr<uint8_t>(y);
+            for (int e = detail::vecSepTapsU8(ptrs.data(), kk, taps, div, W, drow); e < W; e++) {
+                long long sum = 0;
+                for (int j = 0; j < taps; j++) sum += (long long)kk[j] * ptrs[size_t(j)][e];
+                drow[e] = clampByte(sum / div);
+            }
+        }
+    };
+    body.fn = &stripe;
+    parallel_for_(Range(0, stripes), body,
+                  double((long long)rows * W * n < (1 << 16) ? 1 : stripes));
+}
+
 template <typename K, typename D>
 void runSep(const Mat& src, Mat& dst, const K* kernel, int size, D divisor) {
     if (src.empty() || !validKernel(kernel, size, FilterHorizontal)) return;
@@ -498,8 +569,15 @@ void runSep(const Mat& src, Mat& dst, const K* kernel, int size, D divisor) {
         dst.release();
         if (dst.create(*s, false) < 0) return;
     }
-    // The destination starts as the source: depths no pass handles keep it.
     const int depth = s->type();
+    if constexpr (!std::is_floating_point<K>::value) {
+        if (depth == MAT_Tuchar && checkHardwareSupport(CPU_INT_VECTORS) &&
+            sepVectorFits(kernel, size)) {
+            sepBytesVector(*s, dst, kernel, size, divisor == 0 ? 1 : divisor);
+            return;
+        }
+    }
+    // The destination starts as the source: depths no pass handles keep it.
     for (int y = 0; y < s->rows(); y++)
         std::memcpy(dst.data.ptr[y], s->data.ptr[y], size_t(s->rowByteSize()));
     if (depth != MAT_Tuchar && depth != MAT_Tfloat) return;

@@ -27,10 +27,34 @@ constexpr int64_t kConvVecSumLimit = (int64_t(1) << 24) - 1;
 int vecConvolveRowU8(const uint8_t* const* rows, const int* kernel, int n, int cn, int divisor,
                      int offset, int from, int to, uint8_t* dst);
 
+// One line of a convolve2sep pass on bytes: dst[j] = clamp(trunc(sum over
+// i < taps of k[i] * ptrs[i][j] / divisor)) for j in [0, count). The caller
+// admits only kernels whose sums stay below 2^24 in magnitude (255 times the
+// sum of |k|), so int32 lanes and the float quotient are exact (see
+// vecConvolveRowU8). Returns how many leading elements it wrote.
+int vecSepTapsU8(const uint8_t* const* ptrs, const int* k, int taps, int divisor, int count,
+                 uint8_t* dst);
+
 // Median of 3 x 3 or 5 x 5 (n) byte windows for output elements [from, to)
 // of a row: rows[j] is the source row y - n/2 + j, taps at e + (i - n/2) * cn.
 // Returns the first element not written.
 int vecMedianRowU8(const uint8_t* const* rows, int n, int cn, int from, int to, uint8_t* dst);
+
+// One stripe of the byte median by rank search over running column
+// histograms (median_simd.cpp): rows [ya, yb) of channel `channel`, window
+// taps -tyLo..tyHi by -txLo..txHi clipped to the image, the result the
+// sample at rank count / 2. src and dst are row tables; scratch holds
+// cols * 272 16-bit counts, so every clipped window must hold at most 65535
+// samples. Returns false (nothing written) where no vector code runs.
+struct HistStripe {
+    const uint8_t* const* src;
+    uint8_t* const* dst;
+    uint16_t* scratch;
+    int rows, cols, cn, channel;
+    int tyLo, tyHi, txLo, txHi;
+    int ya, yb;
+};
+bool vecHistMedianStripe(const HistStripe& s);
 
 }  // namespace detail
 }  // namespace tarvo

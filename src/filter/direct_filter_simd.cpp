@@ -22,6 +22,9 @@ namespace hn = hwy::HWY_NAMESPACE;
 int ConvolveRow(const uint8_t* const*, const int*, int, int, int, int, int from, int, uint8_t*) {
     return from;
 }
+int SepTaps(const uint8_t* const*, const int*, int, int, int, uint8_t*) {
+    return 0;
+}
 #else
 int ConvolveRow(const uint8_t* const* rows, const int* kernel, int n, int cn, int divisor,
                 int offset, int from, int to, uint8_t* dst) {
@@ -50,6 +53,42 @@ int ConvolveRow(const uint8_t* const* rows, const int* kernel, int n, int cn, in
     }
     return e;
 }
+
+// dst[j] = clamp(trunc(sum_i k[i] ptrs[i][j] / divisor), 0, 255) for j in
+// [0, count), two vectors at a time.
+int SepTaps(const uint8_t* const* ptrs, const int* k, int taps, int divisor, int count,
+            uint8_t* dst) {
+    const hn::ScalableTag<int32_t> d32;
+    const hn::Rebind<uint8_t, decltype(d32)> d8;
+    const hn::Rebind<float, decltype(d32)> df;
+    const int N = int(hn::Lanes(d32));
+    const auto vdiv = hn::Set(df, float(divisor));
+    const auto zero = hn::Zero(d32), top = hn::Set(d32, 255);
+    auto finish = [&](decltype(zero) sum, uint8_t* out) {
+        const auto q = hn::ConvertTo(d32, hn::Div(hn::ConvertTo(df, sum), vdiv));
+        hn::StoreU(hn::DemoteTo(d8, hn::Min(hn::Max(q, zero), top)), d8, out);
+    };
+    int j = 0;
+    for (; j + 2 * N <= count; j += 2 * N) {
+        auto a = hn::Zero(d32), b = hn::Zero(d32);
+        for (int i = 0; i < taps; i++) {
+            const auto kv = hn::Set(d32, k[i]);
+            const uint8_t* p = ptrs[i] + j;
+            a = hn::Add(a, hn::Mul(hn::PromoteTo(d32, hn::LoadU(d8, p)), kv));
+            b = hn::Add(b, hn::Mul(hn::PromoteTo(d32, hn::LoadU(d8, p + N)), kv));
+        }
+        finish(a, dst + j);
+        finish(b, dst + j + N);
+    }
+    for (; j + N <= count; j += N) {
+        auto a = hn::Zero(d32);
+        for (int i = 0; i < taps; i++)
+            a = hn::Add(
+                a, hn::Mul(hn::PromoteTo(d32, hn::LoadU(d8, ptrs[i] + j)), hn::Set(d32, k[i])));
+        finish(a, dst + j);
+    }
+    return j;
+}
 #endif  // HWY_TARGET == HWY_SCALAR
 
 }  // namespace HWY_NAMESPACE
@@ -61,6 +100,13 @@ HWY_AFTER_NAMESPACE();
 namespace tarvo {
 namespace detail {
 HWY_EXPORT(ConvolveRow);
+HWY_EXPORT(SepTaps);
+
+int vecSepTapsU8(const uint8_t* const* ptrs, const int* k, int taps, int divisor, int count,
+                 uint8_t* dst) {
+    if (divisor == 0 || divisor > (1 << 24) || divisor < -(1 << 24)) return 0;
+    return HWY_DYNAMIC_DISPATCH(SepTaps)(ptrs, k, taps, divisor, count, dst);
+}
 
 int vecConvolveRowU8(const uint8_t* const* rows, const int* kernel, int n, int cn, int divisor,
                      int offset, int from, int to, uint8_t* dst) {

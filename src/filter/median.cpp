@@ -7,10 +7,12 @@
 //     scalar switch, for 16-bit and int images and at the edges;
 //   - 3 x 3 and 5 x 5 byte windows run min / max selection networks over
 //     full vectors of interior pixels;
-//   - other byte windows run a rank search over running column histograms,
-//     whose cost does not grow with the window; it handles the shrinking
-//     edge windows and the asymmetric even windows with the same rule.
+//   - other byte windows run a rank search over running column histograms
+//     with lazily updated fine bins, whose cost does not grow with the
+//     window; it handles the shrinking edge windows and the asymmetric even
+//     windows with the same rule.
 #include <algorithm>
+#include <climits>
 #include <cstring>
 #include <new>
 #include <vector>
@@ -21,13 +23,6 @@
 #include "tarvo/parallel.h"
 
 namespace tarvo {
-namespace detail {
-// Vector forms of the histogram steps (median_simd.cpp): h += add - sub over
-// 256 bins, for 16-bit and 32-bit bins.
-void vecHistMove(uint16_t* h, const uint16_t* add, const uint16_t* sub);
-void vecHistMove(uint32_t* h, const uint32_t* add, const uint32_t* sub);
-}  // namespace detail
-
 namespace {
 
 // Window taps along one axis: -lo .. hi around the centre.
@@ -78,16 +73,41 @@ void directAll(const Mat& s, Mat& d, Taps ty, Taps tx) {
     });
 }
 
+// The bin of 16 holding the sample of the given rank, counting acc samples
+// below the bins: the number of leading bins whose running total stays at
+// or below rank. acc grows by the samples in those bins. Branch-free, as the
+// exit of a scanning loop is a misprediction on nearly every pixel.
+template <typename H>
+inline int rankBin(const H* bins, long long rank, long long& acc) {
+    long long run = acc, below = acc;
+    int b = 0;
+    for (int k = 0; k < 16; k++) {
+        run += bins[k];
+        const bool under = run <= rank;
+        b += under;
+        below = under ? run : below;
+    }
+    acc = below;
+    return b;
+}
+
 // Rank search over running column histograms for bytes, rows [ya, yb), one
-// channel c. Bin type H must hold the window's sample count.
+// channel c. Bin type H must hold the window's sample count; counts wrap
+// in H only between an add and the matching subtract, so they end exact.
+//
+// The window histogram has 16 coarse bins (high nibble), kept current at
+// every step, and 256 fine bins in 16 segments, each brought up to date only
+// when the search enters it: segment b remembers the column luc[b] it was
+// last valid for, and catches up by adding and removing the segments of the
+// columns that entered and left since (or is summed afresh from the window's
+// columns when that is cheaper). Fine bins whose coarse bin holds no
+// median are never touched, so a step costs a few segments, not 256 bins.
 template <typename H>
 void histRows(const Mat& s, Mat& d, Taps ty, Taps tx, int c, int ya, int yb) {
     const int rows = s.rows(), cols = s.cols(), cn = s.channels();
-    // Column histograms: 256 fine bins then 16 coarse bins per column, plus
-    // an all-zero column used for the columns outside the image.
+    // Column histograms: 256 fine bins then 16 coarse bins per column.
     const size_t stride = 256 + 16;
-    std::vector<H> colh(size_t(cols + 1) * stride, H(0));
-    const H* zero = colh.data() + size_t(cols) * stride;
+    std::vector<H> colh(size_t(cols) * stride, H(0));
     auto addRow = [&](int r, int sign) {
         const unsigned char* srow = s.data.ptr[r];
         for (int x = 0; x < cols; x++) {
@@ -97,42 +117,62 @@ void histRows(const Mat& s, Mat& d, Taps ty, Taps tx, int c, int ya, int yb) {
             h[256 + (v >> 4)] = H(h[256 + (v >> 4)] + sign);
         }
     };
+    auto column = [&](int x) { return colh.data() + size_t(x) * stride; };
     const int start = std::max(ya - ty.lo, 0), end = std::min(ya + ty.hi, rows - 1);
     for (int r = start; r <= end; r++) addRow(r, 1);
-    std::vector<H> win(stride);
-    const bool vec = checkHardwareSupport(CPU_INT_VECTORS);
+    H coarse[16], fine[256];
+    int luc[16];
+    const int width = tx.lo + tx.hi + 1;
     for (int y = ya; y < yb; y++) {
         if (y > ya) {
             if (y - ty.lo - 1 >= 0) addRow(y - ty.lo - 1, -1);
             if (y + ty.hi < rows) addRow(y + ty.hi, 1);
         }
         const int nr = std::min(y + ty.hi, rows - 1) - std::max(y - ty.lo, 0) + 1;
-        std::fill(win.begin(), win.end(), H(0));
+        std::fill(coarse, coarse + 16, H(0));
         for (int q = 0; q <= std::min(tx.hi, cols - 1); q++) {
-            const H* h = colh.data() + size_t(q) * stride;
-            for (size_t b = 0; b < stride; b++) win[b] = H(win[b] + h[b]);
+            const H* h = column(q) + 256;
+            for (int b = 0; b < 16; b++) coarse[b] = H(coarse[b] + h[b]);
         }
+        std::fill(luc, luc + 16, INT_MIN / 2);  // every segment stale
         unsigned char* drow = d.data.ptr[y];
         for (int x = 0; x < cols; x++) {
-            const int nc = std::min(x + tx.hi, cols - 1) - std::max(x - tx.lo, 0) + 1;
-            const long long rank = (long long)nr * nc / 2;
+            const int c0 = std::max(x - tx.lo, 0), c1 = std::min(x + tx.hi, cols - 1);
+            const long long rank = (long long)nr * (c1 - c0 + 1) / 2;
             long long acc = 0;
-            int b = 0;
-            while (acc + win[256 + b] <= rank) acc += win[256 + b++];
-            int v = b << 4;
-            while (acc + win[size_t(v)] <= rank) acc += win[size_t(v++)];
-            drow[x * cn + c] = (unsigned char)v;
-            if (x + 1 < cols) {
-                const int in = x + 1 + tx.hi, out = x - tx.lo;
-                const H* ha = in < cols ? colh.data() + size_t(in) * stride : zero;
-                const H* hs = out >= 0 ? colh.data() + size_t(out) * stride : zero;
-                if (ha == zero && hs == zero) continue;
-                if (vec) {
-                    detail::vecHistMove(win.data(), ha, hs);
-                    for (size_t k = 256; k < stride; k++) win[k] = H(win[k] + ha[k] - hs[k]);
-                } else {
-                    for (size_t k = 0; k < stride; k++) win[k] = H(win[k] + ha[k] - hs[k]);
+            const int b = rankBin(coarse, rank, acc);
+            H* seg = fine + 16 * b;
+            const size_t off = size_t(16 * b);
+            if (x - luc[b] > width / 2 + 1) {
+                std::fill(seg, seg + 16, H(0));
+                for (int q = c0; q <= c1; q++) {
+                    const H* h = column(q) + off;
+                    for (int k = 0; k < 16; k++) seg[k] = H(seg[k] + h[k]);
                 }
+            } else {
+                for (int j = luc[b] + 1; j <= x; j++) {
+                    const int in = j + tx.hi, out = j - tx.lo - 1;
+                    if (in < cols) {
+                        const H* h = column(in) + off;
+                        for (int k = 0; k < 16; k++) seg[k] = H(seg[k] + h[k]);
+                    }
+                    if (out >= 0) {
+                        const H* h = column(out) + off;
+                        for (int k = 0; k < 16; k++) seg[k] = H(seg[k] - h[k]);
+                    }
+                }
+            }
+            luc[b] = x;
+            const int v = rankBin(seg, rank, acc);
+            drow[x * cn + c] = (unsigned char)(16 * b + v);
+            const int in = x + 1 + tx.hi, out = x - tx.lo;
+            if (in < cols) {
+                const H* h = column(in) + 256;
+                for (int k = 0; k < 16; k++) coarse[k] = H(coarse[k] + h[k]);
+            }
+            if (out >= 0) {
+                const H* h = column(out) + 256;
+                for (int k = 0; k < 16; k++) coarse[k] = H(coarse[k] - h[k]);
             }
         }
     }
@@ -148,9 +188,13 @@ void histAll(const Mat& s, Mat& d, Taps ty, Taps tx) {
     for (int c = 0; c < s.channels(); c++) {
         detail::directParallelRows(stripes, double(rows) * s.cols() * 64.0, [&](int a, int b) {
             const int ya = a * stripeRows, yb = std::min(b * stripeRows, rows);
-            if (nmax <= 65535)
-                histRows<uint16_t>(s, d, ty, tx, c, ya, yb);
-            else
+            if (nmax <= 65535) {
+                std::vector<uint16_t> scratch(size_t(s.cols()) * (256 + 16));
+                const detail::HistStripe st{
+                    s.data.ptr, d.data.ptr, scratch.data(), rows, s.cols(), s.channels(), c, ty.lo,
+                    ty.hi,      tx.lo,      tx.hi,          ya,   yb};
+                if (!detail::vecHistMedianStripe(st)) histRows<uint16_t>(s, d, ty, tx, c, ya, yb);
+            } else
                 histRows<uint32_t>(s, d, ty, tx, c, ya, yb);
         });
     }

@@ -1,5 +1,5 @@
 // Vector kernels of the median filter: min / max selection networks for 3 x 3
-// and 5 x 5 byte windows, and the histogram step of the rank search.
+// and 5 x 5 byte windows.
 //
 // The networks first sort every column of the window (shared by the
 // horizontally neighbouring outputs), then select. For 5 x 5, once columns
@@ -22,29 +22,121 @@ namespace detail {
 namespace HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
-void HistMove16(uint16_t* h, const uint16_t* add, const uint16_t* sub) {
-    const hn::ScalableTag<uint16_t> d;
-    const size_t N = hn::Lanes(d);
-    for (size_t i = 0; i < 256; i += N)
-        hn::StoreU(
-            hn::Sub(hn::Add(hn::LoadU(d, h + i), hn::LoadU(d, add + i)), hn::LoadU(d, sub + i)), d,
-            h + i);
-}
-
-void HistMove32(uint32_t* h, const uint32_t* add, const uint32_t* sub) {
-    const hn::ScalableTag<uint32_t> d;
-    const size_t N = hn::Lanes(d);
-    for (size_t i = 0; i < 256; i += N)
-        hn::StoreU(
-            hn::Sub(hn::Add(hn::LoadU(d, h + i), hn::LoadU(d, add + i)), hn::LoadU(d, sub + i)), d,
-            h + i);
-}
-
 #if HWY_TARGET == HWY_SCALAR
 int MedianRow(const uint8_t* const*, int, int, int from, int, uint8_t*) {
     return from;
 }
+bool HistMedianStripe(const HistStripe&) {
+    return false;
+}
 #else
+
+// ---- Rank search over cumulative column histograms (16-bit counts).
+// Per column, 16 coarse counts then 16 segments of 16 fine counts, each
+// cumulative: coarse[k] counts the samples whose high nibble is <= k, and
+// fine[16 s + j] those with high nibble s and low nibble <= j. Adding a
+// sample is then one masked increment of two 16-lane groups, the window's
+// cumulative coarse counts move by the difference of two columns, and the
+// bin holding a rank is the number of lanes whose count stays at or below
+// it: no scan, no prefix sums.
+typedef hn::CappedTag<uint16_t, 16> D16;
+constexpr size_t kColStride = 16 + 256;
+
+template <class F>
+HWY_INLINE void Groups16(F f) {
+    const D16 d;
+    const size_t N = hn::Lanes(d);
+    for (size_t i = 0; i < 16; i += N) f(d, i);
+}
+
+// h[0..16) += inc where lane index >= from.
+HWY_INLINE void AddFrom(uint16_t* h, int from, uint16_t inc) {
+    Groups16([&](D16 d, size_t i) {
+        const auto lane = hn::Add(hn::Iota(d, 0), hn::Set(d, uint16_t(i)));
+        // Unsigned lane >= from as max(lane, from) == lane.
+        const auto ge = hn::Eq(hn::Max(lane, hn::Set(d, uint16_t(from))), lane);
+        const auto add = hn::IfThenElseZero(ge, hn::Set(d, inc));
+        hn::StoreU(hn::Add(hn::LoadU(d, h + i), add), d, h + i);
+    });
+}
+
+// w[0..16) += a[0..16) - s[0..16); either pointer may be null (no column).
+HWY_INLINE void Move16(uint16_t* w, const uint16_t* a, const uint16_t* s) {
+    Groups16([&](D16 d, size_t i) {
+        auto v = hn::LoadU(d, w + i);
+        if (a) v = hn::Add(v, hn::LoadU(d, a + i));
+        if (s) v = hn::Sub(v, hn::LoadU(d, s + i));
+        hn::StoreU(v, d, w + i);
+    });
+}
+
+// Lanes of c[0..16) at or below r.
+HWY_INLINE int CountAtOrBelow(const uint16_t* c, uint16_t r) {
+    int n = 0;
+    Groups16([&](D16 d, size_t i) {
+        const auto v = hn::LoadU(d, c + i);
+        n += int(hn::CountTrue(d, hn::Eq(hn::Min(v, hn::Set(d, r)), v)));
+    });
+    return n;
+}
+
+bool HistMedianStripe(const HistStripe& S) {
+    const int cols = S.cols, cn = S.cn;
+    uint16_t* colh = S.scratch;
+    std::fill(colh, colh + size_t(cols) * kColStride, uint16_t(0));
+    auto addRow = [&](int r, uint16_t inc) {
+        const uint8_t* srow = S.src[r] + S.channel;
+        for (int x = 0; x < cols; x++) {
+            const int v = srow[size_t(x) * cn];
+            uint16_t* h = colh + size_t(x) * kColStride;
+            AddFrom(h, v >> 4, inc);
+            AddFrom(h + 16 + 16 * (v >> 4), v & 15, inc);
+        }
+    };
+    auto column = [&](int x) { return colh + size_t(x) * kColStride; };
+    const int start = std::max(S.ya - S.tyLo, 0), end = std::min(S.ya + S.tyHi, S.rows - 1);
+    for (int r = start; r <= end; r++) addRow(r, 1);
+    alignas(64) uint16_t coarse[16];
+    alignas(64) uint16_t fine[256];
+    int luc[16];
+    const int width = S.txLo + S.txHi + 1;
+    for (int y = S.ya; y < S.yb; y++) {
+        if (y > S.ya) {
+            if (y - S.tyLo - 1 >= 0) addRow(y - S.tyLo - 1, uint16_t(0xFFFF));
+            if (y + S.tyHi < S.rows) addRow(y + S.tyHi, 1);
+        }
+        const int nr = std::min(y + S.tyHi, S.rows - 1) - std::max(y - S.tyLo, 0) + 1;
+        std::fill(coarse, coarse + 16, uint16_t(0));
+        for (int q = 0; q <= std::min(S.txHi, cols - 1); q++) Move16(coarse, column(q), nullptr);
+        for (int b = 0; b < 16; b++) luc[b] = -(1 << 30);  // every segment stale
+        uint8_t* drow = S.dst[y] + S.channel;
+        for (int x = 0; x < cols; x++) {
+            const int c0 = std::max(x - S.txLo, 0), c1 = std::min(x + S.txHi, cols - 1);
+            const int rank = nr * (c1 - c0 + 1) / 2;
+            const int b = CountAtOrBelow(coarse, uint16_t(rank));
+            const int below = b > 0 ? coarse[b - 1] : 0;
+            uint16_t* seg = fine + 16 * b;
+            const size_t off = size_t(16 + 16 * b);
+            if (x - luc[b] > width / 2 + 1) {
+                std::fill(seg, seg + 16, uint16_t(0));
+                for (int q = c0; q <= c1; q++) Move16(seg, column(q) + off, nullptr);
+            } else {
+                for (int j = luc[b] + 1; j <= x; j++) {
+                    const int in = j + S.txHi, out = j - S.txLo - 1;
+                    Move16(seg, in < cols ? column(in) + off : nullptr,
+                           out >= 0 ? column(out) + off : nullptr);
+                }
+            }
+            luc[b] = x;
+            const int v = CountAtOrBelow(seg, uint16_t(rank - below));
+            drow[size_t(x) * cn] = uint8_t(16 * b + v);
+            const int in = x + 1 + S.txHi, out = x - S.txLo;
+            if (in < cols || out >= 0)
+                Move16(coarse, in < cols ? column(in) : nullptr, out >= 0 ? column(out) : nullptr);
+        }
+    }
+    return true;
+}
 
 typedef hn::ScalableTag<uint8_t> D8;
 typedef hn::Vec<D8> V;
@@ -307,16 +399,13 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace tarvo {
 namespace detail {
-HWY_EXPORT(HistMove16);
-HWY_EXPORT(HistMove32);
 HWY_EXPORT(MedianRow);
+HWY_EXPORT(HistMedianStripe);
 
-void vecHistMove(uint16_t* h, const uint16_t* add, const uint16_t* sub) {
-    HWY_DYNAMIC_DISPATCH(HistMove16)(h, add, sub);
+bool vecHistMedianStripe(const HistStripe& s) {
+    return HWY_DYNAMIC_DISPATCH(HistMedianStripe)(s);
 }
-void vecHistMove(uint32_t* h, const uint32_t* add, const uint32_t* sub) {
-    HWY_DYNAMIC_DISPATCH(HistMove32)(h, add, sub);
-}
+
 int vecMedianRowU8(const uint8_t* const* rows, int n, int cn, int from, int to, uint8_t* dst) {
     if (n != 3 && n != 5) return from;
     return HWY_DYNAMIC_DISPATCH(MedianRow)(rows, n, cn, from, to, dst);

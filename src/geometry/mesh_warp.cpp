@@ -92,6 +92,60 @@ bool prepare(const Triangle& tri, const Point2_<float>* sp, const Point2_<float>
     return true;
 }
 
+// Columns [xs, xe] of row y outside which no pixel of the box can pass the
+// inside test; false when none can. The test's sum f(x) = |E0| + |E1| + |E2|
+// is convex and piecewise linear along the row, so the set where it stays
+// within the limit is one interval, found exactly in double from the line
+// pieces between the edges' zero crossings. The float evaluation may be
+// below the exact sum by a few units in the last place of the terms it adds;
+// the bound is raised by far more than that, and the span widened by a
+// pixel each side, so every pixel the float test accepts lies inside and
+// results do not change.
+bool rowSpan(const detail::MeshTri& t, int y, int& xs, int& xe) {
+    const double Y = y, lo = t.left, hi = t.right;
+    double a[3], c[3], mag = 0.0;
+    const double far = std::max(std::fabs(lo), std::fabs(hi));
+    for (int k = 0; k < 3; k++) {
+        a[k] = t.A[k];
+        c[k] = (double)t.B[k] * Y + t.C[k];
+        mag += std::fabs(a[k]) * far + std::fabs((double)t.B[k] * Y) + std::fabs((double)t.C[k]);
+    }
+    const double bound = (double)t.limit * (1.0 + 1e-5) + 1e-5 * mag + 1e-6;
+    if (!std::isfinite(bound)) {
+        xs = t.left;
+        xe = t.right;
+        return true;
+    }
+    double pts[5];
+    int n = 0;
+    pts[n++] = lo;
+    pts[n++] = hi;
+    for (int k = 0; k < 3; k++)
+        if (a[k] != 0.0) {
+            const double z = -c[k] / a[k];
+            if (z > lo && z < hi) pts[n++] = z;
+        }
+    std::sort(pts, pts + n);
+    auto f = [&](double x) {
+        return std::fabs(a[0] * x + c[0]) + std::fabs(a[1] * x + c[1]) + std::fabs(a[2] * x + c[2]);
+    };
+    double first = HUGE_VAL, last = -HUGE_VAL;
+    for (int i = 0; i + 1 < n; i++) {
+        const double p = pts[i], q = pts[i + 1], gp = f(p) - bound, gq = f(q) - bound;
+        if (gp > 0.0 && gq > 0.0) continue;
+        // Linear between p and q: the part where g <= 0.
+        double u = p, v = q;
+        if (gp > 0.0) u = p + (q - p) * (gp / (gp - gq));
+        if (gq > 0.0) v = p + (q - p) * (gp / (gp - gq));
+        first = std::min(first, u);
+        last = std::max(last, v);
+    }
+    if (!(first <= last)) return false;
+    xs = (int)std::max(lo, std::floor(first) - 1.0);
+    xe = (int)std::min(hi, std::ceil(last) + 1.0);
+    return xs <= xe;
+}
+
 // The whole-mesh pixel walk over a band of rows. Every band walks all
 // triangles in model order over its own rows, so each pixel sees the same
 // sequence of writes whatever the banding.
@@ -118,20 +172,55 @@ public:
         const bool gather = vec && cn == 3 && m_gatherable;
         const unsigned char* img = m_src.ptr<unsigned char>(0);
         const int stride = m_src.rowByteSize();
+        const int size = (int)((long long)m_src.rows() * stride);
         for (const detail::MeshTri& t : m_tris) {
             const int y0 = std::max(t.top, range.start), y1 = std::min(t.bottom + 1, range.end);
-            const int x0 = t.left, x1 = t.right + 1, n = x1 - x0;
+            const int x0 = t.left, x1 = t.right + 1;
             for (int y = y0; y < y1; y++) {
-                int x = x0;
+                // The vector path walks only the row's span of the triangle;
+                // the scalar reference tests the whole box.
+                int xs = x0, xe = x1 - 1;
+                if (vec && !rowSpan(t, y, xs, xe)) continue;
+                int x = xs;
                 if (vec)
-                    x = detail::meshRowVector(t, y, x0, x1, maxX, maxY, &ix[0], &iy[0], &fx[0],
+                    x = detail::meshRowVector(t, y, xs, xe + 1, maxX, maxY, &ix[0], &iy[0], &fx[0],
                                               &fy[0]);
-                detail::meshRowScalar(t, y, x, x1, maxX, maxY, &ix[0], &iy[0], &fx[0], &fy[0]);
+                detail::meshRowScalar(t, y, x, xe + 1, maxX, maxY, &ix[0], &iy[0], &fx[0], &fy[0]);
                 unsigned char* out = m_dst.ptr<unsigned char>(y);
                 int lo = m_rowMin[y], hi = m_rowMax[y];
+                int kf = xs - x0, kl = xe - x0;
+                while (kf <= kl && ix[(size_t)kf] < 0) kf++;
+                while (kl >= kf && ix[(size_t)kl] < 0) kl--;
+                if (kf > kl) continue;
+                if (gather) {
+                    // A convex triangle covers one run of the row: when every
+                    // pixel of it reads inside the source, the kernel writes
+                    // the run's bytes straight into the row.
+                    bool whole = true;
+                    for (int k = kf; k <= kl; k++) whole &= ix[(size_t)k] >= 0;
+                    if (whole) {
+                        const size_t f = (size_t)kf;
+                        const int len = kl - kf + 1;
+                        const int done =
+                            detail::meshBilinear3(img, stride, size, &ix[f], &iy[f], &fx[f], &fy[f],
+                                                  len, out + (size_t)(x0 + kf) * 3);
+                        for (int k = kf + done; k <= kl; k++) {
+                            unsigned char* o = out + (size_t)(x0 + k) * 3;
+                            const unsigned char* r0 =
+                                m_src.ptr<unsigned char>(iy[(size_t)k]) + (size_t)ix[(size_t)k] * 3;
+                            const unsigned char* r1 = m_src.ptr<unsigned char>(iy[(size_t)k] + 1) +
+                                                      (size_t)ix[(size_t)k] * 3;
+                            for (int c = 0; c < 3; c++)
+                                o[c] = bilinear(r0 + c, r1 + c, 3, fx[(size_t)k], fy[(size_t)k]);
+                        }
+                        m_rowMin[y] = std::min(lo, x0 + kf);
+                        m_rowMax[y] = std::max(hi, x0 + kl);
+                        continue;
+                    }
+                }
                 // The pixels to write, gathered to the front of the arrays.
                 int m = 0;
-                for (int k = 0; k < n; k++) {
+                for (int k = kf; k <= kl; k++) {
                     if (ix[(size_t)k] < 0) continue;
                     at[(size_t)m] = x0 + k;
                     ix[(size_t)m] = ix[(size_t)k];
@@ -143,8 +232,8 @@ public:
                 if (m == 0) continue;
                 lo = std::min(lo, at[0]);
                 hi = std::max(hi, at[(size_t)m - 1]);
-                const int done = gather ? detail::meshBilinear3(img, stride, &ix[0], &iy[0], &fx[0],
-                                                                &fy[0], m, &vals[0])
+                const int done = gather ? detail::meshBilinear3(img, stride, size, &ix[0], &iy[0],
+                                                                &fx[0], &fy[0], m, &vals[0])
                                         : 0;
                 for (int k = 0; k < done; k++) {
                     unsigned char* o = out + (size_t)at[(size_t)k] * 3;

@@ -36,11 +36,12 @@ int meshRowVector(const MeshTri& t, int y, int x0, int x1, float maxX, float max
                   float* fx, float* fy);
 
 // Bilinear values of n three-channel pixels at (ix[k] + fx[k], iy[k] + fy[k])
-// of a continuous byte image (rows stride bytes apart, offsets within int32)
-// into vals[3k + c], as the scalar step computes them; entries with ix < 0
-// are left meaningless. Returns how many pixels it handled.
-int meshBilinear3(const uint8_t* img, int stride, const int* ix, const int* iy, const float* fx,
-                  const float* fy, int n, uint8_t* vals);
+// of a continuous byte image of `size` bytes (rows stride bytes apart,
+// offsets within int32) into vals[3k + c], as the scalar step computes them;
+// entries with ix < 0 are left meaningless. Returns how many pixels it
+// handled.
+int meshBilinear3(const uint8_t* img, int stride, int size, const int* ix, const int* iy,
+                  const float* fx, const float* fy, int n, uint8_t* vals);
 
 }  // namespace detail
 }  // namespace tarvo

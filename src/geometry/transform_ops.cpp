@@ -29,8 +29,9 @@ const double kHalfPi = 1.57079632679489661923;  // acos(0)
 
 // A result of rows x cols x cn elements that Mat can hold.
 bool validSize(long long rows, long long cols, int cn) {
-    return rows >= 1 && cols >= 1 && rows <= 0x7FFFFFFF && cols <= 0x7FFFFFFF &&
-           rows * cols * cn <= MAT_MAX_ELEMENTS;
+    // rows * cols fits in 64 bits; multiplying by cn as well might not.
+    return rows >= 1 && cols >= 1 && rows <= 0x7FFFFFFF && cols <= 0x7FFFFFFF && cn >= 1 &&
+           rows * cols <= MAT_MAX_ELEMENTS / cn;
 }
 
 // The temporary replaces *dst, or src when dst is null.

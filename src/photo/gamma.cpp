@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 
+#include "detail/aliasing.h"
 #include "photo/photo_internal.h"
 #include "tarvo/ip/photo.h"
 #include "tarvo/saturate.h"
@@ -95,9 +96,12 @@ int GammaCorrection::process(const Mat* src, Mat* dst) {
 namespace ip {
 
 void gamma(const Mat& src, Mat& dst, double gamma) {
+    // A destination that owns the source's pixels: work from a copy.
+    detail::SourceGuard guard(src, dst);
+    if (guard.failed()) return;
     GammaCorrection g;
     g.setGamma(gamma);
-    g.GammaCorrection::process(&src, &dst);
+    g.GammaCorrection::process(&guard.get(), &dst);
 }
 
 }  // namespace ip

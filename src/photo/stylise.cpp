@@ -5,6 +5,7 @@
 #include <new>
 #include <vector>
 
+#include "detail/aliasing.h"
 #include "photo/photo_internal.h"
 #include "photo/stylise_internal.h"
 #include "tarvo/ip/photo.h"
@@ -298,28 +299,48 @@ bool ipCircleTransform::process(Mat* src, Mat* dst) {
 namespace ip {
 
 void vintage(const Mat& src, Mat& dst, int amount) {
+    // A destination that owns the source's pixels is re-created before
+    // they are read: work from a copy then.
+    detail::SourceGuard guard(src, dst);
+    if (guard.failed()) return;
     ipVintage op(amount);
-    op.ipVintage::process(const_cast<Mat*>(&src), &dst);
+    op.ipVintage::process(const_cast<Mat*>(&guard.get()), &dst);
 }
 
 void posterize(const Mat& src, Mat& dst, int levels) {
+    // A destination that owns the source's pixels is re-created before
+    // they are read: work from a copy then.
+    detail::SourceGuard guard(src, dst);
+    if (guard.failed()) return;
     ipPosterize op(levels);
-    op.ipPosterize::process(const_cast<Mat*>(&src), &dst);
+    op.ipPosterize::process(const_cast<Mat*>(&guard.get()), &dst);
 }
 
 void jitter(const Mat& src, Mat& dst, int amount) {
+    // A destination that owns the source's pixels is re-created before
+    // they are read: work from a copy then.
+    detail::SourceGuard guard(src, dst);
+    if (guard.failed()) return;
     ipJitter op(amount);
-    op.ipJitter::process(const_cast<Mat*>(&src), &dst);
+    op.ipJitter::process(const_cast<Mat*>(&guard.get()), &dst);
 }
 
 void noise(const Mat& src, Mat& dst, int amount) {
+    // A destination that owns the source's pixels is re-created before
+    // they are read: work from a copy then.
+    detail::SourceGuard guard(src, dst);
+    if (guard.failed()) return;
     ipNoise op(amount);
-    op.ipNoise::process(const_cast<Mat*>(&src), &dst);
+    op.ipNoise::process(const_cast<Mat*>(&guard.get()), &dst);
 }
 
 void circleTransform(const Mat& src, Mat& dst, int radius, float twist, int mode) {
+    // A destination that owns the source's pixels is re-created before
+    // they are read: work from a copy then.
+    detail::SourceGuard guard(src, dst);
+    if (guard.failed()) return;
     ipCircleTransform op(mode, radius, twist);
-    op.ipCircleTransform::process(const_cast<Mat*>(&src), &dst);
+    op.ipCircleTransform::process(const_cast<Mat*>(&guard.get()), &dst);
 }
 
 }  // namespace ip

@@ -4,9 +4,11 @@
 // runs it over the rows (see tone_lut.cpp).
 #include <new>
 
+#include "detail/aliasing.h"
 #include "photo/histogram_ops_internal.h"
 #include "photo/photo_internal.h"
 #include "tarvo/ip/photo.h"
+#include "tarvo/parallel.h"
 #include "tarvo/saturate.h"
 
 namespace tarvo {
@@ -125,7 +127,19 @@ bool ipLevel::process(Mat* src, Mat* dst) {
     Mat* target = detail::photoPrepare(src, dst);
     if (!target || low == high) return false;
     double lo, hi;
-    if (cn == 1) {
+    if (cn == 1 && detail::useOptimized()) {
+        // The byte minimum and maximum, in a loop the compiler vectorises.
+        unsigned char bmin = 255, bmax = 0;
+        for (int y = 0; y < src->rows(); y++) {
+            const unsigned char* s = src->data.ptr[y];
+            for (int x = 0; x < src->cols(); x++) {
+                bmin = s[x] < bmin ? s[x] : bmin;
+                bmax = s[x] > bmax ? s[x] : bmax;
+            }
+        }
+        lo = bmin;
+        hi = bmax;
+    } else if (cn == 1) {
         lo = src->min(0);
         hi = src->max(0);
     } else {
@@ -150,11 +164,19 @@ bool ipLevel::process(Mat* src, Mat* dst) {
     }
     // Y, lo and hi are finite and range is not 0, so t is finite and, once
     // clamped, converts directly (which keeps the loop free of branches).
-    detail::histRemapLuma(*src, *target, [&](float y) {
-        double t = (double(y) - lo) * span / range + base;
-        t = t < 0.0 ? 0.0 : t > 255.0 ? 255.0 : t;
-        return float(static_cast<int>(t));
-    });
+    detail::LumaAffine curve;
+    curve.lo = lo;
+    curve.mul = span;
+    curve.div = range;
+    curve.add = base;
+    detail::histRemapLuma(
+        *src, *target,
+        [&](float y) {
+            double t = (double(y) - lo) * span / range + base;
+            t = t < 0.0 ? 0.0 : t > 255.0 ? 255.0 : t;
+            return float(static_cast<int>(t));
+        },
+        &curve);
     return true;
 }
 
@@ -186,13 +208,21 @@ bool ipShadows::process(Mat* src, Mat* dst) {
 namespace ip {
 
 void exposure(const Mat& src, Mat& dst, int amount) {
+    // A destination that owns the source's pixels is re-created before
+    // they are read: work from a copy then.
+    detail::SourceGuard guard(src, dst);
+    if (guard.failed()) return;
     ipExposure op(amount);
-    op.ipExposure::process(const_cast<Mat*>(&src), &dst);
+    op.ipExposure::process(const_cast<Mat*>(&guard.get()), &dst);
 }
 
 void light(const Mat& src, Mat& dst, int brightness, int contrast) {
+    // A destination that owns the source's pixels is re-created before
+    // they are read: work from a copy then.
+    detail::SourceGuard guard(src, dst);
+    if (guard.failed()) return;
     ipLight op(brightness, contrast);
-    op.ipLight::process(const_cast<Mat*>(&src), &dst);
+    op.ipLight::process(const_cast<Mat*>(&guard.get()), &dst);
 }
 
 void light(Mat& image, int brightness, int contrast) {
@@ -201,13 +231,21 @@ void light(Mat& image, int brightness, int contrast) {
 }
 
 void level(const Mat& src, Mat& dst, int low, int high, int mode) {
+    // A destination that owns the source's pixels is re-created before
+    // they are read: work from a copy then.
+    detail::SourceGuard guard(src, dst);
+    if (guard.failed()) return;
     ipLevel op(low, high, mode);
-    op.ipLevel::process(const_cast<Mat*>(&src), &dst);
+    op.ipLevel::process(const_cast<Mat*>(&guard.get()), &dst);
 }
 
 void shadow(const Mat& src, Mat& dst, float depth, float limit) {
+    // A destination that owns the source's pixels is re-created before
+    // they are read: work from a copy then.
+    detail::SourceGuard guard(src, dst);
+    if (guard.failed()) return;
     ipShadows op(depth, limit);
-    op.ipShadows::process(const_cast<Mat*>(&src), &dst);
+    op.ipShadows::process(const_cast<Mat*>(&guard.get()), &dst);
 }
 
 }  // namespace ip

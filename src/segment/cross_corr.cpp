@@ -167,6 +167,12 @@ bool tilesImpl(const Mat& image, const Mat& templ, Size_<int> outSize, Point2_<i
 bool correlateTiles(const Mat& image, const Mat& templ, Size_<int> outSize, Point2_<int> anchor,
                     int borderType, int spectraDepth, bool unsigned16, const CorrTileSink& sink) {
     if (image.empty() || templ.empty()) return false;
+    // Source positions are output positions minus the anchor: an anchor so far
+    // out that they would leave the int range is refused.
+    constexpr int kAnchorLimit = 1 << 28;
+    if (anchor.x < -kAnchorLimit || anchor.x > kAnchorLimit || anchor.y < -kAnchorLimit ||
+        anchor.y > kAnchorLimit || outSize.width > kAnchorLimit || outSize.height > kAnchorLimit)
+        return false;
     if (spectraDepth == MAT_Tfloat)
         return tilesImpl<float>(image, templ, outSize, anchor, borderType, unsigned16, sink);
     return tilesImpl<double>(image, templ, outSize, anchor, borderType, unsigned16, sink);

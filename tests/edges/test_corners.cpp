@@ -3,6 +3,7 @@
 // with brute-force suppression; Harris against window loops with the
 // exchange sort, its mask form and refusals; bilinear window sampling and
 // sub-pixel refinement on known values.
+#include <cstring>
 #include <cmath>
 #include <vector>
 
@@ -164,6 +165,21 @@ TEST(CornerHarris, MatchesWindowLoopsAndMaskForm) {
             total += pts.getSize();
         }
     EXPECT_GT(total, 9);
+    // Copies of two patches, alternating, on a flat ground give corners of
+    // equal strength in both rows: the order of ties is the exchange loop's,
+    // whatever sort runs.
+    Mat tiles = flat(63, 93, 30);
+    const Mat patch[2] = {randomMat(9, 9, MAT_Tuchar, 17), randomMat(9, 9, MAT_Tuchar, 18)};
+    for (int ty = 0; ty < 2; ty++)
+        for (int tx = 0; tx < 3; tx++)
+            for (int y = 0; y < 9; y++)
+                for (int x = 0; x < 9; x++)
+                    tiles.ptr<unsigned char>(12 + 30 * ty + y)[12 + 30 * tx + x] =
+                        patch[(tx + ty) % 2].ptr<unsigned char>(y)[x];
+    Points tied;
+    cornerHarris(tiles, Mat(), tied, 0, 0.0f, 3, 1.0f);
+    EXPECT_EQ(list(tied), list(tarvo::test::naiveHarris(tiles, Mat(), 3, 1.0f)));
+    EXPECT_GE(tied.getSize(), 6);
     // Flat image and an all-zero mask give nothing.
     Points none;
     cornerHarris(flat(40, 40, 90), Mat(), none, 0, 0.0f, 3, 0.0f);
@@ -193,6 +209,27 @@ TEST(CornerHarris, VectorThreadedAndScalarRunsAgree) {
             EXPECT_EQ(list(vec), list(ref)) << "window " << w << (m ? " masked" : "");
             EXPECT_GT(ref.getSize(), 20) << w;
         }
+    // The object keeps its smoothed products and strength as planes; both
+    // paths fill them alike, also on images barely taller than the smoothing.
+    for (const Mat& im : {img, Mat(randomMat(21, 23, MAT_Tuchar, 5))}) {
+        const Size_<int> size(im.cols(), im.rows());
+        ipCorner fast(size, 0, 0.0f, 5, 500.0f), slow(size, 0, 0.0f, 5, 500.0f);
+        Points a, b;
+        ASSERT_EQ(fast.processHarris(&im, a, im.rows() == 251 ? &mask : nullptr), 1);
+        tarvo::detail::setUseOptimized(false);
+        ASSERT_EQ(slow.processHarris(&im, b, im.rows() == 251 ? &mask : nullptr), 1);
+        tarvo::detail::setUseOptimized(true);
+        EXPECT_EQ(list(a), list(b));
+        for (auto planes :
+             {std::make_pair(&fast.xx, &slow.xx), std::make_pair(&fast.yy, &slow.yy),
+              std::make_pair(&fast.xy, &slow.xy), std::make_pair(&fast.strength, &slow.strength),
+              std::make_pair(&fast.localMax, &slow.localMax)})
+            for (int y = 0; y < im.rows(); y++)
+                ASSERT_EQ(std::memcmp(planes.first->ptr<float>(y), planes.second->ptr<float>(y),
+                                      size_t(im.cols()) * 4),
+                          0)
+                    << "row " << y << " of " << im.rows();
+    }
 }
 
 TEST(CornerHarris, Refusals) {

@@ -188,6 +188,24 @@ TEST(Convolve2, SeparableEdgesDarken) {
     EXPECT_TRUE(matEqual(d16, s16));
 }
 
+TEST(Convolve2, SeparablePathsAgree) {
+    // The vector passes stream rows through a ring: odd sizes, images smaller
+    // than the kernel, negative taps and divisors, divisor 0, even kernels,
+    // and enough rows for several stripes.
+    const std::vector<std::vector<int>> kernels = {
+        {1, 4, 6, 4, 1}, {-1, 3, -2}, {2, 1, 1, 3}, {1, 1, 1, 1, 1, 1, 1, 1, 1}, {7}};
+    const int divisors[] = {16, -3, 0, 9, 2};
+    for (int cn : {1, 3})
+        for (const auto& shape :
+             {std::make_pair(3, 2), std::make_pair(23, 41), std::make_pair(150, 67)}) {
+            const Mat src = randomMat(shape.first, shape.second, MAKETYPE(MAT_Tuchar, cn), 5 + cn);
+            for (size_t i = 0; i < kernels.size(); i++)
+                allPaths([&](Mat& d) {
+                    convolve2sep(src, d, kernels[i].data(), int(kernels[i].size()), divisors[i]);
+                });
+        }
+}
+
 TEST(Convolve2, FilterObjectCreateOnceAndVecKind) {
     ipFilter f;
     const int k[3] = {1, 2, 1};

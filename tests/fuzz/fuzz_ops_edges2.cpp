@@ -62,9 +62,7 @@ const fuzz::FuzzOp kOps[] = {
          for (int i = 0; i < count; i++)
              pts[size_t(i)] = Point2_<float>(in.hostileFloat(-5, 75), in.hostileFloat(-5, 75));
          const Size_<int> win(in.hostileInt(0, 6), in.hostileInt(0, 6));
-         // The blanked zone is taken at its word (2 * size + 1 in int), so it
-         // stays within a window's scale.
-         const Size_<int> zero(in.range(-2, 8), in.range(-2, 8));
+         const Size_<int> zero(in.hostileInt(-1, 4), in.hostileInt(-1, 4));
          const TermCriteria crit(in.range(0, 4), in.hostileInt(0, 30), in.hostileDouble(0, 1));
          const Mat img = greyish(in);
          ip::findCornerSubPix(img, pts.data(), count, win, zero, crit);
@@ -90,14 +88,13 @@ const fuzz::FuzzOp kOps[] = {
          const int threshold = in.hostileInt(-1, 80), linesMax = in.hostileInt(-1, 40);
          Points lines;
          ip::houghLinesStd(greyish(in), lines, rho, theta, threshold, linesMax);
-         if (linesMax >= 0 && lines.getSize() > 2LL * linesMax) fuzz::fail("more lines than asked");
+         if (linesMax >= 0 && (long long)lines.getSize() > 2LL * linesMax)
+             fuzz::fail("more lines than asked");
      }},
     {"houghLines",
      [](FuzzInput& in) {
          const float rho = houghStep(in, 0, 4, 0.25f), theta = houghStep(in, 0, 0.5, 0.005f);
-         // The vote search starts one below the threshold, in int: INT_MIN
-         // stays out.
-         const int threshold = in.range(-1, 80), length = in.hostileInt(-1, 60),
+         const int threshold = in.hostileInt(-1, 80), length = in.hostileInt(-1, 60),
                    gap = in.hostileInt(-1, 20);
          const unsigned seed = in.byte();
          const Mat img = greyish(in);
@@ -109,10 +106,8 @@ const fuzz::FuzzOp kOps[] = {
      [](FuzzInput& in) {
          Points pts;
          const int n = in.range(0, 40);
-         // Coordinates stay well inside the int range: the neighbour search
-         // takes differences of two points in int.
          for (int i = 0; i < n; i++)
-             pts.add(Point2_<int>(in.range(-1000, 1000), in.range(-1000, 1000)));
+             pts.add(Point2_<int>(in.hostileInt(-5, 80), in.hostileInt(-5, 80)));
          Vec_<int> result;
          ip::houghLinePoints(pts, in.hostileInt(-1, 12), result);
      }},
@@ -121,9 +116,7 @@ const fuzz::FuzzOp kOps[] = {
          // Every candidate centre walks circles of the radius tried, so legal
          // but huge radii only cost time: they stay within the image's scale.
          int radius = in.range(-3, 60);
-         // A given centre is offset by the radius in int, so it stays far
-         // from the int limits.
-         Point2_<int> centre(in.range(-1000, 1000), in.range(-1000, 1000));
+         Point2_<int> centre(in.hostileInt(-5, 75), in.hostileInt(-5, 75));
          if (in.flag()) centre = Point2_<int>(-1, -1);
          ip::houghCircle(greyish(in), centre, radius);
      }},
