@@ -92,8 +92,10 @@ const fuzz::FuzzOp kOps[] = {
          const int a = in.hostileInt(-5, 75), b = in.hostileInt(-5, 75), c = in.hostileInt(-5, 75),
                    e = in.hostileInt(-5, 75);
          const float angle = in.hostileFloat(-400, 400);
-         // cropEx fills outside the image: its size is the work, so it stays small.
-         const Rect_<int> outside(in.hostileInt(-40, 80), in.hostileInt(-40, 80),
+         // cropEx fills outside the image: its size is the work, so it stays
+         // small. Its position stays within a few image sizes: the padded copy
+         // it builds grows with the distance from the image.
+         const Rect_<int> outside(in.range(-200, 200), in.range(-200, 200),
                                   sizeOrRefused(in, 0, 90), sizeOrRefused(in, 0, 90));
          const Point4_<double> fill(in.hostileDouble(-10, 300));
          fuzz::withArrangement(in, in.mat(), [&](const Mat& s, Mat& d) {
@@ -114,8 +116,10 @@ const fuzz::FuzzOp kOps[] = {
      }},
     {"expand",
      [](FuzzInput& in) {
-         const int l = sizeOrRefused(in, 0, 20), t = sizeOrRefused(in, 0, 20),
-                   r = sizeOrRefused(in, 0, 20), b = sizeOrRefused(in, 0, 20);
+         // Margins that take the result past the int range are refused; the
+         // new sizes below are legal up to memory and stay near the source.
+         const int l = in.refusedOrSmall(0, 20), t = in.refusedOrSmall(0, 20),
+                   r = in.refusedOrSmall(0, 20), b = in.refusedOrSmall(0, 20);
          const int w = sizeOrRefused(in, 0, 100), h = sizeOrRefused(in, 0, 100);
          const Point4_<unsigned char> fill = fillColour(in);
          const bool margins = in.flag();

@@ -13,21 +13,6 @@ Mat photoInput(FuzzInput& in) {
     return in.mat(in.byte() < 40 ? 0 : MAT_Tuchar, 0);
 }
 
-// Separate or in-place source and destination only. These operators re-create
-// a destination of another shape before they read the source, so a source
-// that is a view into the destination's pixels is not exercised here yet.
-template <typename F>
-void separateOrInPlace(FuzzInput& in, Mat src, F run) {
-    if (in.flag()) {
-        run(src, src);
-        fuzz::touch(src);
-        return;
-    }
-    Mat dst = in.flag() ? Mat() : in.mat();
-    run(src, dst);
-    fuzz::touch(dst);
-}
-
 const fuzz::FuzzOp kOps[] = {
     {"tone",
      [](FuzzInput& in) {
@@ -36,7 +21,7 @@ const fuzz::FuzzOp kOps[] = {
                    mode = in.hostileInt(0, 3);
          const float f1 = in.hostileFloat(-1, 2), f2 = in.hostileFloat(-1, 2);
          const double g = in.hostileDouble(-4, 4);
-         separateOrInPlace(in, photoInput(in), [&](const Mat& s, Mat& d) {
+         fuzz::withArrangement(in, photoInput(in), [&](const Mat& s, Mat& d) {
              switch (which) {
                  case 0:
                      ip::exposure(s, d, a);
@@ -62,7 +47,7 @@ const fuzz::FuzzOp kOps[] = {
      [](FuzzInput& in) {
          const int which = in.range(0, 4);
          const int amount = in.hostileInt(-50, 300);
-         separateOrInPlace(in, photoInput(in), [&](const Mat& s, Mat& d) {
+         fuzz::withArrangement(in, photoInput(in), [&](const Mat& s, Mat& d) {
              switch (which) {
                  case 0:
                      ip::sketch(s, d, amount);
@@ -84,11 +69,11 @@ const fuzz::FuzzOp kOps[] = {
     {"randomised",
      [](FuzzInput& in) {
          // Both draw from the library's generator: the seed is pinned before
-         // each call so that the aliased and the separate run draw alike.
+         // each call so that the aliased and the reference run draw alike.
          const bool useNoise = in.flag();
          const int amount = in.hostileInt(-5, 40);
          const unsigned seed = in.byte();
-         separateOrInPlace(in, photoInput(in), [&](const Mat& s, Mat& d) {
+         fuzz::withArrangement(in, photoInput(in), [&](const Mat& s, Mat& d) {
              detail::pinClockSeed(true, seed);
              detail::seedRandom(seed);
              if (useNoise)
@@ -102,7 +87,7 @@ const fuzz::FuzzOp kOps[] = {
      [](FuzzInput& in) {
          const int radius = in.hostileInt(-5, 100), mode = in.hostileInt(0, 5);
          const float twist = in.hostileFloat(-20, 20);
-         separateOrInPlace(in, photoInput(in), [&](const Mat& s, Mat& d) {
+         fuzz::withArrangement(in, photoInput(in), [&](const Mat& s, Mat& d) {
              ip::circleTransform(s, d, radius, twist, mode);
          });
      }},

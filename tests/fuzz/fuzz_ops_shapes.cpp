@@ -39,9 +39,7 @@ const fuzz::FuzzOp kOps[] = {
     {"findContours",
      [](FuzzInput& in) {
          const int mode = in.hostileInt(0, 4), method = in.hostileInt(0, 6);
-         // Points are image coordinates plus offset, computed in int: the
-         // offset stays far from the int limits.
-         const Point2_<int> offset(in.range(-1000, 1000), in.range(-1000, 1000));
+         const Point2_<int> offset(in.hostileInt(-3, 3), in.hostileInt(-3, 3));
          Matrix<Point2_<int>, const Point2_<int>&> contours;
          Mat img = in.flag() ? binaryish(in) : in.mat();
          Mat copy;
