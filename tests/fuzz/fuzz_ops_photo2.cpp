@@ -46,7 +46,7 @@ const fuzz::FuzzOp kOps[] = {
     {"stylise",
      [](FuzzInput& in) {
          const int which = in.range(0, 4);
-         const int amount = in.hostileInt(-50, 300);
+         const int amount = in.hostileInt(-50, 300), method = in.hostileInt(0, 5);
          fuzz::withArrangement(in, photoInput(in), [&](const Mat& s, Mat& d) {
              switch (which) {
                  case 0:
@@ -62,7 +62,7 @@ const fuzz::FuzzOp kOps[] = {
                      ip::posterize(s, d, amount);
                      break;
                  default:
-                     ip::denoise(s, d, float(amount) / 50, in.hostileInt(0, 5));
+                     ip::denoise(s, d, float(amount) / 50, method);
              }
          });
      }},
