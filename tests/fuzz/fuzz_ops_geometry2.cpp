@@ -1,6 +1,7 @@
 // Fuzzer entries of the geometry family beyond resize: the transformation
 // operators (crop, expand, resample, rotate, skew, thumbnail), the warps,
 // remap and its map conversion, and the mesh warp.
+#include <climits>
 #include <vector>
 
 #include "fuzz/fuzz_ops.h"
@@ -10,6 +11,15 @@ using namespace tarvo;
 using fuzz::FuzzInput;
 
 namespace {
+
+// A size that is usually small and sometimes one that must be refused (0 or
+// negative). Large positive sizes are legal here and only cost memory and
+// time, so they are not drawn.
+int sizeOrRefused(FuzzInput& in, int lo, int hi) {
+    static const int kRefused[] = {0, -1, INT_MIN, -65536};
+    if (in.byte() < 240) return in.range(lo, hi);
+    return kRefused[in.byte() % 4];
+}
 
 Point4_<unsigned char> fillColour(FuzzInput& in) {
     return Point4_<unsigned char>(in.byte(), in.byte(), in.byte(), in.byte());
@@ -82,9 +92,11 @@ const fuzz::FuzzOp kOps[] = {
          const int a = in.hostileInt(-5, 75), b = in.hostileInt(-5, 75), c = in.hostileInt(-5, 75),
                    e = in.hostileInt(-5, 75);
          const float angle = in.hostileFloat(-400, 400);
-         // cropEx fills outside the image: its size is the work, so it stays small.
-         const Rect_<int> outside(in.hostileInt(-40, 80), in.hostileInt(-40, 80),
-                                  in.refusedOrSmall(0, 90), in.refusedOrSmall(0, 90));
+         // cropEx fills outside the image: its size is the work, so it stays
+         // small. Its position stays within a few image sizes: the padded copy
+         // it builds grows with the distance from the image.
+         const Rect_<int> outside(in.range(-200, 200), in.range(-200, 200),
+                                  sizeOrRefused(in, 0, 90), sizeOrRefused(in, 0, 90));
          const Point4_<double> fill(in.hostileDouble(-10, 300));
          fuzz::withArrangement(in, in.mat(), [&](const Mat& s, Mat& d) {
              switch (which) {
@@ -104,11 +116,11 @@ const fuzz::FuzzOp kOps[] = {
      }},
     {"expand",
      [](FuzzInput& in) {
-         // Margins are legal at any positive size and only cost memory and
-         // time, so large ones are the refused kind.
+         // Margins that take the result past the int range are refused; the
+         // new sizes below are legal up to memory and stay near the source.
          const int l = in.refusedOrSmall(0, 20), t = in.refusedOrSmall(0, 20),
                    r = in.refusedOrSmall(0, 20), b = in.refusedOrSmall(0, 20);
-         const int w = in.refusedOrSmall(0, 100), h = in.refusedOrSmall(0, 100);
+         const int w = sizeOrRefused(in, 0, 100), h = sizeOrRefused(in, 0, 100);
          const Point4_<unsigned char> fill = fillColour(in);
          const bool margins = in.flag();
          fuzz::withArrangement(in, in.mat(), [&](const Mat& s, Mat& d) {
@@ -121,7 +133,7 @@ const fuzz::FuzzOp kOps[] = {
     {"resample",
      [](FuzzInput& in) {
          // Output sizes are legal up to memory; they stay near the source.
-         const int w = in.refusedOrSmall(0, 100), h = in.refusedOrSmall(0, 100);
+         const int w = sizeOrRefused(in, 0, 100), h = sizeOrRefused(in, 0, 100);
          const int mode = in.hostileInt(0, 3);
          const int interp = in.hostileInt(0, 17), overflow = in.hostileInt(0, 7);
          const bool full = in.flag(), noAverage = in.flag();
@@ -161,7 +173,7 @@ const fuzz::FuzzOp kOps[] = {
      }},
     {"thumbnail",
      [](FuzzInput& in) {
-         const int w = in.refusedOrSmall(0, 100), h = in.refusedOrSmall(0, 100);
+         const int w = sizeOrRefused(in, 0, 100), h = sizeOrRefused(in, 0, 100);
          const Point4_<unsigned char> fill = fillColour(in);
          fuzz::withArrangement(in, in.mat(),
                                [&](const Mat& s, Mat& d) { ip::thumbnail(s, d, w, h, fill); });

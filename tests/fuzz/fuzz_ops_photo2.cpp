@@ -46,7 +46,7 @@ const fuzz::FuzzOp kOps[] = {
     {"stylise",
      [](FuzzInput& in) {
          const int which = in.range(0, 4);
-         const int amount = in.hostileInt(-50, 300);
+         const int amount = in.hostileInt(-50, 300), method = in.hostileInt(0, 5);
          fuzz::withArrangement(in, photoInput(in), [&](const Mat& s, Mat& d) {
              switch (which) {
                  case 0:
@@ -62,14 +62,14 @@ const fuzz::FuzzOp kOps[] = {
                      ip::posterize(s, d, amount);
                      break;
                  default:
-                     ip::denoise(s, d, float(amount) / 50, in.hostileInt(0, 5));
+                     ip::denoise(s, d, float(amount) / 50, method);
              }
          });
      }},
     {"randomised",
      [](FuzzInput& in) {
          // Both draw from the library's generator: the seed is pinned before
-         // each call so that the aliased and the separate run draw alike.
+         // each call so that the aliased and the reference run draw alike.
          const bool useNoise = in.flag();
          const int amount = in.hostileInt(-5, 40);
          const unsigned seed = in.byte();
