@@ -55,6 +55,24 @@ inline bool workFits(int64_t n, int64_t elemBytes) {
     return n >= 0 && elemBytes >= 0 && checkedMul(n, elemBytes, bytes) && bytes <= kMaxWorkBytes;
 }
 
+// Output size a call may derive from an input of its own (a resize target, a
+// pyramid size hint, padded margins): at most kMaxAreaGrowth times the input's
+// area plus kMaxAreaSlack pixels. A 16-fold enlargement per side, or any
+// output of up to a 4096 x 4096 canvas, stays legal; a million-pixel-wide row
+// asked of a 70 x 70 picture is refused before anything is allocated.
+constexpr int64_t kMaxAreaGrowth = 256;
+constexpr int64_t kMaxAreaSlack = int64_t(1) << 24;
+
+// True when an outW x outH result may be made from an inW x inH input
+// (non-negative sizes; the products are exact in 64 bits for int sides).
+inline bool outputAreaFits(int64_t inW, int64_t inH, int64_t outW, int64_t outH) {
+    if (inW < 0 || inH < 0 || outW < 0 || outH < 0) return false;
+    int64_t in, out, limit;
+    return checkedMul(inW, inH, in) && checkedMul(outW, outH, out) &&
+           checkedMul(in, kMaxAreaGrowth, limit) && checkedAdd(limit, kMaxAreaSlack, limit) &&
+           out <= limit;
+}
+
 // The odd window 2 * radius + 1, false when it leaves int's range or radius < 0.
 inline bool windowFromRadius(int64_t radius, int& size) {
     if (radius < 0) return false;

@@ -1,6 +1,7 @@
 // numpy arrays in and out of Mat, destinations and small value conversions.
 #include <algorithm>
 #include <climits>
+#include <cmath>
 #include <cstring>
 #include <limits>
 
@@ -325,6 +326,27 @@ void copyPixels(const tarvo::Mat& src, tarvo::Mat& dst) {
         return;
     }
     dst.create(src, true);
+}
+
+}  // namespace tarvopy
+
+namespace tarvopy {
+
+py::object deliver(const InArray& src, py::handle dst, tarvo::Mat&& out) {
+    if (dst.is_none()) return arrayFromMat(std::move(out));
+    if (out.empty()) return py::reinterpret_borrow<py::object>(dst);
+    Dst d = makeDst(dst, "dst", src, sameAs(out));
+    nogil([&] { copyPixels(out, d.mat); });
+    return d.result();
+}
+
+tarvo::Point4_<unsigned char> toFill(py::handle o, const char* name) {
+    const tarvo::Point4_<double> v = toScalar(o, name);
+    for (int k = 0; k < 4; k++)
+        if (!(v[k] >= 0 && v[k] <= 255) || v[k] != std::floor(v[k]))
+            valueError(std::string(name) + ": components must be whole numbers 0..255");
+    return tarvo::Point4_<unsigned char>((unsigned char)v[0], (unsigned char)v[1],
+                                         (unsigned char)v[2], (unsigned char)v[3]);
 }
 
 }  // namespace tarvopy

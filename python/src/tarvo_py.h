@@ -169,3 +169,25 @@ py::object callInto(const InArray& s, Dst& d, Run&& run) {
 void copyPixels(const tarvo::Mat& src, tarvo::Mat& dst);
 
 }  // namespace tarvopy
+
+namespace tarvopy {
+
+// For functions that build their result in a matrix of their own (the
+// geometry operators work in a temporary and swap it in at the end): the
+// result as a new array, or copied into `dst` when one is given, which must
+// then have the result's shape and dtype. A refused call (empty result)
+// leaves dst unchanged.
+py::object deliver(const InArray& src, py::handle dst, tarvo::Mat&& out);
+
+// Runs run(src, out) with the GIL released into a fresh matrix and delivers it.
+template <typename Run>
+py::object produce(const InArray& s, py::handle dst, Run&& run) {
+    tarvo::Mat out;
+    nogil([&] { run(s.mat, out); });
+    return deliver(s, dst, std::move(out));
+}
+
+// Four fill components 0..255 from one number (every channel) or up to four.
+tarvo::Point4_<unsigned char> toFill(py::handle o, const char* name);
+
+}  // namespace tarvopy

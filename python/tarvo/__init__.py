@@ -22,17 +22,27 @@ Point lists are (n, 2) int32 arrays of (x, y) (float32 where a function has a
 float form); rectangles and other small records are named tuples (Rect, Point,
 Size, RotatedRect, ConnectInfo).
 
+Meshes are ip.TriangleModel objects; feature files are read and written as
+nested named tuples (readFeature, writeFeature, FeatureSet, FeatureVec).
+
 Kept in C++ only for now: the filter engine and its stage factories
 (FilterEngine, createLinearFilter, createSeparableLinearFilter,
 createMorphologyFilter, getLinear*/getMorphology* stages), the operator and
 filter classes (ipColorize, ipExposure, ipSketch and the other ip* pumps,
 GammaCorrection, ipDenoise, ipFilter, ipMedian, ipHoughLines, GaussianFilter,
-GaussianDiffFilter, DoGFilter, Sobel, ScaleXY; ipNMS and MCEdgeExtractor are
-reached through ip.ipNMS and ip.edgeChains), the sequence store and the
-contour scanner records (MemStorage, Sequence, Chain, IPContour, the scan
-steps), the raw-pointer forms (edgeOrientaitonField with a strength table,
-approxPolyDP on a point pointer, bresenham into malloc'ed arrays, convolve on
-Vec), detectPeaks and its variants, and fitLine, which has no behaviour.
+GaussianDiffFilter, DoGFilter, Sobel, ScaleXY, the transformation operators
+ipTransformation, ipCrop, ipExpand, ipResample, ipRotate, ipSkew and
+ipThumbnail, and ipCorner; ipNMS and MCEdgeExtractor are reached through
+ip.ipNMS and ip.edgeChains, the transformation operators and ipCorner through
+their free functions), the sequence store and the contour scanner records
+(MemStorage, Sequence, Chain, IPContour, the scan steps), the raw-pointer
+forms (edgeOrientaitonField with a strength table, approxPolyDP on a point
+pointer, bresenham into malloc'ed arrays, convolve on Vec, getAffineTransform
+on three-point pointers, sepConvSmall; getRectSubPixel is bound on an array),
+the mesh model's XFile loader and TriangleList, the feature classes and
+detector bases themselves (FeatureABC, FeatureDescriptor, FeatureFactory and
+its registry, FeatureDescriptorArray, BlobABC, the interest-region records),
+detectPeaks and its variants, and fitLine, which has no behaviour.
 """
 
 from . import _tarvo

@@ -139,7 +139,8 @@ def test_every_local_tool_row_tiles_exactly():
                 rng.integers(0, 256, (150, 170, 3), dtype=np.uint8)]
     options = {"gaussian": dict(sigma=2.2), "erode": dict(size=5, iterations=2),
                "opening": dict(size=3, iterations=2), "adaptive-threshold": dict(block=9),
-               "denoise": dict(method="weighted5"), "sobel-magnitude": dict(ksize=5)}
+               "denoise": dict(method="weighted5"), "sobel-magnitude": dict(ksize=5),
+               "median": dict(window=4), "convolve-sep": dict(size=6)}
     tiled_rows = 0
     for row in tarvo._tarvo._tool_rows():
         opts = options.get(row, {})

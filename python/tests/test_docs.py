@@ -38,7 +38,8 @@ def test_tool_rows_feed_the_docstrings():
                    (ip.colorize, "colorize"), (ip.histogramEqualize, "equalize"),
                    (ip.level, "level"), (ip.circleTransform, "circle-transform"),
                    (ip.findContours, "contours"), (ip.distanceTransform, "distance"),
-                   (ip.houghLines, "hough-segments")]:
+                   (ip.houghLines, "hough-segments"), (ip.rotate, "rotate"),
+                   (ip.resample, "resample"), (ip.remap, "remap"), (ip.cornerFast, "fast")]:
         help_text = subprocess.run([path, op, "--help"], capture_output=True, text=True,
                                    env=tool_env()).stdout
         doc = " ".join(fn.__doc__.split())
@@ -48,3 +49,12 @@ def test_tool_rows_feed_the_docstrings():
                    if line.startswith("  --") and len(line.split(None, 1)) == 2]
         summary = help_text.splitlines()[1].rstrip(".")
         assert summary in doc or any(" ".join(o.split()) in doc for o in options), op
+
+
+def test_every_tool_row_declares_its_reach():
+    """Tiling and `tarvo batch --help` read the declaration; a row that forgets
+    it would silently count as whole-picture."""
+    for row in tarvo._tarvo._tool_rows():
+        radius, note, _ = tarvo._tarvo._tool_reach(row)
+        assert note != "no reach declared", row
+        assert radius >= 0 or note, row

@@ -10,13 +10,23 @@ from conftest import rng_image
 ip = tarvo.ip
 
 
+# One mesh shared by every thread: its warps read it while others do too.
+MESH = ip.TriangleModel([(0, 1), (1, 2), (2, 0), (2, 3), (3, 0)])
+MOVED = np.array([(0, 0), (150, 10), (140, 110), (5, 100)], np.float32)
+
+
 def pipeline(img):
     g = ip.gaussian(img, 1.5)
     e = ip.canny(g, 30, 90)
     t, b = ip.Threshold(g, 0, 255, ip.ThreshBinary | ip.ThreshOtsuBit)
     d = ip.dilate(e, ip.getStructuringElement(ip.MorphEllipse, (5, 5)))
     r = ip.resize(g, 97, 61, ip.ResizeLanczos4)
-    return [g, e, b, d, r, np.array([t])]
+    turned = ip.rotate(g, 13.5, ip.InterpBilinear, ip.OverflowColor)
+    h, w = g.shape
+    square = np.array([(0, 0), (w - 1, 0), (w - 1, h - 1), (0, h - 1)], np.float32)
+    m, _ = ip.warpMesh(g, square, MOVED, MESH)
+    corners = ip.cornerHarris(g, threshold=50)
+    return [g, e, b, d, r, np.array([t]), turned, m, corners, ip.cornerFast(g, 15)]
 
 
 def test_eight_threads_equal_serial():

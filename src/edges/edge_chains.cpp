@@ -10,6 +10,7 @@
 #include "tarvo/ip/edges.h"
 #include "tarvo/parallel.h"
 
+#include "edges/edge_chains_simd.h"
 #include "edges/edge_follow.h"
 
 namespace tarvo {
@@ -25,13 +26,6 @@ constexpr int kExtractFailed = -50054;
 // v / 2^s rounded towards minus infinity, for either sign.
 inline long long floorShift(long long v, int s) {
     return v >= 0 ? v >> s : ~((~v) >> s);
-}
-
-template <typename T>
-T* newZeroed(size_t n) {
-    T* p = new (std::nothrow) T[n];
-    if (p) std::memset(p, 0, n * sizeof(T));
-    return p;
 }
 
 unsigned char clampPercent(int v) {
@@ -78,6 +72,247 @@ void forRowStripes(int rows, long long work, const F& fn) {
 // Neighbour order of the edge following.
 constexpr int kFollowDx[8] = {1, 1, 1, 0, 0, -1, -1, -1};
 constexpr int kFollowDy[8] = {0, 1, -1, 1, -1, 0, 1, -1};
+
+// The folded angle (0..180) of one gradient, small ones from the table.
+inline int foldedAngle(int gx, int gy, const short* small) {
+    if (unsigned(gx + kAngleTableHalf) < unsigned(2 * kAngleTableHalf) &&
+        unsigned(gy + kAngleTableHalf) < unsigned(2 * kAngleTableHalf))
+        return small[(gy + kAngleTableHalf) * (2 * kAngleTableHalf) + (gx + kAngleTableHalf)];
+    const int angle = MCEdgeExtractor::fixedPointAngle(gy, gx);
+    return angle > 180 ? angle - 180 : angle;
+}
+
+// Suppressed value of interior pixel i of the 8-bit strength s (row length
+// W): its own strength when it is above k and a maximum across its gradient
+// (gx, gy), else 0.
+inline int suppressAt(const unsigned char* s, size_t i, int W, int gx, int gy, int k) {
+    const int c = s[i];
+    if (c == 0 || c <= k) return 0;
+    const int ax = gx < 0 ? -gx : gx, ay = gy < 0 ? -gy : gy;
+    const bool sameSign = (gx >= 0) == (gy >= 0);
+    auto at = [&](int dy, int dx) { return int(s[i + ptrdiff_t(dy) * W + dx]); };
+    // |numerator| < 2^24: the float quotient truncates exactly.
+    auto ratio = [](int a, int b) { return int(float(a) / float(b)); };
+    int w, p, q;
+    if (sameSign && ax >= ay) {
+        w = ratio(gy * 1024, gx);
+        p = at(0, 1) * (1024 - w) + at(1, 1) * w;
+        q = at(0, -1) * (1024 - w) + at(-1, -1) * w;
+    } else if (sameSign) {
+        w = ratio(gx * 1024, gy);
+        p = at(1, 0) * (1024 - w) + at(1, 1) * w;
+        q = at(-1, 0) * (1024 - w) + at(-1, -1) * w;
+    } else if (ax < ay) {
+        w = ratio(-gx * 1024, gy);
+        p = at(1, 0) * (1024 - w) + at(1, -1) * w;
+        q = at(-1, 0) * (1024 - w) + at(-1, 1) * w;
+    } else {
+        w = ratio(-gy * 1024, gx);
+        p = at(0, -1) * (1024 - w) + at(1, -1) * w;
+        q = at(0, 1) * (1024 - w) + at(-1, 1) * w;
+    }
+    return p < c * 1024 && q <= c * 1024 ? c : 0;
+}
+
+inline signed char thresholdOf(int v, int t) {
+    return (signed char)std::min(std::max(v - t + 1, 0), 127);
+}
+
+// The cut: the first k from 1 where the share of pixels in bins 0..k passes
+// the non-edge percentage (128 when it never does), 0 without any gradient.
+int histogramCut(const long long* hist, long long nz, int nonEdge) {
+    if (nz <= 0) return 0;
+    long long sum = hist[0];
+    int k = 1;
+    for (; k < 128; k++) {
+        sum += hist[k];
+        if (sum * 100 / nz > nonEdge) break;
+    }
+    return k;
+}
+
+// Runs fn(i) for every i in [0, count) through parallel_for_ when the image
+// is big enough; each i owns a fixed band of rows, so the split never changes
+// what a band computes.
+template <typename F>
+void forBands(int count, long long work, const F& fn) {
+    forRowStripes(count, work, [&](int i0, int i1) {
+        for (int i = i0; i < i1; i++) fn(i);
+    });
+}
+
+// Per-band totals of the strength pass: integer maxima, counts and
+// histograms, added afterwards in any order.
+struct BandStats {
+    int maxS = 1;
+    long long nz = 0;
+    long long hist[128] = {};
+};
+
+// Gradients, strength and orientation of one band of rows [y0, y1), fused so
+// that each row is filtered and measured while it is in cache. grdX and grdY
+// are written whole, zero outside the interior (3 from every side).
+void gradientBand(unsigned char** img, int W, int H, int y0, int y1, short* grdX, short* grdY,
+                  short* strength, short* orient, BandStats& st) {
+    const int r = 3, x0 = r, x1 = W - r;
+    const short* small = smallAngleTable();
+    std::vector<short> buf(size_t(W) * 8);
+    short* vrow = buf.data();
+    short* ring[7];
+    for (int k = 0; k < 7; k++) ring[k] = vrow + size_t(W) * (k + 1);
+    // Rows smoothed along x, kept for the seven rows around the current one.
+    auto smoothRow = [&](int row) {
+        const unsigned char* in = img[row];
+        short* out = ring[row % 7];
+        int x = x0 < x1 ? detail::edgeSmoothRow(in, out, x0, x1) : x1;
+        for (; x < x1; x++)
+            out[x] = (short)(in[x - 3] + in[x + 3] + 6 * (in[x - 2] + in[x + 2]) +
+                             15 * (in[x - 1] + in[x + 1]) + 20 * in[x]);
+    };
+    int filled = -1;  // last row smoothed along x
+    for (int y = y0; y < y1; y++) {
+        short* gx = grdX + size_t(y) * W;
+        short* gy = grdY + size_t(y) * W;
+        if (y < r || y >= H - r || x0 >= x1) {
+            std::memset(gx, 0, size_t(W) * sizeof(short));
+            std::memset(gy, 0, size_t(W) * sizeof(short));
+        } else {
+            for (int x = 0; x < r; x++) gx[x] = gy[x] = gx[W - 1 - x] = gy[W - 1 - x] = 0;
+            const unsigned char* rows7[7];
+            for (int k = 0; k < 7; k++) rows7[k] = img[y - r + k];
+            int x = detail::edgeSmoothColumns(rows7, vrow, W);
+            for (; x < W; x++)
+                vrow[x] = (short)(rows7[0][x] + rows7[6][x] + 6 * (rows7[1][x] + rows7[5][x]) +
+                                  15 * (rows7[2][x] + rows7[4][x]) + 20 * rows7[3][x]);
+            x = detail::edgeDiffRow(vrow, gx, x0, x1);
+            for (; x < x1; x++)
+                gx[x] = (short)((vrow[x + 3] - vrow[x - 3] + 4 * (vrow[x + 2] - vrow[x - 2]) +
+                                 5 * (vrow[x + 1] - vrow[x - 1])) >>
+                                5);
+            for (int row = filled < y - r ? y - r : filled + 1; row <= y + r; row++) smoothRow(row);
+            filled = y + r;
+            const short* h7[7];
+            for (int k = 0; k < 7; k++) h7[k] = ring[(y - r + k) % 7];
+            x = detail::edgeDiffColumns(h7, gy, x0, x1);
+            for (; x < x1; x++)
+                gy[x] = (short)((h7[6][x] - h7[0][x] + 4 * (h7[5][x] - h7[1][x]) +
+                                 5 * (h7[4][x] - h7[2][x])) >>
+                                5);
+        }
+        short* so = strength + size_t(y) * W;
+        short* oo = orient + size_t(y) * W;
+        int x = detail::edgeAngleStrengthRow(gx, gy, oo, so, W, &st.nz, &st.maxS);
+        for (; x < W; x++) {
+            oo[x] = (short)foldedAngle(gx[x], gy[x], small);
+            const int v = (gx[x] < 0 ? -gx[x] : gx[x]) + (gy[x] < 0 ? -gy[x] : gy[x]);
+            so[x] = (short)v;
+            st.nz += v >= 1;
+            if (v > st.maxS) st.maxS = v;
+        }
+    }
+}
+
+// The 8-bit strength of rows [y0, y1) and its histogram; four interleaved
+// histograms keep runs of equal values from waiting on each other.
+void scaleBand(const short* strength, unsigned char* s8, int W, int y0, int y1, int maxS,
+               BandStats& st) {
+    unsigned hist[4][128] = {};
+    for (int y = y0; y < y1; y++) {
+        const short* in = strength + size_t(y) * W;
+        unsigned char* out = s8 + size_t(y) * W;
+        int x = detail::edgeScaleRow(in, out, maxS, W);
+        for (; x < W; x++) out[x] = (unsigned char)(in[x] * 127 / maxS);
+        x = 0;
+        for (; x + 4 <= W; x += 4) {
+            hist[0][out[x]]++;
+            hist[1][out[x + 1]]++;
+            hist[2][out[x + 2]]++;
+            hist[3][out[x + 3]]++;
+        }
+        for (; x < W; x++) hist[0][out[x]]++;
+    }
+    for (int b = 0; b < 128; b++)
+        st.hist[b] = (long long)hist[0][b] + hist[1][b] + hist[2][b] + hist[3][b];
+}
+
+// Calls fn(x), in increasing x, for the x in [begin, end) where row[x] is
+// non-zero, skipping zero words; fn may change row[x] itself but nothing
+// after it. The non-zero bytes of a word are found without a branch each.
+template <typename F>
+inline void forNonZero(const signed char* row, int begin, int end, const F& fn) {
+    static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "byte order of the word scan");
+    constexpr unsigned long long kLow7 = 0x7F7F7F7F7F7F7F7FULL, kHigh = 0x8080808080808080ULL;
+    int x = begin;
+    while (x + 8 <= end) {
+        unsigned long long w0, w1, w2, w3;
+        std::memcpy(&w0, row + x, 8);
+        if (x + 32 <= end) {
+            std::memcpy(&w1, row + x + 8, 8);
+            std::memcpy(&w2, row + x + 16, 8);
+            std::memcpy(&w3, row + x + 24, 8);
+            if ((w0 | w1 | w2 | w3) == 0) {
+                x += 32;
+                continue;
+            }
+        }
+        unsigned long long nz = (((w0 & kLow7) + kLow7) | w0) & kHigh;
+        while (nz != 0) {
+            fn(x + (__builtin_ctzll(nz) >> 3));
+            nz &= nz - 1;
+        }
+        x += 8;
+    }
+    for (; x < end; x++)
+        if (row[x] != 0) fn(x);
+}
+
+// One row of the staircase removal: out = the row as the in-place row-major
+// pass leaves it, from the original row `a`, the original row below and the
+// finished row above (left neighbours come from out, right ones from a).
+// Only positive pixels can change (the maps hold no negative values).
+void staircaseRow(const signed char* a, const signed char* below, const signed char* above,
+                  signed char* out, int W) {
+    std::memcpy(out, a, size_t(W));
+    forNonZero(a, 1, W - 1, [&](int x) {
+        if (a[x] > 0 && (below[x] > 0 || above[x] > 0) && ((out[x - 1] > 0) != (a[x + 1] > 0)))
+            out[x] = 0;
+    });
+}
+
+// The staircase removal from the original map `a` into `out`, in row bands in
+// parallel. A band's first row takes the original row above in place of the
+// finished one; afterwards, band by band, where the finished row above differs
+// from the original, rows are redone until one comes out as it was. Every row
+// then equals the serial pass's.
+template <typename Bands>
+void removeStaircasesBanded(const signed char* a, signed char* out, int W, int H, int nBands,
+                            const Bands& bandRows) {
+    auto rowOf = [&](const signed char* m, int y) { return m + size_t(y) * W; };
+    auto outRow = [&](int y) { return out + size_t(y) * W; };
+    forBands(nBands, (long long)W * H, [&](int i) {
+        int y0, y1;
+        bandRows(i, y0, y1);
+        for (int y = y0; y < y1; y++) {
+            if (y == 0 || y == H - 1) {
+                std::memcpy(outRow(y), rowOf(a, y), size_t(W));
+                continue;
+            }
+            const signed char* above = y == y0 ? rowOf(a, y - 1) : outRow(y - 1);
+            staircaseRow(rowOf(a, y), rowOf(a, y + 1), above, outRow(y), W);
+        }
+    });
+    std::vector<signed char> redo(size_t(W), 0);
+    for (int i = 1; i < nBands; i++) {
+        int y0, y1;
+        bandRows(i, y0, y1);
+        if (y0 < 1 || std::memcmp(outRow(y0 - 1), rowOf(a, y0 - 1), size_t(W)) == 0) continue;
+        for (int y = y0; y < y1 && y < H - 1; y++) {
+            staircaseRow(rowOf(a, y), rowOf(a, y + 1), outRow(y - 1), redo.data(), W);
+            if (std::memcmp(redo.data(), outRow(y), size_t(W)) == 0) break;
+            std::memcpy(outRow(y), redo.data(), size_t(W));
+        }
+    }
+}
 
 }  // namespace
 
@@ -176,19 +411,21 @@ void MCEdgeExtractor::freeResults() {
     m_nBackground = 0;
 }
 
-// Edge map (unvisited) and both gradients, all cleared, and the label reset:
-// the frame outside the filter window then reads as no gradient.
+// Edge map and both gradients, and the label reset. Both routes clear them
+// before use (the step-by-step one at once, the fused one row by row inside
+// its bands): the frame outside the filter window reads as no gradient and
+// the edge map starts unvisited.
 void MCEdgeExtractor::init() {
     const size_t n = size_t(m_nWidth) * m_nHeight;
-    unsigned char* block = newZeroed<unsigned char>(n);
+    unsigned char* block = new (std::nothrow) unsigned char[n];
     m_ppEdgeMap = block ? new (std::nothrow) unsigned char*[m_nHeight] : nullptr;
     if (!m_ppEdgeMap) {
         delete[] block;
     } else {
         for (int y = 0; y < m_nHeight; y++) m_ppEdgeMap[y] = block + size_t(y) * m_nWidth;
     }
-    m_pGrdX = newZeroed<short>(n);
-    m_pGrdY = newZeroed<short>(n);
+    m_pGrdX = new (std::nothrow) short[n];
+    m_pGrdY = new (std::nothrow) short[n];
     m_nLabel = 1;
 }
 
@@ -309,16 +546,7 @@ int MCEdgeExtractor::ComputeEdgeStrength() {
             StripeStats& st = stats[size_t(i)];
             for (size_t p = size_t(y0) * W; p < size_t(y1) * W; p++) {
                 const int gx = m_pGrdX[p], gy = m_pGrdY[p];
-                int angle;
-                if (unsigned(gx + kAngleTableHalf) < unsigned(2 * kAngleTableHalf) &&
-                    unsigned(gy + kAngleTableHalf) < unsigned(2 * kAngleTableHalf)) {
-                    angle = small[(gy + kAngleTableHalf) * (2 * kAngleTableHalf) +
-                                  (gx + kAngleTableHalf)];
-                } else {
-                    angle = fixedPointAngle(gy, gx);
-                    if (angle > 180) angle -= 180;
-                }
-                m_pEdgeOrient[p] = (short)angle;
+                m_pEdgeOrient[p] = (short)foldedAngle(gx, gy, small);
                 const int v = (gx < 0 ? -gx : gx) + (gy < 0 ? -gy : gy);
                 m_pEdgeStrength[p] = (short)v;
                 st.nz += v >= 1;
@@ -355,14 +583,7 @@ int MCEdgeExtractor::ComputeEdgeStrength() {
     long long hist[128] = {};
     for (const StripeStats& st : stats)
         for (int b = 0; b < 128; b++) hist[b] += st.hist[b];
-    int k = 0;
-    if (nz > 0) {
-        long long sum = hist[0];
-        for (k = 1; k < 128; k++) {
-            sum += hist[k];
-            if (sum * 100 / nz > m_nNonEdge) break;
-        }
-    }
+    const int k = histogramCut(hist, nz, m_nNonEdge);
     m_nBackground = (unsigned short)(k * maxS / 128);
     return k;
 }
@@ -377,33 +598,7 @@ void MCEdgeExtractor::ProcNonMaxSuppress(int k, unsigned char* o) {
         for (int y = ya < 1 ? 1 : ya; y < yb && y < H - 1; y++)
             for (int x = 1; x < W - 1; x++) {
                 const size_t i = size_t(y) * W + x;
-                const int c = s[i];
-                if (c == 0 || c <= k) continue;
-                const int gx = m_pGrdX[i], gy = m_pGrdY[i];
-                const int ax = gx < 0 ? -gx : gx, ay = gy < 0 ? -gy : gy;
-                const bool sameSign = (gx >= 0) == (gy >= 0);
-                auto at = [&](int dy, int dx) { return int(s[i + ptrdiff_t(dy) * W + dx]); };
-                // |numerator| < 2^24: the float quotient truncates exactly.
-                auto ratio = [](int a, int b) { return int(float(a) / float(b)); };
-                int w, p, q;
-                if (sameSign && ax >= ay) {
-                    w = ratio(gy * 1024, gx);
-                    p = at(0, 1) * (1024 - w) + at(1, 1) * w;
-                    q = at(0, -1) * (1024 - w) + at(-1, -1) * w;
-                } else if (sameSign) {
-                    w = ratio(gx * 1024, gy);
-                    p = at(1, 0) * (1024 - w) + at(1, 1) * w;
-                    q = at(-1, 0) * (1024 - w) + at(-1, -1) * w;
-                } else if (ax < ay) {
-                    w = ratio(-gx * 1024, gy);
-                    p = at(1, 0) * (1024 - w) + at(1, -1) * w;
-                    q = at(-1, 0) * (1024 - w) + at(-1, 1) * w;
-                } else {
-                    w = ratio(-gy * 1024, gx);
-                    p = at(0, -1) * (1024 - w) + at(1, -1) * w;
-                    q = at(0, 1) * (1024 - w) + at(-1, 1) * w;
-                }
-                if (p < c * 1024 && q <= c * 1024) o[i] = (unsigned char)c;
+                o[i] = (unsigned char)suppressAt(s, i, W, m_pGrdX[i], m_pGrdY[i], k);
             }
     });
 }
@@ -417,9 +612,8 @@ void MCEdgeExtractor::HysteresisTr(const unsigned char* o) {
     signed char* strong = m_pStrong;
     signed char* weak = m_pWeak;
     for (size_t i = 0; i < n; i++) {
-        const int v = o[i];
-        strong[i] = (signed char)std::min(std::max(v - hi + 1, 0), 127);
-        weak[i] = (signed char)std::min(std::max(v - lo + 1, 0), 127);
+        strong[i] = thresholdOf(o[i], hi);
+        weak[i] = thresholdOf(o[i], lo);
     }
     // With a threshold of 0 the frame would count as edge; the following
     // relies on a clear frame to stay inside the image.
@@ -526,6 +720,175 @@ private:
     int m_points = 0;
 };
 
+// Pixels still to take (weak positive and unvisited) as one bit per pixel:
+// rows of `words` 64-bit words, one more than the width needs so that eight
+// bytes read from any column stay inside the row. At an eighth of the byte
+// map it stays in cache while chains wander over the picture.
+struct AvailBits {
+    std::vector<unsigned long long> bits;
+    size_t words = 0;
+};
+
+// Builds the bits from the weak map and, when given, the edge map (0 is
+// unvisited; without one every pixel counts as unvisited).
+void buildAvailBits(const signed char* weak, unsigned char* const* edgeMap, int W, int H,
+                    AvailBits& out) {
+    out.words = size_t(W + 63) / 64 + 1;
+    out.bits.assign(out.words * size_t(H), 0);
+    constexpr unsigned long long kLow7 = 0x7F7F7F7F7F7F7F7FULL, kHigh = 0x8080808080808080ULL;
+    auto nonZero = [&](unsigned long long v) { return (((v & kLow7) + kLow7) | v) & kHigh; };
+    forRowStripes(H, (long long)W * H, [&](int y0, int y1) {
+        for (int y = y0; y < y1; y++) {
+            const signed char* w = weak + size_t(y) * W;
+            const unsigned char* m = edgeMap ? edgeMap[y] : nullptr;
+            unsigned long long* o = out.bits.data() + out.words * size_t(y);
+            int x = 0;
+            for (; x + 8 <= W; x += 8) {
+                unsigned long long v, mv = 0;
+                std::memcpy(&v, w + x, 8);
+                if (m) std::memcpy(&mv, m + x, 8);
+                // positive: non-zero with the sign bit clear; and unvisited
+                const unsigned long long take = nonZero(v) & ~v & ~nonZero(mv) & kHigh;
+                const unsigned long long byteBits = ((take >> 7) * 0x0102040810204080ULL) >> 56;
+                o[x >> 6] |= byteBits << (x & 63);
+            }
+            for (; x < W; x++)
+                if (w[x] > 0 && (!m || m[x] == 0)) o[x >> 6] |= 1ULL << (x & 63);
+        }
+    });
+}
+
+// The same following over the availability bits, so a pixel's eight
+// neighbour tests are three word reads and a table; seeds are found by
+// skipping zero words of the strong map.
+class FastChainFollower {
+public:
+    FastChainFollower(const signed char* strong, AvailBits& avail, unsigned char** edgeMap,
+                      int width, int height, unsigned char& label, MCEdgeList& list, short* stack)
+        : m_strong(strong),
+          m_map(edgeMap),
+          m_width(width),
+          m_height(height),
+          m_label(label),
+          m_list(list),
+          m_stack(stack),
+          m_bits(avail.bits.data()),
+          m_words(avail.words) {}
+
+    void run() {
+        const int W = m_width;
+        for (int y = 0; y < m_height; y++) {
+            const signed char* row = m_strong + size_t(y) * W;
+            forNonZero(row, 0, W, [&](int x) {
+                if (row[x] > 0 && m_map[y][x] == 0) {
+                    m_points = 0;
+                    follow(x, y);
+                    flush();
+                }
+            });
+        }
+    }
+
+private:
+    struct Frame {
+        short x, y;
+        unsigned char next, found, branched;
+    };
+
+    // Bit k of entry (above | middle << 3 | below << 6), each three bits for
+    // columns x - 1, x, x + 1, is set when neighbour k (following order) is.
+    static const unsigned char* aroundTable() {
+        static const std::vector<unsigned char> table = [] {
+            std::vector<unsigned char> t(512);
+            for (unsigned i = 0; i < 512; i++) {
+                auto bit = [&](int row, int col) { return (i >> (3 * row + col)) & 1u; };
+                unsigned m = 0;
+                for (int k = 0; k < 8; k++) m |= bit(1 + kFollowDy[k], 1 + kFollowDx[k]) << k;
+                t[i] = (unsigned char)m;
+            }
+            return t;
+        }();
+        return table.data();
+    }
+
+    // Whole aligned words are read, the words the marking writes: a read
+    // straddling a freshly written word would wait for the write to settle.
+    unsigned availableAround(int x, int y) const {
+        const unsigned long long* r = m_bits + m_words * size_t(y) + size_t((x - 1) >> 6);
+        const int shift = (x - 1) & 63;
+        auto three = [&](const unsigned long long* p) {
+            unsigned long long w = p[0] >> shift;
+            if (shift > 61) w |= p[1] << (64 - shift);
+            return unsigned(w) & 7u;
+        };
+        return m_around[three(r - m_words) | three(r) << 3 | three(r + m_words) << 6];
+    }
+
+    void flush() {
+        m_stack -= 2 * size_t(m_points);
+        m_list.addEdge(m_stack, m_points);
+        m_label = (unsigned char)(m_label % 254 + 2);
+        m_points = 0;
+    }
+
+    // Opens a frame on top of the first `top` ones; fields are written in
+    // place (a frame built elsewhere and copied in would be read back before
+    // its narrow stores have settled).
+    Frame* openFrame(size_t top, int x, int y) {
+        if (top == m_frames.size()) m_frames.resize(top < 1024 ? 1024 : 2 * top);
+        Frame* g = m_frames.data() + top;
+        g->x = (short)x;
+        g->y = (short)y;
+        g->next = g->found = g->branched = 0;
+        return g;
+    }
+
+    void follow(int x0, int y0) {
+        size_t top = 0;  // frames below the current one
+        Frame* f = openFrame(top, x0, y0);
+        for (;;) {
+            // All eight neighbours at once, without a branch per neighbour:
+            // nothing changes between two tests of one frame unless a child
+            // was followed, after which the mask is taken again.
+            const unsigned mask = availableAround(f->x, f->y) & (0xFFu << f->next);
+            if (mask != 0) {
+                const int k = __builtin_ctz(mask);
+                f->next = (unsigned char)(k + 1);
+                if (f->found) {
+                    flush();
+                    f->branched = 1;
+                }
+                f->found = 1;
+                const int nx = f->x + kFollowDx[k], ny = f->y + kFollowDy[k];
+                m_map[ny][nx] = m_label;
+                m_bits[m_words * size_t(ny) + size_t(nx >> 6)] &= ~(1ULL << (nx & 63));
+                f = openFrame(++top, nx, ny);
+                continue;
+            }
+            m_stack[0] = f->x;
+            m_stack[1] = f->y;
+            m_stack += 2;
+            m_points++;
+            const bool branched = f->branched != 0;
+            if (branched) flush();
+            if (top == 0) break;
+            f = m_frames.data() + --top;
+        }
+    }
+
+    const signed char* m_strong;
+    unsigned char** m_map;
+    int m_width, m_height;
+    unsigned char& m_label;
+    MCEdgeList& m_list;
+    short* m_stack;
+    unsigned long long* m_bits;
+    size_t m_words;
+    const unsigned char* m_around = aroundTable();
+    std::vector<Frame> m_frames;
+    int m_points = 0;
+};
+
 }  // namespace
 
 bool followEdgeChains(const signed char* strong, const signed char* weak, unsigned char** edgeMap,
@@ -537,6 +900,13 @@ bool followEdgeChains(const signed char* strong, const signed char* weak, unsign
     bool ok = true;
     std::vector<FollowFrame> frames;
     try {
+        if (useOptimized()) {
+            AvailBits avail;
+            buildAvailBits(weak, edgeMap, width, height, avail);
+            FastChainFollower(strong, avail, edgeMap, width, height, label, list, stack).run();
+            delete[] stack;
+            return true;
+        }
         ChainFollower f(weak, edgeMap, width, label, list, stack, frames);
         for (int y = 0; y < height; y++)
             for (int x = 0; x < width; x++) {
@@ -552,6 +922,23 @@ bool followEdgeChains(const signed char* strong, const signed char* weak, unsign
     return ok;
 }
 
+bool followEdgeChainsUnvisited(const signed char* strong, const signed char* weak,
+                               unsigned char** edgeMap, int width, int height, unsigned char& label,
+                               MCEdgeList& list) {
+    short* stack = new (std::nothrow) short[(size_t(width) * height + 1) * 2];
+    if (!stack) return false;
+    bool ok = true;
+    try {
+        AvailBits avail;
+        buildAvailBits(weak, nullptr, width, height, avail);
+        FastChainFollower(strong, avail, edgeMap, width, height, label, list, stack).run();
+    } catch (...) {
+        ok = false;
+    }
+    delete[] stack;
+    return ok;
+}
+
 }  // namespace detail
 
 int MCEdgeExtractor::GetEdgeData() {
@@ -560,8 +947,12 @@ int MCEdgeExtractor::GetEdgeData() {
     freeResults();
     init();
     if (!m_ppEdgeMap || !m_pGrdX || !m_pGrdY) return kNullArgument;
-    if (!GaussDiffFilter()) return kStrengthFailed;
+    if (detail::useOptimized()) return edgeDataFused();
     const size_t n = size_t(m_nWidth) * m_nHeight;
+    std::memset(m_ppEdgeMap[0], 0, n);
+    std::memset(m_pGrdX, 0, n * sizeof(short));
+    std::memset(m_pGrdY, 0, n * sizeof(short));
+    if (!GaussDiffFilter()) return kStrengthFailed;
     m_pStrength8 = new (std::nothrow) unsigned char[n];
     const int k = ComputeEdgeStrength();
     if (k < 0) return kStrengthFailed;
@@ -584,6 +975,114 @@ int MCEdgeExtractor::GetEdgeData() {
     m_pGrdX = m_pGrdY = nullptr;
     const bool ok = detail::followEdgeChains(m_pStrong, m_pWeak, m_ppEdgeMap, m_nWidth, m_nHeight,
                                              m_nLabel, m_edgeList);
+    delete[] m_pStrong;
+    delete[] m_pWeak;
+    m_pStrong = m_pWeak = nullptr;
+    return ok ? 0 : kExtractFailed;
+}
+
+// The same pipeline with the passes fused into sweeps over row bands
+// (gradients with strength and angle; the 8-bit strength with its histogram;
+// suppression with both thresholds; staircase removal) and vector kernels
+// inside; the following stays serial. The results are those of the
+// step-by-step route.
+int MCEdgeExtractor::edgeDataFused() {
+    const int W = m_nWidth, H = m_nHeight;
+    const size_t n = size_t(W) * H;
+    m_pStrength8 = new (std::nothrow) unsigned char[n];
+    m_pEdgeStrength = new (std::nothrow) short[n];
+    m_pEdgeOrient = new (std::nothrow) short[n];
+    if (!m_pStrength8 || !m_pEdgeStrength || !m_pEdgeOrient) return kStrengthFailed;
+    const long long work = (long long)n;
+    // Bands of at least 32 rows: each band smooths its six halo rows again.
+    const int nBands = std::max(1, std::min(16, H / 32));
+    auto bandRows = [&](int i, int& y0, int& y1) {
+        y0 = int((long long)H * i / nBands);
+        y1 = int((long long)H * (i + 1) / nBands);
+    };
+    std::vector<BandStats> stats;
+    try {
+        stats.resize(size_t(nBands));
+        forBands(nBands, work, [&](int i) {
+            int y0, y1;
+            bandRows(i, y0, y1);
+            gradientBand(m_ppGrey, W, H, y0, y1, m_pGrdX, m_pGrdY, m_pEdgeStrength, m_pEdgeOrient,
+                         stats[size_t(i)]);
+        });
+    } catch (...) {
+        return kStrengthFailed;
+    }
+    int maxS = 1;
+    long long nz = 0;
+    for (const BandStats& st : stats) {
+        maxS = std::max(maxS, st.maxS);
+        nz += st.nz;
+    }
+    forBands(nBands, work, [&](int i) {
+        int y0, y1;
+        bandRows(i, y0, y1);
+        scaleBand(m_pEdgeStrength, m_pStrength8, W, y0, y1, maxS, stats[size_t(i)]);
+    });
+    long long hist[128] = {};
+    for (const BandStats& st : stats)
+        for (int b = 0; b < 128; b++) hist[b] += st.hist[b];
+    const int k = histogramCut(hist, nz, m_nNonEdge);
+    m_nBackground = (unsigned short)(k * maxS / 128);
+
+    unsigned char* s = m_pStrength8;
+    for (int x = 0; x < W; x++) s[x] = s[size_t(H - 1) * W + x] = 0;
+    for (int y = 0; y < H; y++) s[size_t(y) * W] = s[size_t(y) * W + W - 1] = 0;
+    m_pStrong = new (std::nothrow) signed char[n];
+    m_pWeak = new (std::nothrow) signed char[n];
+    if (!m_pStrong || !m_pWeak) return kHysteresisFailed;
+    const int hi = m_nHigh * 128 / 100, lo = m_nLow * 128 / 100;
+    signed char* strong = m_pStrong;
+    signed char* weak = m_pWeak;
+    const short* gxs = m_pGrdX;
+    const short* gys = m_pGrdY;
+    // Suppressed values go straight into both maps; the frame of both is 0.
+    forRowStripes(H, work, [&](int y0, int y1) {
+        for (int y = y0; y < y1; y++) {
+            signed char* so = strong + size_t(y) * W;
+            signed char* wo = weak + size_t(y) * W;
+            std::memset(m_ppEdgeMap[y], 0, size_t(W));
+            so[0] = so[W - 1] = wo[0] = wo[W - 1] = 0;
+            if (y == 0 || y == H - 1) {
+                std::memset(so, 0, size_t(W));
+                std::memset(wo, 0, size_t(W));
+                continue;
+            }
+            const size_t row = size_t(y) * W;
+            int x = W > 2 ? detail::edgeSuppressRow(s + row - W, s + row, s + row + W, gxs + row,
+                                                    gys + row, k, hi, lo, so, wo, 1, W - 1)
+                          : W - 1;
+            for (; x < W - 1; x++) {
+                const int o = suppressAt(s, row + x, W, gxs[row + x], gys[row + x], k);
+                so[x] = thresholdOf(o, hi);
+                wo[x] = thresholdOf(o, lo);
+            }
+        }
+    });
+    {
+        // The suppression wrote the weak map before staircase removal into
+        // m_pWeak; the finished map goes to a second buffer that takes its place.
+        signed char* done = new (std::nothrow) signed char[n];
+        if (!done) return kHysteresisFailed;
+        try {
+            removeStaircasesBanded(weak, done, W, H, nBands, bandRows);
+        } catch (...) {
+            delete[] done;
+            return kHysteresisFailed;
+        }
+        delete[] m_pWeak;
+        m_pWeak = done;
+    }
+    delete[] m_pGrdX;
+    delete[] m_pGrdY;
+    m_pGrdX = m_pGrdY = nullptr;
+    // The edge map is all unvisited here: the weak map alone says what may be taken.
+    const bool ok = detail::followEdgeChainsUnvisited(m_pStrong, m_pWeak, m_ppEdgeMap, W, H,
+                                                      m_nLabel, m_edgeList);
     delete[] m_pStrong;
     delete[] m_pWeak;
     m_pStrong = m_pWeak = nullptr;

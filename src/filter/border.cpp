@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "detail/aliasing.h"
+#include "detail/checked.h"
 #include "filter/integral_internal.h"
 #include "tarvo/ip/integral.h"
 #include "tarvo/saturate.h"
@@ -59,6 +60,8 @@ void copyMakeBorder(const Mat& srcIn, Mat& dst, int top, int bottom, int left, i
     const long long outRows = (long long)src.rows() + top + bottom;
     const long long outCols = (long long)src.cols() + left + right;
     if (outRows > INT_MAX || outCols > INT_MAX) return;
+    // Margins are work too: an output far larger than the source is refused.
+    if (!tarvo::detail::outputAreaFits(src.cols(), src.rows(), outCols, outRows)) return;
 
     if (top == 0 && bottom == 0 && left == 0 && right == 0) {
         if (&src != &dst) dst = src;

@@ -608,8 +608,17 @@ int blurringCircle(const Mat& srcIn, Mat& dst, int radius, int a, int b,
             const float t = (float)radius - std::sqrt((float)(dx * dx + dy * dy));
             const float sg = (float)(t * (float)a / (float)radius + 0.1);
             const float sp = (float)(t * (float)b / (float)radius + 0.1);
+            const int px = (int)(centre.x + dx), py = (int)(centre.y + dy);
+            // A kernel wider than the image leaves the pixel as it is; skip
+            // building it, which for a huge b would cost millions of taps per pixel.
+            if (2LL * roundInt(sp) > in->cols()) {
+                const size_t es = (size_t)in->elemSize();
+                std::memcpy(dst.data.ptr[py] + (size_t)px * es, in->data.ptr[py] + (size_t)px * es,
+                            es);
+                continue;
+            }
             f.setup(sg, sp);
-            f.applyPixel(*in, dst, (int)(centre.x + dx), (int)(centre.y + dy));
+            f.applyPixel(*in, dst, px, py);
         }
     }
     return 1;

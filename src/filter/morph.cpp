@@ -5,6 +5,7 @@
 #include <climits>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <new>
 
 #include "filter/morph_filter.h"
@@ -274,6 +275,14 @@ namespace {
 // length: beyond that every border mode already puts every sample of the
 // line (and, for BorderFill, the fill) into each window, so a longer reach
 // gives the same result.
+// True when two images of one shape hold the same bytes.
+bool sameBytes(const Mat& a, const Mat& b) {
+    const size_t rowBytes = (size_t)a.cols() * a.elemSize();
+    for (int y = 0; y < a.rows(); y++)
+        if (std::memcmp(a.data.ptr[y], b.data.ptr[y], rowBytes) != 0) return false;
+    return true;
+}
+
 long long foldedReach(long long reach, long long iterations, int len) {
     const long long cap = 2LL * len;
     if (reach == 0) return 0;
@@ -323,6 +332,18 @@ void morphOp(int op, const Mat& src, Mat& dst, const Mat& elementIn, Point2_<int
         iterations = 1;
     }
     if (ks.width > kMaxElementSize || ks.height > kMaxElementSize) return;
+    if (iterations > 1) {
+        // With the anchor inside the element a pass never moves a value further
+        // than one step of the element, so every pixel has met every value it
+        // can ever meet (the N pixels and the fill) after N passes: the count is
+        // capped there, exactly. Without it passes may cycle, so counts past
+        // that bound are refused as absurd work.
+        const long long n = (long long)src.rows() * src.cols();
+        if (entrySet(element, anchor.y, anchor.x))
+            iterations = int(std::min<long long>(iterations, n));
+        else if (iterations > n)
+            return;
+    }
 
     Ptr<FilterEngine> engine =
         createMorphologyFilter(op, src.type1(), element, anchor, mode, mode, borderValue);
@@ -346,6 +367,9 @@ void morphOp(int op, const Mat& src, Mat& dst, const Mat& elementIn, Point2_<int
     for (int i = 1; i < iterations; i++) {
         engine->apply(*from, *to);
         std::swap(from, to);
+        // A pass that changed nothing has reached the fixed point: further
+        // passes repeat it.
+        if (sameBytes(*from, *to)) break;
     }
     if (from != &dst) dst = *from;
 }

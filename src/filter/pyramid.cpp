@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "detail/aliasing.h"
+#include "detail/checked.h"
 #include "filter/integral_internal.h"
 #include "tarvo/ip/integral.h"
 
@@ -363,6 +364,9 @@ void pyrFront(const Mat& src, Mat& dst, const Size_<int>& size, int borderType) 
         else
             sz = Size_<int>(src.cols() * 2, src.rows() * 2);
     }
+    // Every output pixel costs work whatever it reads: a hint far larger than
+    // the source is refused rather than filled with border samples.
+    if (!tarvo::detail::outputAreaFits(src.cols(), src.rows(), sz.width, sz.height)) return;
     // A destination that is the source, or shares its rows, would be destroyed
     // by create: the source is then read from a copy.
     const bool alias = &src == &dst || (dst.isValid() && dst.data.ptr[0] == src.data.ptr[0]);

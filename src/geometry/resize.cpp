@@ -435,6 +435,7 @@ void resize(const Mat& src, Mat& dst, int width, int height, int interpolation) 
     if (interpolation < ResizeScaleXY || interpolation > ResizeLanczos4) return;
     const int cn = src.channels();
     if (!sizeAccepted(width, height, cn)) return;
+    if (!tarvo::detail::outputAreaFits(src.cols(), src.rows(), width, height)) return;
     if (interpolation != ResizeScaleXY &&
         !detail::resizeEngineAccepts(src.type(), width, height, cn))
         return;
@@ -458,6 +459,7 @@ void resize(const Mat& src, Mat& dst, float scale) {
 void resize(Mat& image, int width, int height) {
     if (!image.isValid() || image.rows() <= 0 || image.cols() <= 0) return;
     if (!sizeAccepted(width, height, image.channels())) return;
+    if (!tarvo::detail::outputAreaFits(image.cols(), image.rows(), width, height)) return;
     Mat copy(image);
     if (!copy.isValid()) return;
     if (image.create(height, width, copy.type1()) < 0) return;

@@ -5,6 +5,7 @@
 #include "photo/stylise_internal.h"
 #include "tarvo/ip/filter.h"
 #include "tarvo/ip/photo.h"
+#include "tarvo/parallel.h"
 #include "tarvo/saturate.h"
 
 namespace tarvo {
@@ -81,8 +82,35 @@ void bloom(const Mat& src, Mat& dst, float lift, float gain) {
             }
         }
     };
-    detail::photoParallelRows(rows, double(rows) * cols * 4.0, body);
-    light(out, 40, 0);
+    if (!detail::useOptimized() || cn == 4) {
+        detail::photoParallelRows(rows, double(rows) * cols * 4.0, body);
+        light(out, 40, 0);
+    } else {
+        // The brightening that follows is a byte table: light's own result on
+        // a ramp of all 256 values, applied while each chunk is at hand.
+        Mat ramp(1, 256, MAT_Tuchar), lifted;
+        if (ramp.empty()) return;
+        for (int v = 0; v < 256; v++) ramp.data.ptr[0][v] = (unsigned char)v;
+        light(ramp, lifted, 40, 0);
+        if (lifted.empty()) return;
+        const unsigned char* lift = lifted.data.ptr[0];
+        if (cn == 3) {
+            // The conversions a chunk of the row at a time, in vector code; the
+            // map depends on trunc(Y) (0..255) alone, so it is a table.
+            float mapped[256];
+            for (int v = 0; v < 256; v++) mapped[v] = mapY(float(v));
+            detail::LumaAffine curve;
+            curve.table = mapped;
+            curve.post = lift;
+            detail::histRemapLuma(
+                src, out, [&](float y) { return mapped[truncInt(y) & 255]; }, &curve);
+        } else {
+            unsigned char lut[256];
+            for (int v = 0; v < 256; v++)
+                lut[v] = lift[saturate_cast<unsigned char>(double(mapY(float(v))))];
+            detail::photoLutRows(src, out, lut);
+        }
+    }
     histogramStretch(out, 0);
     convolve2(out, kBox3, 3, 9, 0, FilterSquare);
     // The glow is for colour: an alpha channel comes through as it was.

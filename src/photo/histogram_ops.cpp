@@ -23,6 +23,7 @@ void histLumaStats(const Mat& src, bool wantHist, LumaStats& stats) {
     const int stripeRows = cols >= 65536 ? 1 : 65536 / cols;
     const int stripes = (rows + stripeRows - 1) / stripeRows;
     std::vector<LumaStats> part((size_t)stripes);
+    const bool vec = !wantHist && cn == 3 && checkHardwareSupport(CPU_FLOAT_VECTORS);
     const auto body = [&](int i0, int i1) {
         for (int i = i0; i < i1; i++) {
             LumaStats& st = part[(size_t)i];
@@ -32,7 +33,19 @@ void histLumaStats(const Mat& src, bool wantHist, LumaStats& stats) {
             bool first = true;
             for (int y = y0; y < y1; y++) {
                 const unsigned char* s = src.data.ptr[y];
-                for (int x = 0; x < cols; x++, s += cn) {
+                int x = 0;
+                if (vec) {
+                    // Minimum and maximum are exact: any order gives the same.
+                    float vlo, vhi;
+                    x = photoLumaMinMax(s, cols, &vlo, &vhi);
+                    if (x > 0) {
+                        lo = first || vlo < lo ? vlo : lo;
+                        hi = first || vhi > hi ? vhi : hi;
+                        first = false;
+                        s += 3 * x;
+                    }
+                }
+                for (; x < cols; x++, s += cn) {
                     float Y, U, V;
                     histToYuv(s, cn, Y, U, V);
                     if (first || Y < lo) lo = Y;
@@ -381,11 +394,20 @@ bool ipHistogramStretch::process(Mat* src, Mat* dst) {
     const double lo = st.minY, hi = st.maxY;
     if (hi == lo) return false;
     const double scale = 255.0 / (hi - lo);
-    detail::histRemapLuma(*src, *target, [&](float y) {
-        double v = (double(y) - lo) * scale;
-        v = v < 0.0 ? 0.0 : v > 255.0 ? 255.0 : v;
-        return float(truncInt(v) & 255);
-    });
+    // Dividing by 1 and adding 0 leave the product as it is (a -0 becomes +0,
+    // which the clamp and truncation turn into 0 either way).
+    detail::LumaAffine curve;
+    curve.lo = lo;
+    curve.mul = scale;
+    detail::histRemapLuma(
+        *src, *target,
+        [&](float y) {
+            double v = (double(y) - lo) * scale;
+            v = v < 0.0 ? 0.0 : v > 255.0 ? 255.0 : v;
+            // Y, lo and the scale are finite, so v is too and converts directly.
+            return float(static_cast<int>(v));
+        },
+        &curve);
     return true;
 }
 

@@ -2,9 +2,11 @@
 // colour image and the Y -> Y' remapping through float Y, U, V.
 #pragma once
 
+#include <cstdint>
 #include <vector>
 
 #include "photo/color_internal.h"
+#include "photo/photo_internal.h"
 #include "tarvo/mat.h"
 #include "tarvo/saturate.h"
 
@@ -63,14 +65,44 @@ inline unsigned char histRoundByte(float v) {
     return static_cast<unsigned char>(static_cast<int>(t));
 }
 
+// Vector forms of the conversions above over a prefix of n packed RGB pixels
+// (each returns how many it did; the caller finishes with the scalar code):
+// Y, U, V planes from bytes; bytes from Y, U, V planes, rounded as
+// histRoundByte; the minimum and maximum of Y (left alone when it does none).
+int photoToYuv(const uint8_t* src, int n, float* Y, float* U, float* V);
+int photoFromYuv(const float* Y, const float* U, const float* V, int n, uint8_t* dst);
+int photoLumaMinMax(const uint8_t* src, int n, float* lo, float* hi);
+
+// What vector code needs to know of a Y curve (map stays the reference):
+// with a table, map(Y) = table[trunc(Y) & 255]; without one it is
+// float(trunc(clamp(((double(Y) - lo) * mul) / div + add, 0, 255))) with
+// finite values. photoAffineMap applies the latter to a prefix of the n
+// values of Y (in place), photoTableMap the former; both return how many they
+// did. `post`, when given, is a byte table applied to the resulting bytes (a
+// later whole-image table pass, done while the chunk is at hand).
+struct LumaAffine {
+    double lo = 0.0, mul = 1.0, div = 1.0, add = 0.0;
+    const float* table = nullptr;
+    const unsigned char* post = nullptr;
+};
+int photoTableMap(float* Y, int n, const float* table);
+int photoAffineMap(float* Y, int n, const LumaAffine& a);
+
 // dst pixel = src pixel with its Y replaced by map(Y), for byte images of
-// two or more channels (see histToYuv) and the same size and layout; dst may be src. map must be a
-// pure function. Rows are done in chunks: the conversions run as plain loops over arrays, the curve
-// in between.
+// two or more channels (see histToYuv) and the same size and layout; dst may
+// be src. map must be a pure function. Rows are done in chunks: the
+// conversions run as plain loops over arrays, the curve in between. On
+// three-channel images `curve`, when given, lets vector code apply the curve
+// (and its byte table after it).
 template <typename F>
-void histRemapLuma(const Mat& src, Mat& dst, const F& map) {
+void histRemapLuma(const Mat& src, Mat& dst, const F& map, const LumaAffine* curve = nullptr) {
     const int cols = src.cols(), cn = src.channels();
     constexpr int kChunk = 256;
+    // The vector kernels read and write packed RGB.
+    const bool vec = cn == 3 && checkHardwareSupport(CPU_FLOAT_VECTORS);
+    const bool post = cn == 3 && curve && curve->post;
+    uint8_t chain[256];
+    if (vec && post) photoLutChain(curve->post, chain);
     const auto body = [&](int y0, int y1) {
         float Y[kChunk], U[kChunk], V[kChunk];
         for (int y = y0; y < y1; y++) {
@@ -80,10 +112,15 @@ void histRemapLuma(const Mat& src, Mat& dst, const F& map) {
                 const int n = cols - x0 < kChunk ? cols - x0 : kChunk;
                 const unsigned char* sp = s + size_t(cn) * x0;
                 unsigned char* dp = d + size_t(cn) * x0;
-                for (int i = 0; i < n; i++) histToYuv(sp + cn * i, cn, Y[i], U[i], V[i]);
-                for (int i = 0; i < n; i++) Y[i] = map(Y[i]);
+                int i = vec ? photoToYuv(sp, n, Y, U, V) : 0;
+                for (; i < n; i++) histToYuv(sp + cn * i, cn, Y[i], U[i], V[i]);
+                i = 0;
+                if (vec && curve)
+                    i = curve->table ? photoTableMap(Y, n, curve->table)
+                                     : photoAffineMap(Y, n, *curve);
+                for (; i < n; i++) Y[i] = map(Y[i]);
                 const float gu = float(0.114 * 1.772 / 0.587), gv = float(0.299 * 1.402 / 0.587);
-                for (int i = 0; i < n; i++) {
+                for (i = vec ? photoFromYuv(Y, U, V, n, dp) : 0; i < n; i++) {
                     const float r = Y[i] + 1.402f * V[i], b = Y[i] + 1.772f * U[i];
                     const float g = Y[i] - gu * U[i] - gv * V[i];
                     if (cn == 3) {
@@ -103,6 +140,10 @@ void histRemapLuma(const Mat& src, Mat& dst, const F& map) {
                         q[2] = histRoundByte(b);
                         for (int k = 3; k < cn; k++) q[k] = p[k];
                     }
+                }
+                if (post) {
+                    int j = vec ? photoLutU8(dp, dp, 3 * n, chain) : 0;
+                    for (; j < 3 * n; j++) dp[j] = curve->post[dp[j]];
                 }
             }
         }

@@ -25,9 +25,12 @@ inline Mat* photoPrepare(Mat* src, Mat* dst) {
     return dst ? dst : src;
 }
 
-// dst[i] = lut[src[i]] for a prefix of the n bytes (vector code); returns how
-// many were done. src and dst may be the same row.
-int photoLutU8(const uint8_t* src, uint8_t* dst, int n, const uint8_t* lut);
+// The form of a byte table the vector lookup reads (256 bytes).
+void photoLutChain(const uint8_t* lut, uint8_t* chain);
+// dst[i] = lut[src[i]] for a prefix of the n bytes (vector code), with chain =
+// photoLutChain(lut); returns how many were done. src and dst may be the same
+// row.
+int photoLutU8(const uint8_t* src, uint8_t* dst, int n, const uint8_t* chain);
 
 // dst = lut[src] over every byte of src's rows (cols * channels), rows in
 // parallel. dst must have src's rows and row length; it may be src.
@@ -40,6 +43,18 @@ void photoLutRowsRGB(const Mat& src, Mat& dst, const unsigned char lut[256]);
 // Float images: dst = float(lut[clamp(trunc(src), 0, 255)]) with NaN as 0, over
 // cols * channels elements of each row, rows in parallel.
 void photoLutRowsF32(const Mat& src, Mat& dst, const unsigned char lut[256]);
+
+// Vector pieces of the outline image (each does a prefix and returns where it
+// stopped; the caller finishes with its scalar loop):
+// plane[x] = src[x * cn] for cn 2 to 4 (cn 1 is a plain copy);
+int photoFirstBytes(const uint8_t* src, int cn, uint8_t* plane, int n);
+// out[x], x from 1 on, = the outline value of c[x] against a[x], b[x], c[x - 1]
+// and c[x + 1] (n columns); returns the first column not done;
+int photoEdgeValues(const uint8_t* a, const uint8_t* c, const uint8_t* b, int n, float gain,
+                    uint8_t* out);
+// the first min(3, cn) bytes of dst pixel x = val[x], the others copied from
+// src pixel x, for cn 2 to 4.
+int photoSpreadValues(const uint8_t* val, const uint8_t* src, uint8_t* dst, int n, int cn);
 
 }  // namespace detail
 }  // namespace tarvo

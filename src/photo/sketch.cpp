@@ -1,6 +1,7 @@
 // The outline image and the two operators built on it: ipSketch and
 // ipRoughSketch.
 #include <algorithm>
+#include <memory>
 #include <new>
 #include <vector>
 
@@ -22,7 +23,8 @@ namespace {
 // each inner side: the rows they write see the same neighbours as in one
 // image-high strip.
 void edgeStrip(const Mat& src, Mat& out, int s0, int h, int first, int last,
-               const unsigned char* tone, unsigned char* buf) {
+               const unsigned char* tone, float gain, bool vec, unsigned char* buf,
+               unsigned char* val) {
     const int cols = src.cols(), cn = src.channels(), use = cn < 3 ? cn : 3;
     // buf holds h + 1 rows of cols bytes: the smoothed first bytes, then zeros.
     unsigned char* zero = buf + size_t(h) * cols;
@@ -35,7 +37,14 @@ void edgeStrip(const Mat& src, Mat& out, int s0, int h, int first, int last,
         }
         const unsigned char* s = src.data.ptr[s0 + i];
         sm[0] = sm[cols - 1] = 0;
-        for (int x = 1; x < cols - 1; x++) sm[x] = s[x * cn];
+        int x = 1;
+        if (vec && cn == 1) {
+            std::copy(s + 1, s + cols - 1, sm + 1);
+            x = cols - 1;
+        } else if (vec) {
+            x += photoFirstBytes(s + cn, cn, sm + 1, cols - 2);
+        }
+        for (; x < cols - 1; x++) sm[x] = s[x * cn];
     }
     for (int i = first; i < last; i++) {
         const unsigned char* c = buf + size_t(i) * cols;
@@ -57,21 +66,33 @@ void edgeStrip(const Mat& src, Mat& out, int s0, int h, int first, int last,
             continue;
         }
         put(0, diff(c[0], a[0]) + diff(c[0], b[0]) + diff(c[0], carry) + diff(c[0], c[1]));
+        int x0 = 1;
+        if (vec) {
+            // Interior columns in vector code, straight into grey rows; colour
+            // rows get the values spread over their pixels.
+            x0 = photoEdgeValues(a, c, b, cols, gain, cn == 1 ? d : val);
+            if (cn > 1) {
+                int x = 1 + photoSpreadValues(val + 1, s + cn, d + cn, x0 - 1, cn);
+                for (; x < x0; x++) {
+                    for (int k = 0; k < use; k++) d[x * cn + k] = val[x];
+                    for (int k = use; k < cn; k++) d[x * cn + k] = s[x * cn + k];
+                }
+            }
+        }
         if (cn == 1) {
-            // The common grey case as one plain loop the compiler vectorises.
-            for (int x = 1; x < cols - 1; x++) {
+            for (int x = x0; x < cols - 1; x++) {
                 const int sum = diff(c[x], a[x]) + diff(c[x], b[x]) + diff(c[x], c[x - 1]) +
                                 diff(c[x], c[x + 1]);
                 d[x] = tone[sum];
             }
         } else if (cn == 3) {
-            for (int x = 1; x < cols - 1; x++) {
+            for (int x = x0; x < cols - 1; x++) {
                 const int sum = diff(c[x], a[x]) + diff(c[x], b[x]) + diff(c[x], c[x - 1]) +
                                 diff(c[x], c[x + 1]);
                 d[3 * x] = d[3 * x + 1] = d[3 * x + 2] = tone[sum];
             }
         } else {
-            for (int x = 1; x < cols - 1; x++)
+            for (int x = x0; x < cols - 1; x++)
                 put(x, diff(c[x], a[x]) + diff(c[x], b[x]) + diff(c[x], c[x - 1]) +
                            diff(c[x], c[x + 1]));
         }
@@ -92,15 +113,17 @@ void photoEdgeImage(const Mat& src, Mat& out, float gain) {
         const int v = truncInt(255.0f - m);
         tone[s] = (unsigned char)(v < 0 ? 0 : v > 255 ? 255 : v);
     }
+    const bool vec = checkHardwareSupport(CPU_FLOAT_VECTORS);
     // Strip k starts at row 11 k; the last is the first that reaches the end.
     const int strips = rows <= 15 ? 1 : (rows - 15 + 10) / 11 + 1;
     const auto body = [&](int k0, int k1) {
-        std::vector<unsigned char> buf(size_t(16) * cols);
+        std::vector<unsigned char> buf(size_t(17) * cols);
         for (int k = k0; k < k1; k++) {
             const int s0 = 11 * k;
             const int h = rows - s0 < 15 ? rows - s0 : 15;
             const bool lastStrip = k == strips - 1;
-            edgeStrip(src, out, s0, h, k == 0 ? 0 : 2, lastStrip ? h : 13, tone, buf.data());
+            edgeStrip(src, out, s0, h, k == 0 ? 0 : 2, lastStrip ? h : 13, tone, gain, vec,
+                      buf.data(), buf.data() + size_t(16) * cols);
         }
     };
     photoParallelRows(strips, double(rows) * cols, body);
@@ -210,6 +233,119 @@ inline int hatch(int G, int x, const HatchRow& r, const HatchColumns& c) {
     return G - b(r.m23 + (long long)c.m08[x]);
 }
 
+// The hatching of one row in table form, for the fast path. Every band of
+// hatch() subtracts at most two terms table[(r + c(x)) % 40], with r a row term
+// and c(x) a column term. Reducing both mod 40 first and reading tables
+// repeated twice (80 entries) gives the same entry without the division, and
+// a band table by G replaces the chain of comparisons.
+class HatchTables {
+public:
+    explicit HatchTables(const HatchColumns& c) : cols_(int(c.d15.size())) {
+        for (int i = 0; i < 80; i++) {
+            tab_[kA1][i] = kHatchA[i % 40];
+            tab_[kA3][i] = 3 * kHatchA[i % 40];
+            tab_[kA4][i] = 4 * kHatchA[i % 40];
+            tab_[kB][i] = kHatchB[i % 40];
+            tab_[kZero][i] = 0;
+            hi_[i] = 255 - kHatchD[i % 40] / 5;
+            lo_[i] = kHatchD[i % 40];
+        }
+        for (std::vector<unsigned char>& v : col_) v.resize(size_t(cols_));
+        for (int x = 0; x < cols_; x++) {
+            col_[kD15][x] = (unsigned char)(c.d15[x] % 40);
+            col_[kTwice][x] = (unsigned char)(2 * (x % 20));
+            col_[kD13][x] = (unsigned char)(c.d13[x] % 40);
+            col_[kM13][x] = (unsigned char)(c.m13[x] % 40);
+            col_[kM07][x] = (unsigned char)(c.m07[x] % 40);
+            col_[kM12][x] = (unsigned char)(c.m12[x] % 40);
+            col_[kM11][x] = (unsigned char)(c.m11[x] % 40);
+            col_[kM08][x] = (unsigned char)(c.m08[x] % 40);
+            col_[kM09][x] = (unsigned char)(c.m09[x] % 40);
+            col_[kHalf][x] = (unsigned char)((x >> 1) % 40);
+            col_[kNone][x] = 0;
+        }
+        for (int g = 0; g < 256; g++)
+            band_[g] = g > 240 || g <= 20 ? 0
+                       : g >= 211         ? 1
+                       : g >= 181         ? 2
+                       : g >= 161         ? 3
+                       : g >= 141         ? 4
+                       : g >= 121         ? 5
+                       : g >= 101         ? 6
+                       : g >= 81          ? 7
+                       : g >= 61          ? 8
+                       : g >= 41          ? 9
+                                          : 10;
+    }
+
+    // Runs one row: e holds the outline row (cn bytes a pixel) and receives
+    // the result in its first `use` bytes; g is the grey row.
+    void row(const HatchRow& r, const unsigned char* g, unsigned char* e, int cn, int use) const {
+        struct Term {
+            int table, column, row;
+        };
+        // Row terms with their constants, mod 40.
+        const Term terms[11][2] = {
+            {{kA4, kD15, r.m27 + 15}, {kZero, kNone, 0}},
+            {{kA3, kTwice, r.y % 26 + 23}, {kZero, kNone, 0}},
+            {{kB, kD13, r.m19 + 11}, {kZero, kNone, 0}},
+            {{kB, kM13, r.m27 + 33}, {kA1, kM07, r.m19 + 17}},
+            {{kA1, kM12, r.m25 + 16}, {kB, kD15, r.m18 + 12}},
+            {{kB, kM11, r.m23 + 14}, {kA1, kM08, r.m12 + 13}},
+            {{kA1, kM11, r.m19 + 23}, {kB, kM09, r.and15 + 25}},
+            {{kA1, kM12, r.m17 + 13}, {kB, kHalf, r.m21 + 19}},
+            {{kB, kM09, r.m19 + 9}, {kZero, kNone, 0}},
+            {{kA3, kM11, r.and15}, {kZero, kNone, 0}},
+            {{kB, kM08, r.m23}, {kZero, kNone, 0}},
+        };
+        const int* t1[11];
+        const int* t2[11];
+        const unsigned char* c1[11];
+        const unsigned char* c2[11];
+        for (int b = 0; b < 11; b++) {
+            t1[b] = tab_[terms[b][0].table] + terms[b][0].row % 40;
+            t2[b] = tab_[terms[b][1].table] + terms[b][1].row % 40;
+            c1[b] = col_[terms[b][0].column].data();
+            c2[b] = col_[terms[b][1].column].data();
+        }
+        const int* hi = hi_ + (r.m23 + 3) % 40;
+        const int* lo = lo_ + r.m27 % 40;
+        const unsigned char* half = col_[kHalf].data();
+        const auto run = [&](auto store) {
+            for (int x = 0; x < cols_; x++, e += cn) {
+                const int G = g[x], b = band_[G];
+                const int t = G - t1[b][c1[b][x]] - t2[b][c2[b][x]];
+                const int ev = e[0] < 60 ? 200 : e[0];
+                // ev is 60..255 and t is within -100..255: the sum is small and
+                // finite, so the plain conversion truncates as truncInt does.
+                int q = static_cast<int>(0.7 * ev + 0.8 * t);
+                q = q > 255 ? 255 : q < 0 ? 0 : q;
+                // Both ends read unconditionally, so the choice needs no branch.
+                const int h = hi[half[x]], l = lo[half[x]];
+                int out = q < 20 ? l : q;
+                out = q >= 251 ? h : out;
+                store(e, (unsigned char)out);
+            }
+        };
+        // Fixed byte counts, so the stores stay plain moves.
+        if (use == 3)
+            run([](unsigned char* p, unsigned char v) { p[0] = p[1] = p[2] = v; });
+        else if (use == 2)
+            run([](unsigned char* p, unsigned char v) { p[0] = p[1] = v; });
+        else
+            run([](unsigned char* p, unsigned char v) { p[0] = v; });
+    }
+
+private:
+    enum { kA1, kA3, kA4, kB, kZero, kTables };
+    enum { kD15, kTwice, kD13, kM13, kM07, kM12, kM11, kM08, kM09, kHalf, kNone, kColumns };
+    int cols_;
+    int tab_[kTables][80];
+    int hi_[80], lo_[80];
+    unsigned char band_[256];
+    std::vector<unsigned char> col_[kColumns];
+};
+
 }  // namespace
 
 bool ipRoughSketch::process(Mat* src, Mat* dst) {
@@ -222,11 +358,17 @@ bool ipRoughSketch::process(Mat* src, Mat* dst) {
     const int rows = src->rows(), cols = src->cols(), cn = src->channels();
     const int use = cn < 3 ? cn : 3;
     const HatchColumns columns(cols);
+    const bool fast = detail::useOptimized();
+    std::unique_ptr<HatchTables> tables(fast ? new (std::nothrow) HatchTables(columns) : nullptr);
     return intoTarget(src, target, [&](Mat& E) {
         detail::photoEdgeImage(*src, E, 1.2f);
         const auto body = [&](int y0, int y1) {
             for (int y = y0; y < y1; y++) {
                 const HatchRow hr(y);
+                if (tables) {
+                    tables->row(hr, gray.data.ptr[y], E.data.ptr[y], cn, use);
+                    continue;
+                }
                 const unsigned char* g = gray.data.ptr[y];
                 unsigned char* e = E.data.ptr[y];
                 for (int x = 0; x < cols; x++, e += cn) {

@@ -7,6 +7,7 @@
 #include "photo/histogram_ops_internal.h"
 #include "photo/photo_internal.h"
 #include "tarvo/ip/photo.h"
+#include "tarvo/parallel.h"
 #include "tarvo/saturate.h"
 
 namespace tarvo {
@@ -125,7 +126,19 @@ bool ipLevel::process(Mat* src, Mat* dst) {
     Mat* target = detail::photoPrepare(src, dst);
     if (!target || low == high) return false;
     double lo, hi;
-    if (cn == 1) {
+    if (cn == 1 && detail::useOptimized()) {
+        // The byte minimum and maximum, in a loop the compiler vectorises.
+        unsigned char bmin = 255, bmax = 0;
+        for (int y = 0; y < src->rows(); y++) {
+            const unsigned char* s = src->data.ptr[y];
+            for (int x = 0; x < src->cols(); x++) {
+                bmin = s[x] < bmin ? s[x] : bmin;
+                bmax = s[x] > bmax ? s[x] : bmax;
+            }
+        }
+        lo = bmin;
+        hi = bmax;
+    } else if (cn == 1) {
         lo = src->min(0);
         hi = src->max(0);
     } else {
@@ -150,11 +163,19 @@ bool ipLevel::process(Mat* src, Mat* dst) {
     }
     // Y, lo and hi are finite and range is not 0, so t is finite and, once
     // clamped, converts directly (which keeps the loop free of branches).
-    detail::histRemapLuma(*src, *target, [&](float y) {
-        double t = (double(y) - lo) * span / range + base;
-        t = t < 0.0 ? 0.0 : t > 255.0 ? 255.0 : t;
-        return float(static_cast<int>(t));
-    });
+    detail::LumaAffine curve;
+    curve.lo = lo;
+    curve.mul = span;
+    curve.div = range;
+    curve.add = base;
+    detail::histRemapLuma(
+        *src, *target,
+        [&](float y) {
+            double t = (double(y) - lo) * span / range + base;
+            t = t < 0.0 ? 0.0 : t > 255.0 ? 255.0 : t;
+            return float(static_cast<int>(t));
+        },
+        &curve);
     return true;
 }
 

@@ -10,11 +10,13 @@ namespace detail {
 void photoLutRows(const Mat& src, Mat& dst, const unsigned char lut[256]) {
     const int n = src.cols() * src.channels();
     const bool vec = checkHardwareSupport(CPU_INT_VECTORS);
+    uint8_t chain[256];
+    if (vec) photoLutChain(lut, chain);
     const auto body = [&](int y0, int y1) {
         for (int y = y0; y < y1; y++) {
             const unsigned char* s = src.data.ptr[y];
             unsigned char* d = dst.data.ptr[y];
-            int x = vec ? photoLutU8(s, d, n, lut) : 0;
+            int x = vec ? photoLutU8(s, d, n, chain) : 0;
             for (; x < n; x++) d[x] = lut[s[x]];
         }
     };

@@ -5,6 +5,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "segment/match_template_simd.h"
 #include "tarvo/ip/integral.h"
 #include "tarvo/ip/segment.h"
 #include "tarvo/parallel.h"
@@ -52,7 +53,11 @@ struct ScoreRows : ParallelLoopBody {
         const double* q1 = reinterpret_cast<const double*>(sqsum.data.ptr[y + th]);
         const double tm = tmean[0];
         const double other = m == 1 ? 1.0 : 0.0;
-        for (int x = 0; x < cols; x++) {
+        int x0 = 0;
+        if constexpr (std::is_same<S, uint32_t>::value)
+            x0 = detail::normedScoreRowU32(s0, s1, q0, q1, r, cols, tw, coeff, sqdiff, tm, invArea,
+                                           templSum2, normScale, other);
+        for (int x = x0; x < cols; x++) {
             double num = r[x], wndMean2 = 0;
             if (coeff) {
                 double s;

@@ -106,6 +106,57 @@ inline int nextDiffFast(const uint8_t* row, int x, int end, uint8_t prev, FindNe
     return fn(row, x, end, prev);
 }
 
+// The row scan in blocks of 64 bytes. Most bytes the scan meets need no
+// work: a border start needs prev 0 and 1 here (outer) or 0 here after a
+// positive byte (hole), and any other change only moves lnbd.x to the start of
+// a run of a label (a byte other than 0 and 1). With prev == row[x - 1], which
+// the scan keeps, both are properties of the bytes alone, so one vector
+// compare per block finds them: the cursor jumps from border start to border
+// start and sets lnbd.x as the skipped changes would have. A trace may
+// relabel bytes of the row ahead, so the cache is dropped after one.
+class ScanCursor {
+public:
+    explicit ScanCursor(ScanBitsFn fn) : fn_(fn) {}
+    void reset() { end_ = base_ = 0; }
+    // The next border start at or after x (width if none); lnbdx follows the
+    // label runs passed on the way. 64 bytes from any x < width must be readable.
+    int next(const uint8_t* row, int x, int width, int* lnbdx) {
+        for (;;) {
+            while (x < end_ && x >= base_) {
+                const int w = (x - base_) >> 6, off = (x - base_) & 63;
+                const uint64_t ev = events_[w] >> off, lb = labels_[w] >> off;
+                if (ev) {
+                    const int k = __builtin_ctzll(ev);
+                    const uint64_t before = lb & ((1ull << k) - 1);
+                    if (before) *lnbdx = x + 63 - __builtin_clzll(before);
+                    return x + k;
+                }
+                if (lb) *lnbdx = x + 63 - __builtin_clzll(lb);
+                x += 64 - off;
+            }
+            if (x >= width) return width;
+            // A run of blocks from x; the last one is cut at the row's end.
+            int blocks = (width - x + 63) >> 6;
+            if (blocks > kBlocks) blocks = kBlocks;
+            fn_(row + x, blocks, events_, labels_);
+            base_ = x;
+            end_ = x + 64 * blocks;
+            if (end_ > width) {
+                const uint64_t keep = (1ull << (64 - (end_ - width))) - 1;
+                events_[blocks - 1] &= keep;
+                labels_[blocks - 1] &= keep;
+                end_ = width;
+            }
+        }
+    }
+
+private:
+    static const int kBlocks = 32;
+    ScanBitsFn fn_;
+    uint64_t events_[kBlocks], labels_[kBlocks];
+    int base_ = 0, end_ = 0;
+};
+
 }  // namespace
 
 void traceBorder(signed char* ptr, int stepBytes, Point2_<int> pt, Sequence* contour, int method) {
@@ -556,15 +607,26 @@ Sequence* nextContour(_ContourScanner* sc) {
     int x = sc->pt.x;
     int y = sc->pt.y;
     int prev = img[x - 1];
-    const FindNextDiffFn fn =
-        checkHardwareSupport(CPU_INT_VECTORS) ? findNextDiffKernel() : nullptr;
+    // Blocks of 64 bytes may read into the next row (the last scanned row is
+    // followed by the cleared frame row), so they need rows of 64 bytes or more.
+    const bool vec = checkHardwareSupport(CPU_INT_VECTORS);
+    const bool blocks = vec && step >= 64;
+    const FindNextDiffFn fn = vec ? findNextDiffKernel() : nullptr;
+    ScanCursor cursor(blocks ? scanBitsKernel() : nullptr);
 
     for (; y < height; y++, img += step) {
+        cursor.reset();
         for (; x < width; x++) {
             const uint8_t* row = reinterpret_cast<const uint8_t*>(img);
-            x = fn ? nextDiffFast(row, x, width, (uint8_t)prev, fn)
-                   : findNextDiffScalar(row, x, width, (uint8_t)prev);
-            if (x >= width) break;
+            if (blocks) {
+                x = cursor.next(row, x, width, &lnbd.x);
+                if (x >= width) break;
+                prev = img[x - 1];
+            } else {
+                x = fn ? nextDiffFast(row, x, width, (uint8_t)prev, fn)
+                       : findNextDiffScalar(row, x, width, (uint8_t)prev);
+                if (x >= width) break;
+            }
             int p = img[x];
             do {
                 int is_hole = 0;
@@ -653,6 +715,7 @@ Sequence* nextContour(_ContourScanner* sc) {
                     else
                         clearMemStorage(sc->storage1);
                     p = img[x];
+                    cursor.reset();  // the trace may have relabelled this row
                     break;
                 }
 

@@ -1,6 +1,9 @@
 // Vector kernels of the contour scan: the search for the next byte that
-// differs from the previous one, and the 0/1 binarisation of the padded copy.
-// Both are exact byte operations, so they match the scalar loops bit for bit.
+// differs from the previous one, the border starts and label runs of a block
+// of the row, and the 0/1 binarisation of the padded copy. All are exact byte
+// operations, so they match the scalar loops bit for bit.
+#include <cstring>
+
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "shapes/contours_simd.cpp"
 #include "hwy/foreach_target.h"  // IWYU pragma: keep
@@ -35,6 +38,42 @@ int FindNextDiff(const uint8_t* row, int x, int end, uint8_t prev) {
     return findNextDiffScalar(row, x, end, prev);
 }
 
+void ScanBits64(const uint8_t* p, int blocks, uint64_t* events, uint64_t* labels) {
+    const hn::CappedTag<uint8_t, 64> d;
+    const hn::RebindToSigned<decltype(d)> di;
+    const int N = (int)hn::Lanes(d);
+    if (N < 8) {
+        for (int b = 0; b < blocks; b++, p += 64) {
+            uint64_t e = 0, l = 0;
+            for (int i = 0; i < 64; i++) {
+                const int cur = p[i], prev = (signed char)p[i - 1];
+                e |= (uint64_t)((prev == 0 && cur == 1) || (cur == 0 && prev >= 1)) << i;
+                l |= (uint64_t)(cur != p[i - 1] && cur > 1) << i;
+            }
+            events[b] = e;
+            labels[b] = l;
+        }
+        return;
+    }
+    const auto zero = hn::Zero(d), one = hn::Set(d, 1);
+    for (int b = 0; b < blocks; b++, p += 64) {
+        uint8_t eb[8], lb[8];
+        for (int i = 0; i < 64; i += N) {
+            const auto cur = hn::LoadU(d, p + i), prev = hn::LoadU(d, p + i - 1);
+            const auto outer = hn::And(hn::Eq(prev, zero), hn::Eq(cur, one));
+            // prev is 1 or a label below 128: positive as a signed byte
+            const auto prevPositive =
+                hn::RebindMask(d, hn::Gt(hn::BitCast(di, prev), hn::Zero(di)));
+            const auto hole = hn::And(hn::Eq(cur, zero), prevPositive);
+            const auto label = hn::And(hn::Ne(cur, prev), hn::Gt(cur, one));
+            hn::StoreMaskBits(d, hn::Or(outer, hole), eb + i / 8);
+            hn::StoreMaskBits(d, label, lb + i / 8);
+        }
+        std::memcpy(events + b, eb, sizeof(eb));
+        std::memcpy(labels + b, lb, sizeof(lb));
+    }
+}
+
 void Binarise(const uint8_t* src, uint8_t* dst, int n) {
     const hn::ScalableTag<uint8_t> d;
     const int N = (int)hn::Lanes(d);
@@ -57,12 +96,16 @@ namespace ip {
 namespace detail {
 HWY_EXPORT(FindNextDiff);
 HWY_EXPORT(Binarise);
+HWY_EXPORT(ScanBits64);
 
 int vecFindNextDiff(const uint8_t* row, int x, int end, uint8_t prev) {
     return HWY_DYNAMIC_DISPATCH(FindNextDiff)(row, x, end, prev);
 }
 FindNextDiffFn findNextDiffKernel() {
     return &HWY_DYNAMIC_DISPATCH(FindNextDiff);
+}
+ScanBitsFn scanBitsKernel() {
+    return &HWY_DYNAMIC_DISPATCH(ScanBits64);
 }
 void vecBinarise(const uint8_t* src, uint8_t* dst, int n) {
     HWY_DYNAMIC_DISPATCH(Binarise)(src, dst, n);

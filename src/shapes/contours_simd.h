@@ -17,6 +17,14 @@ int vecFindNextDiff(const uint8_t* row, int x, int end, uint8_t prev);
 typedef int (*FindNextDiffFn)(const uint8_t*, int, int, uint8_t);
 // The vector search chosen for this processor, to call without dispatch per call.
 FindNextDiffFn findNextDiffKernel();
+// For each block b < blocks of 64 bytes at p + 64 b and i in 0..63, with cur =
+// the block's byte i and prev the byte before it (reads p[-1] to
+// p[64 blocks - 1]): bit i of events[b] is set where the row scan meets a border
+// start, prev 0 and cur 1 (outer) or cur 0 and prev a positive signed byte
+// (hole); bit i of labels[b] where cur differs from prev and is neither 0 nor 1
+// (a labelled run begins).
+typedef void (*ScanBitsFn)(const uint8_t*, int, uint64_t*, uint64_t*);
+ScanBitsFn scanBitsKernel();
 // dst[i] = src[i] != 0 for i < n.
 void vecBinarise(const uint8_t* src, uint8_t* dst, int n);
 

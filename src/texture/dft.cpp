@@ -119,11 +119,36 @@ void rowPass(const Mat& src, Mat& dst, RowKind kind, int nz, T scale) {
         rp.init(n);
     else
         cp.init(n);
-    const size_t ws = real ? rp.workSize() : size_t(4 * n + 2 * cp.maxFactor() + 8);
+    // Packed real rows of even length go kRows at a time through the batched
+    // plan (the same bits as one by one); the scalar switch keeps them single.
+    constexpr int kRows = RealPlan<T>::kRows;
+    const bool batch = (kind == RowKind::RealForward || kind == RowKind::RealInverse) && n >= 2 &&
+                       (n & 1) == 0 && detail::useOptimized();
+    const size_t ws = real ? std::max(rp.workSize(), batch ? rp.batchWorkSize() : size_t(0))
+                           : size_t(4 * n + 2 * cp.maxFactor() + 8);
     const size_t dstBytes = size_t(dst.rowByteSize());
-    detail::parallelRange(rows, stripesFor(rows, n), [&](const Range& r) {
+    const int lines = batch ? (rows + kRows - 1) / kRows : rows;
+    detail::parallelRange(lines, stripesFor(lines, batch ? n * kRows : n), [&](const Range& r0) {
         std::vector<T> buf(ws + size_t(2 * n + 2));
         T* a = buf.data() + ws;
+        Range r = r0;
+        if (batch) {
+            r = Range(r0.start * kRows, std::min(rows, r0.end * kRows));
+            int y = r.start;
+            for (; y + kRows <= std::min(r.end, nz); y += kRows) {
+                const T* ins[kRows];
+                T* outs[kRows];
+                for (int l = 0; l < kRows; l++) {
+                    ins[l] = rowOf<T>(src, y + l);
+                    outs[l] = rowOf<T>(dst, y + l);
+                }
+                if (kind == RowKind::RealForward)
+                    rp.forwardRows(ins, outs, false, scale, buf.data());
+                else
+                    rp.inverseRows(ins, outs, false, scale, buf.data());
+            }
+            r = Range(y, r.end);
+        }
         for (int y = r.start; y < r.end; y++) {
             T* d = rowOf<T>(dst, y);
             if (y >= nz) {

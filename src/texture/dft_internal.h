@@ -55,6 +55,13 @@ struct RealPlan {
     // Inverse: CCS in (n values) or, with complexIn, n/2 + 1 complex values;
     // n reals out, unscaled except for `scale`.
     void inverse(const T* in, T* out, bool complexIn, T scale, T* work) const;
+    // kRows rows at once through the complex plan's lane-by-lane batch (even
+    // n only): forward(in[l], out[l], ...) for each l, identical bits.
+    // batchWorkSize() T elements of scratch.
+    static constexpr int kRows = 8;
+    size_t batchWorkSize() const;
+    void forwardRows(const T* const* in, T* const* out, bool complexOut, T scale, T* work) const;
+    void inverseRows(const T* const* in, T* const* out, bool complexIn, T scale, T* work) const;
 };
 
 // Runs f(Range) over [0, n) through parallel_for_ in about `stripes` pieces.
@@ -71,6 +78,14 @@ void parallelRange(int n, double stripes, const F& f) {
     else
         parallel_for_(Range(0, n), body, stripes);
 }
+
+// Eight interleaved transforms of plan P compiled for the best vector
+// target (the same arithmetic lane by lane, so the same bits as the baseline
+// build); false, doing nothing, while vector code is switched off.
+bool runLanes8Vector(const ComplexPlan<float>& P, const float* in, float* out, bool inverse,
+                     float scale, float* work);
+bool runLanes8Vector(const ComplexPlan<double>& P, const double* in, double* out, bool inverse,
+                     double scale, double* work);
 
 extern template struct ComplexPlan<float>;
 extern template struct ComplexPlan<double>;

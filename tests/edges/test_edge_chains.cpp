@@ -7,6 +7,7 @@
 #include <random>
 #include <vector>
 
+#include "edges/edge_chains_simd.h"
 #include "edges/edge_follow.h"
 #include "support/naive_hough.h"
 #include "support/test_util.h"
@@ -135,12 +136,26 @@ TEST(EdgeChains, FixedPointAngle) {
 #else
     const int step = 13;
 #endif
-    long long mismatches = 0;
-    for (int gy = -5100; gy <= 5100; gy += step)
-        for (int gx = -5100; gx <= 5100; gx++)
-            mismatches +=
-                MCEdgeExtractor::fixedPointAngle(gy, gx) != test::fixedPointAngleDivision(gy, gx);
+    // The vector row kernel (orientation folded into 0..180) is held to the
+    // same division, a row of gx at a time.
+    long long mismatches = 0, rowMismatches = 0;
+    std::vector<short> gxs(10201), gys(10201), orient(10201), strength(10201);
+    for (int i = 0; i < 10201; i++) gxs[size_t(i)] = short(i - 5100);
+    for (int gy = -5100; gy <= 5100; gy += step) {
+        std::fill(gys.begin(), gys.end(), short(gy));
+        long long nz = 0;
+        int maxS = 1;
+        const int done = detail::edgeAngleStrengthRow(gxs.data(), gys.data(), orient.data(),
+                                                      strength.data(), 10201, &nz, &maxS);
+        for (int gx = -5100; gx <= 5100; gx++) {
+            int ref = test::fixedPointAngleDivision(gy, gx);
+            mismatches += MCEdgeExtractor::fixedPointAngle(gy, gx) != ref;
+            if (ref > 180) ref -= 180;
+            if (gx + 5100 < done) rowMismatches += orient[size_t(gx + 5100)] != ref;
+        }
+    }
     EXPECT_EQ(mismatches, 0);
+    EXPECT_EQ(rowMismatches, 0);
     // The polynomial stays within two degrees of the true angle.
     for (int gy = -300; gy <= 300; gy += 37)
         for (int gx = -300; gx <= 300; gx += 41) {
@@ -183,6 +198,68 @@ TEST(EdgeChains, ThreadedRunsEqualSerialOnes) {
     EXPECT_EQ(s1, s2);
 }
 
+TEST(EdgeChains, VectorRunsEqualScalarOnes) {
+    // Widths around the vector lengths and the 7-tap frame, tiny images,
+    // noise, blocks with noise, and thresholds of 0 (every pixel passes).
+    // pattern 0: noise; 1: blocks with noise; 2: rings with noise, whose
+    // staircases at every angle cross the row bands of the parallel passes.
+    struct Case {
+        int w, h, seed, nonEdge, high, low, pattern;
+    };
+    const Case cases[] = {{1, 1, 1, 35, 12, 10, 0},      {6, 9, 2, 35, 12, 10, 0},
+                          {7, 7, 3, 35, 12, 10, 0},      {9, 40, 4, 35, 12, 10, 1},
+                          {37, 23, 5, 20, 0, 0, 0},      {70, 65, 6, 35, 12, 10, 1},
+                          {131, 97, 7, 60, 30, 5, 1},    {257, 130, 8, 35, 12, 10, 0},
+                          {255, 200, 9, 0, 12, 10, 1},   {200, 101, 10, 100, 12, 10, 1},
+                          {301, 517, 11, 35, 12, 10, 1}, {400, 300, 12, 35, 12, 10, 2},
+                          {333, 260, 13, 20, 8, 4, 2}};
+    struct Result {
+        std::vector<short> points, orient, strength;
+        std::vector<unsigned char> s8, map;
+        int background = 0, chains = 0;
+    };
+    for (const Case& c : cases) {
+        Mat img = test::randomMat(c.h, c.w, MAT_Tuchar, c.seed);
+        for (int y = 0; y < c.h && c.pattern > 0; y++)
+            for (int x = 0; x < c.w; x++) {
+                unsigned char& v = img.ptr<unsigned char>(y)[x];
+                const int band = c.pattern == 1 ? (x / 11 + y / 7) % 3
+                                                : int(std::hypot(x - c.w / 3, y - c.h / 2)) / 5 % 2;
+                v = (unsigned char)(band * 90 + (v & 31));
+            }
+        std::vector<unsigned char*> rows = rowsOf(img);
+        auto run = [&](bool optimized) {
+            detail::setUseOptimized(optimized);
+            Result r;
+            MCEdgeExtractor ex(rows.data(), (unsigned short)c.w, (unsigned short)c.h, c.nonEdge,
+                               c.high, c.low);
+            EXPECT_EQ(ex.GetEdgeData(), 0);
+            detail::setUseOptimized(true);
+            const size_t n = size_t(c.w) * c.h;
+            for (const _tagEdge* e = ex.GetEdgeList()->getFirstEdge(); e; e = e->next)
+                r.points.insert(r.points.end(), e->points, e->points + 2 * e->count);
+            r.orient.assign(ex.GetEdgeOrient(), ex.GetEdgeOrient() + n);
+            r.strength.assign(ex.GetEdgeStrength(), ex.GetEdgeStrength() + n);
+            r.s8.assign(ex.GetStrength8(), ex.GetStrength8() + n);
+            r.map.assign(ex.getEdgeMap()[0], ex.getEdgeMap()[0] + n);
+            r.background = ex.GetBackgroundEdgeValue();
+            r.chains = ex.GetEdgeList()->getEdgeCount();
+            return r;
+        };
+        const Result a = run(false), b = run(true);
+        EXPECT_EQ(a.points, b.points) << c.w << "x" << c.h;
+        EXPECT_EQ(a.orient, b.orient) << c.w << "x" << c.h;
+        EXPECT_EQ(a.strength, b.strength) << c.w << "x" << c.h;
+        EXPECT_EQ(a.s8, b.s8) << c.w << "x" << c.h;
+        EXPECT_EQ(a.map, b.map) << c.w << "x" << c.h;
+        EXPECT_EQ(a.background, b.background) << c.w << "x" << c.h;
+        EXPECT_EQ(a.chains, b.chains) << c.w << "x" << c.h;
+        if (c.w == 301) {
+            EXPECT_GT(a.chains, 50);
+        }
+    }
+}
+
 TEST(EdgeChains, ExplicitFollowingEqualsRecursion) {
     std::mt19937 rng(11);
     for (int round = 0; round < 40; round++) {
@@ -198,16 +275,21 @@ TEST(EdgeChains, ExplicitFollowingEqualsRecursion) {
         std::vector<unsigned char> mapRef(size_t(w) * h, 0), block(size_t(w) * h, 0);
         std::vector<unsigned char*> rows(static_cast<size_t>(h));
         for (int y = 0; y < h; y++) rows[size_t(y)] = block.data() + size_t(y) * w;
-        MCEdgeList list;
-        unsigned char label = 1;
-        ASSERT_TRUE(
-            detail::followEdgeChains(strong.data(), weak.data(), rows.data(), w, h, label, list));
         const auto ref = test::followChainsRecursive(strong.data(), weak.data(), mapRef, w, h);
-        ASSERT_EQ(list.getEdgeCount(), int(ref.size())) << round;
-        int i = 0;
-        for (const _tagEdge* e = list.getFirstEdge(); e; e = e->next, i++)
-            ASSERT_EQ(std::vector<short>(e->points, e->points + 2 * e->count), ref[size_t(i)]);
-        EXPECT_EQ(block, mapRef);
+        for (const bool optimized : {false, true}) {
+            std::fill(block.begin(), block.end(), 0);
+            MCEdgeList list;
+            unsigned char label = 1;
+            detail::setUseOptimized(optimized);
+            ASSERT_TRUE(detail::followEdgeChains(strong.data(), weak.data(), rows.data(), w, h,
+                                                 label, list));
+            detail::setUseOptimized(true);
+            ASSERT_EQ(list.getEdgeCount(), int(ref.size())) << round;
+            int i = 0;
+            for (const _tagEdge* e = list.getFirstEdge(); e; e = e->next, i++)
+                ASSERT_EQ(std::vector<short>(e->points, e->points + 2 * e->count), ref[size_t(i)]);
+            EXPECT_EQ(block, mapRef);
+        }
     }
 }
 

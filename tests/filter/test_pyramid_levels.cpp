@@ -32,6 +32,20 @@ TEST(PyramidPlan, DegenerateArgumentsKeepLevelZeroOnly) {
     EXPECT_TRUE(detail::planPyramid(0, 64, 18, 1.2f).empty());
 }
 
+TEST(PyramidPlan, WorkIsBoundedByLevelCountAndTotalArea) {
+    // 271 levels would be due; the plan stops at the level cap.
+    auto levels = detail::planPyramid(40000, 40000, 1, 1.04f);
+    ASSERT_EQ(levels.size(), size_t(detail::kMaxPyramidLevels));
+    EXPECT_EQ(levels.back().size, Size_<int>(1, 1));
+    // A factor barely above 1 is stopped by the total area instead.
+    levels = detail::planPyramid(70, 70, 1, 1.000001f);
+    long long area = 0;
+    for (const auto& l : levels) area += (long long)l.size.width * l.size.height;
+    EXPECT_GT(levels.size(), 1u);
+    EXPECT_LE(area, 70LL * 70 * detail::kMaxPyramidAreaFactor);
+    EXPECT_GT(area + 70 * 70, 70LL * 70 * detail::kMaxPyramidAreaFactor);
+}
+
 TEST(ScaleXYBilinear, CornersMapToCornersAndRampsStayLinear) {
     Mat src(5, 7, MAT_Tfloat);
     for (int y = 0; y < 5; y++)

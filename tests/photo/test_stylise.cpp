@@ -39,6 +39,7 @@ int px(const Mat& m, int y, int x, int k = 0) {
 struct Unpin {
     ~Unpin() {
         detail::pinClockSeed(false);
+        detail::setUseOptimized(true);
         setNumThreads(0);
     }
 };
@@ -102,14 +103,16 @@ TEST(Stylise, SketchOutline) {
 TEST(Stylise, StripOutlineMatchesWholeImage) {
     Unpin restore;
     uint32_t seed = 50;
-    for (int cn : {1, 3, 4})
-        for (int cols : {1, 2, 3, 23})
+    for (int cn : {1, 2, 3, 4})
+        for (int cols : {1, 2, 3, 23, 150})
             for (int rows = 1; rows <= 40; rows++) {
-                if (cols < 23 && rows % 7 != 1) continue;  // narrow widths: a few heights
+                if (cols != 23 && rows % 7 != 1) continue;  // other widths: a few heights
                 const Mat src = test::randomMat(rows, cols, MAT_Tuchar + ((cn - 1) << 3), seed++);
                 const Mat ref = test::naiveEdgeImage(src, 1.0f);
                 for (int threads : {1, 0}) {
+                    // Scalar code on one thread, vector code on all of them.
                     setNumThreads(threads);
+                    detail::setUseOptimized(threads == 0);
                     Mat out, inPlace = src.clone();
                     ip::sketch(src, out, 50);
                     ip::sketch(inPlace, inPlace, 50);
@@ -284,6 +287,30 @@ TEST(Stylise, DenoiseAndBloom) {
     EXPECT_TRUE(untouched.empty());
     ip::denoise(f, untouched, 0.1f, 0);
     EXPECT_TRUE(untouched.empty());
+}
+
+// Rough sketch and bloom: table and vector code on all threads against the
+// per-pixel code on one, on odd sizes wider than a vector and a conversion chunk.
+TEST(Stylise, FastPathsMatchPerPixelCode) {
+    Unpin restore;
+    uint32_t seed = 70;
+    for (int cn : {1, 3, 4})
+        for (int cols : {5, 301}) {
+            Mat src = test::randomMat(37, cols, MAT_Tuchar + ((cn - 1) << 3), seed++);
+            // A dark and a bright block reach the low and high hatching ends.
+            for (int y = 3; y < 12; y++)
+                for (int x = 0; x < cols * cn / 2; x++) src.data.ptr[y][x] = y < 8 ? 3 : 252;
+            Mat ref[2], got[2];
+            for (int fast = 0; fast < 2; fast++) {
+                detail::setUseOptimized(fast == 1);
+                setNumThreads(fast == 1 ? 0 : 1);
+                Mat* out = fast ? got : ref;
+                ip::roughSketch(src, out[0]);
+                ip::bloom(src, out[1], 0.3f, 0.7f);
+            }
+            EXPECT_TRUE(test::matEqual(got[0], ref[0])) << "rough sketch " << cn << "x" << cols;
+            EXPECT_TRUE(test::matEqual(got[1], ref[1])) << "bloom " << cn << "x" << cols;
+        }
 }
 
 TEST(Stylise, RefusalsAndPumps) {

@@ -146,19 +146,31 @@ TEST(CrossCorr, SeamsBetweenTilesMatchBruteForce) {
 }
 
 TEST(MatchTemplate, SameBitsWhateverThreadsAndVectorPaths) {
-    Mat img = test::randomMat(400, 500, MAKETYPE(MAT_Tuchar, 3), 21);
-    Mat templ = cut(img, 200, 100, 30, 20);
-    Mat base;
-    ip::matchTemplate(img, templ, base, enTemplateMatchMode(5));
-    Mat other;
-    setNumThreads(1);
-    ip::matchTemplate(img, templ, other, enTemplateMatchMode(5));
-    setNumThreads(0);
-    EXPECT_TRUE(test::matEqual(base, other));
-    detail::setUseOptimized(false);
-    ip::matchTemplate(img, templ, other, enTemplateMatchMode(5));
-    detail::setUseOptimized(true);
-    EXPECT_TRUE(test::matEqual(base, other));
+    // Three channels, and one channel (the vector score rows) in every mode,
+    // with a result width that is no multiple of any vector length.
+    Mat img3 = test::randomMat(400, 500, MAKETYPE(MAT_Tuchar, 3), 21);
+    Mat img1 = test::randomMat(300, 231, MAT_Tuchar, 22);
+    struct Case {
+        const Mat* img;
+        int mode;
+    };
+    const Case cases[] = {{&img3, 5}, {&img1, 0}, {&img1, 1}, {&img1, 2},
+                          {&img1, 3}, {&img1, 4}, {&img1, 5}};
+    for (const Case& c : cases) {
+        Mat templ = cut(*c.img, 120, 100, 30, 20);
+        Mat base;
+        ip::matchTemplate(*c.img, templ, base, enTemplateMatchMode(c.mode));
+        ASSERT_FALSE(base.empty());
+        Mat other;
+        setNumThreads(1);
+        ip::matchTemplate(*c.img, templ, other, enTemplateMatchMode(c.mode));
+        setNumThreads(0);
+        EXPECT_TRUE(test::matEqual(base, other)) << "mode " << c.mode;
+        detail::setUseOptimized(false);
+        ip::matchTemplate(*c.img, templ, other, enTemplateMatchMode(c.mode));
+        detail::setUseOptimized(true);
+        EXPECT_TRUE(test::matEqual(base, other)) << "mode " << c.mode;
+    }
 }
 
 TEST(CrossCorr, ChannelPairingBordersAnchorsAndDelta) {

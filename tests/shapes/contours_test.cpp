@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include "hwy/targets.h"
+
 #include "shapes/contours_internal.h"
 #include "support/naive_contours.h"
 #include "support/test_util.h"
@@ -298,15 +300,33 @@ TEST(FindContours, VectorAndScalarPathsAgree) {
     }
     int tw;
     imgs.push_back(towers(12, &tw));
-    for (size_t i = 0; i < imgs.size(); i++)
-        for (int mode = 0; mode <= 3; mode++)
-            for (int method = 0; method <= 4; method++) {
-                detail::setUseOptimized(false);
-                const auto a = flatten(find(imgs[i], mode, method));
-                detail::setUseOptimized(true);
-                const auto b = flatten(find(imgs[i], mode, method));
-                ASSERT_EQ(a, b) << i << " " << mode << " " << method;
-            }
+    // Wider rows in 64-byte blocks, past the label wrap; and an int image
+    // scanned as bytes, whose values are neither 0 nor 1 everywhere.
+    imgs.push_back(towers(40, &tw));
+    imgs.push_back(test::randomMat(17, 70, MAT_Tint, 7, -300.0, 300.0));
+    const auto all = [&] {
+        std::vector<decltype(flatten(Contours()))> out;
+        for (const Mat& img : imgs)
+            for (int mode = 0; mode <= 3; mode++)
+                for (int method = 0; method <= 4; method++)
+                    out.push_back(flatten(find(img, mode, method)));
+        return out;
+    };
+    detail::setUseOptimized(false);
+    const auto refs = all();
+    detail::setUseOptimized(true);
+    // Every instruction set compiled in.
+    const uint64_t targets = (uint64_t)(hwy::SupportedTargets() & HWY_TARGETS);
+    for (uint64_t bit = 1; bit != 0; bit <<= 1) {
+        if (!(targets & bit) || bit == (uint64_t)HWY_SCALAR || bit == (uint64_t)HWY_EMU128)
+            continue;
+        hwy::SetSupportedTargetsForTest((int64_t)bit);
+        const auto got = all();
+        for (size_t k = 0; k < got.size(); k++)
+            EXPECT_EQ(got[k], refs[k]) << hwy::TargetName((int64_t)bit) << " image " << k / 20
+                                       << " mode " << k / 5 % 4 << " method " << k % 5;
+    }
+    hwy::SetSupportedTargetsForTest(0);
 }
 
 }  // namespace

@@ -204,6 +204,34 @@ TEST(Dft, ThreadCountDoesNotChangeBits) {
     for (size_t i = 0; i < one.size(); i++) EXPECT_TRUE(test::matEqual(one[i], all[i])) << i;
 }
 
+TEST(Dft, BatchedRowsEqualSingleRows) {
+    // Real rows of even length run eight at a time unless vector code is
+    // switched off; odd factors, row counts and nonzeroRows off the batch size,
+    // in place, both depths and the row-only flag.
+    const int widths[] = {2, 6, 10, 14, 22, 256};
+    for (int w : widths)
+        for (int depth : {int(MAT_Tfloat), int(MAT_Tdouble)}) {
+            const Mat src = test::randomMat(21, w, depth, 40 + w);
+            auto runAll = [&](std::vector<Mat>& out) {
+                out.assign(6, Mat());
+                dft(src, out[0]);
+                dft(src, out[1], DFT_ROWS | DFT_SCALE, 13);
+                idft(out[0], out[2], DFT_SCALE, 11);
+                idft(out[1], out[3], DFT_ROWS);
+                out[4] = src.clone();
+                dft(out[4], out[4], 0, 17);
+                dft(src, out[5], DFT_COMPLEX_OUTPUT);
+            };
+            std::vector<Mat> batched, single;
+            runAll(batched);
+            detail::setUseOptimized(false);
+            runAll(single);
+            detail::setUseOptimized(true);
+            for (size_t i = 0; i < batched.size(); i++)
+                EXPECT_TRUE(test::matEqual(batched[i], single[i])) << w << " " << i;
+        }
+}
+
 TEST(Dft, NonzeroRowsSkipsRowsBothWays) {
     Mat src = test::randomMat(8, 10, MAT_Tdouble, 21);
     for (int y = 3; y < 8; y++)

@@ -61,6 +61,20 @@ void runHarris(const Mat& in, Mat& out, const Args& a) {
     drawCorners(in, pts, out, "harris");
 }
 
+// A drawn cross reaches 3 pixels from its corner, and a corner is decided by
+// its ring of radius 3 (plus, when suppressing, its neighbours' rings).
+int reachFast(const Args& a) {
+    return 3 + 3 + (a.i(2) ? 1 : 0);
+}
+
+// Cross 3, local-maximum window half, the strength's Gaussian (sigma 5, 10
+// pixels) and the 3 x 3 gradient. The sub-pixel walk is only checked once it
+// stops, so on the way it may read anywhere.
+int reachHarris(const Args& a) {
+    if (a.i(2)) return kWholePicture;
+    return 3 + a.i(0) / 2 + 10 + 1;
+}
+
 const Choice kArcs[] = {{"9", 9}, {"10", 10}, {"11", 11}, {"12", 12}, {nullptr, 0}};
 
 const Operation kRows[] = {
@@ -72,7 +86,10 @@ const Operation kRows[] = {
        true}},
      runFast,
      nullptr,
-     "fast --threshold 20 --arc 9 --suppress 1 in.png out.png"},
+     "fast --threshold 20 --arc 9 --suppress 1 in.png out.png",
+     kGreyOrColour,
+     nullptr,
+     {reachFast, "ring radius 3, one more with --suppress, and the drawn crosses' 3"}},
     {"harris",
      "Harris corners (determinant over trace of smoothed gradient products) of the grey "
      "picture, drawn as crosses; prints the count",
@@ -82,7 +99,12 @@ const Operation kRows[] = {
        true}},
      runHarris,
      nullptr,
-     "harris --window 5 --threshold 1000 --subpix 0 in.png out.png"},
+     "harris --window 5 --threshold 1000 --subpix 0 in.png out.png",
+     kGreyOrColour,
+     nullptr,
+     {reachHarris,
+      "gradient 1, Gaussian 10, --window / 2 and the crosses' 3; whole picture with --subpix, "
+      "whose walk may wander anywhere before it is checked"}},
 };
 
 const DemoStep kDemo[] = {

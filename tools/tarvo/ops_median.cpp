@@ -53,6 +53,19 @@ void runConvolveSep(const Mat& in, Mat& out, const Args& a) {
     tarvo::ip::convolve2sep(in, out, k.data(), a.i(0), a.i(0));
 }
 
+// The window's or kernel's reach: half its size (an even size reaches that
+// far on one side and one less on the other).
+int reachHalfFirst(const Args& a) {
+    return a.i(0) / 2;
+}
+
+// The square kind leaves a pixel exactly half a window from the top or left
+// edge unfiltered, so its band there is one wider than the window reads: a
+// tile needs that extra pixel to filter it as the whole picture does.
+int reachConvolve(const Args& a) {
+    return a.i(0) / 2 + (a.i(2) == 0 ? 1 : 0);
+}
+
 const Operation kRows[] = {
     {"median",
      "Median filter: each pixel becomes the middle value of its window (window shrinks at the "
@@ -63,7 +76,10 @@ const Operation kRows[] = {
        kKinds}},
      runMedian,
      pumpMedian,
-     "median --window 5 --kind square in.png out.png"},
+     "median --window 5 --kind square in.png out.png",
+     kGreyOrColour,
+     nullptr,
+     {reachHalfFirst, "--window / 2; the window shrinks only at the picture's edges"}},
     {"convolve",
      "Direct box filter: mean of the window plus an offset; the edge band, where the window "
      "would cross the picture edge, keeps the source pixels",
@@ -73,14 +89,22 @@ const Operation kRows[] = {
        kKinds}},
      runConvolve,
      nullptr,
-     "convolve --size 3 --offset 0 --kind square in.png out.png"},
+     "convolve --size 3 --offset 0 --kind square in.png out.png",
+     kGreyOrColour,
+     nullptr,
+     {reachConvolve,
+      "--size / 2; the square kind one more, since its unfiltered band along the top and left "
+      "edges is that much wider"}},
     {"convolve-sep",
      "Separable box filter along rows then columns; near the edges the missing taps count as "
      "zero, so the borders darken",
      {{"size", "box size in pixels", 5, 1, 255, true}},
      runConvolveSep,
      nullptr,
-     "convolve-sep --size 5 in.png out.png"},
+     "convolve-sep --size 5 in.png out.png",
+     kGreyOrColour,
+     nullptr,
+     {reachHalfFirst, "--size / 2"}},
 };
 
 const DemoStep kDemo[] = {

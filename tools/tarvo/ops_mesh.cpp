@@ -77,7 +77,8 @@ const Operation kRows[] = {
      nullptr,
      "mesh-warp --grid 6 --amount 15 --seed 7 in.png out.png",
      kGreyOrColour,
-     checkMeshWarp},
+     checkMeshWarp,
+     globalReach("the mesh spans the whole picture")},
 };
 
 const DemoStep kDemo[] = {

@@ -145,6 +145,12 @@ void runFilter2d(const Mat& in, Mat& out, const Args& a) {
     tarvo::ip::filter2D(in, out, -1, k, tarvo::Point2_<int>(-1, -1), 0, tarvo::BorderMirror);
 }
 
+// The kernel is centred: it reads size / 2 pixels each way (an even size one
+// less on one side).
+int reachKernel(const Args& a) {
+    return a.i(0) / 2;
+}
+
 const Choice kMatchModes[] = {{"sqdiff", 0},       {"sqdiff-normed", 1}, {"ccorr", 2},
                               {"ccorr-normed", 3}, {"ccoeff", 4},        {"ccoeff-normed", 5},
                               {nullptr, 0}};
@@ -156,7 +162,11 @@ const Operation kRows[] = {
      {},
      runSpectrum,
      nullptr,
-     "spectrum in.png spectrum.png"},
+     "spectrum in.png spectrum.png",
+     kGreyOrColour,
+     nullptr,
+     globalReach("every frequency sums the whole picture, and the display is stretched by its "
+                 "range")},
     {"fft2",
      "Display transform of the grey picture: spectrum as bytes around 128, or log magnitude",
      {{"magnitude", "1: log magnitude; 0: real part around 128", 1, 0, 1, true},
@@ -164,7 +174,10 @@ const Operation kRows[] = {
        true}},
      runFft2,
      nullptr,
-     "fft2 --magnitude 1 --pad 1 in.png fft.png"},
+     "fft2 --magnitude 1 --pad 1 in.png fft.png",
+     kGreyOrColour,
+     nullptr,
+     globalReach("every frequency sums the whole picture")},
     {"dct-blocks",
      "Cosine compression of the grey picture: keeps the lowest coefficients of each block",
      {{"block", "block side in pixels (even, or 1)", 8, 1, 256, true},
@@ -173,7 +186,8 @@ const Operation kRows[] = {
      nullptr,
      "dct-blocks --block 8 --keep 3 in.png blocks.png",
      kGreyOrColour,
-     checkDctBlocks},
+     checkDctBlocks,
+     globalReach("the blocks are anchored at the picture's corner")},
     {"match",
      "Searches the picture for a rectangle cut from it: writes the score map, prints the best "
      "placement",
@@ -187,14 +201,21 @@ const Operation kRows[] = {
      nullptr,
      "match --x 100 --y 60 --width 40 --height 30 --mode ccoeff-normed in.png scores.png",
      kGreyOrColour,
-     checkMatch},
+     checkMatch,
+     {reachGlobal,
+      "the template is cut at the whole picture's coordinates and the scores are stretched by "
+      "the whole map's range",
+      true}},
     {"filter2d",
      "Mean over a large box or disc, mirrored edges",
      {{"size", "kernel side in pixels", 25, 1, 255, true},
       {"shape", "box or disc", 0, 0, 1, true, kShapes}},
      runFilter2d,
      nullptr,
-     "filter2d --size 25 --shape disc in.png blur.png"},
+     "filter2d --size 25 --shape disc in.png blur.png",
+     kGreyOrColour,
+     nullptr,
+     {reachKernel, "--size / 2 (the kernel is centred)"}},
 };
 
 const DemoStep kDemo[] = {

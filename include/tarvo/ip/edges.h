@@ -171,6 +171,7 @@ private:
     void HysteresisTr(const unsigned char* suppressed);
     void RemoveSpuriousEdgePoint_1D(signed char* map);
     void RemoveSpuriousEdgePoint_2D(signed char** rows);
+    int edgeDataFused();
 
     unsigned char* m_pStrength8 = nullptr;
     unsigned short m_nWidth = 0;

@@ -34,7 +34,8 @@ enum ResizeInterpolation {
 
 // Resizes src into dst (re-created at height x width with src's type word) by
 // the interpolation code. src and dst may be the same matrix. An empty src,
-// a non-positive or too large size (over 2^31 elements), an unknown code, or
+// a non-positive or too large size (over 2^31 elements, or an area over 256
+// times the source's plus 2^24 pixels), an unknown code, or
 // an int (depth 3) image with codes 1 to 4 leave dst unchanged.
 TARVO_EXPORTS void resize(const Mat& src, Mat& dst, int width, int height, int interpolation);
 

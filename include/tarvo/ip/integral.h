@@ -56,7 +56,8 @@ TARVO_EXPORTS double sumIntegralImage(const Mat& sum, const Rect_<int>& r);
 // Gaussian 5-tap (1 4 6 4 1)^2 / 256 smoothing and halving. A non-positive
 // size component means ((cols + 1) / 2, (rows + 1) / 2). Byte, short, float and
 // double sources, any channel count; borderType 0..4 (bit 16 ignored; 0 reads
-// zeros outside). Int sources, empty sources and other border codes leave dst unchanged.
+// zeros outside). Int sources, empty sources, other border codes and sizes over
+// 256 times the source's area plus 2^24 pixels leave dst unchanged.
 TARVO_EXPORTS void pyrDown(const Mat& src, Mat& dst, const Size_<int>& size = Size_<int>(),
                            int borderType = BorderMirrorNoEdge);
 
@@ -70,7 +71,8 @@ TARVO_EXPORTS void pyrUp(const Mat& src, Mat& dst, const Size_<int>& size = Size
 // Pads src by the given margins into dst (same type). borderType 1..4 repeats
 // source samples by that rule; 0 fills with value (channel k takes value[k],
 // channels beyond 4 repeat the first four); bit 16 is ignored. dst may be src.
-// Negative margins, an empty source or an unknown code leave dst unchanged.
+// Negative margins, an empty source, an unknown code or an output over 256
+// times the source's area plus 2^24 pixels leave dst unchanged.
 TARVO_EXPORTS void copyMakeBorder(const Mat& src, Mat& dst, int top, int bottom, int left,
                                   int right, int borderType,
                                   const Point4_<double>& value = Point4_<double>());

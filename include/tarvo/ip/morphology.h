@@ -181,7 +181,9 @@ TARVO_EXPORTS Mat getStructuringElement(int shape, Size_<int> ksize,
 // or a 1 x 1 element copy src. borderType 0..4 (bit 16 ignored); borderValue
 // is used by BorderFill (see morphologyNeutralBorder). An empty src, an
 // unsupported depth (int), negative iterations, an unknown border mode or an
-// anchor outside the element leave dst unchanged.
+// anchor outside the element leave dst unchanged. Counts above rows x cols are
+// cut there (no byte changes) when the element's anchor entry is set, refused
+// when it is clear (such passes may cycle).
 TARVO_EXPORTS void erode(const Mat& src, Mat& dst, const Mat& element = Mat(),
                          Point2_<int> anchor = Point2_<int>(-1, -1), int iterations = 1,
                          int borderType = BorderFill,
