@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <cstring>
 #include <vector>
 
 #include "detail/aliasing.h"
@@ -166,10 +167,10 @@ public:
         const float maxX = (float)(m_src.cols() - 1), maxY = (float)(m_src.rows() - 1);
         std::vector<int> ix((size_t)cols), iy((size_t)cols);
         std::vector<float> fx((size_t)cols), fy((size_t)cols);
-        std::vector<unsigned char> vals((size_t)cols * 3);
+        std::vector<unsigned char> vals((size_t)cols * 4);
         std::vector<int> at((size_t)cols);
         const bool vec = checkHardwareSupport(CPU_FLOAT_VECTORS);
-        const bool gather = vec && cn == 3 && m_gatherable;
+        const bool gather = vec && (cn == 1 || cn == 3 || cn == 4) && m_gatherable;
         const unsigned char* img = m_src.ptr<unsigned char>(0);
         const int stride = m_src.rowByteSize();
         const int size = (int)((long long)m_src.rows() * stride);
@@ -202,16 +203,16 @@ public:
                         const size_t f = (size_t)kf;
                         const int len = kl - kf + 1;
                         const int done =
-                            detail::meshBilinear3(img, stride, size, &ix[f], &iy[f], &fx[f], &fy[f],
-                                                  len, out + (size_t)(x0 + kf) * 3);
+                            detail::meshBilinear(img, stride, size, cn, &ix[f], &iy[f], &fx[f],
+                                                 &fy[f], len, out + (size_t)(x0 + kf) * cn);
                         for (int k = kf + done; k <= kl; k++) {
-                            unsigned char* o = out + (size_t)(x0 + k) * 3;
-                            const unsigned char* r0 =
-                                m_src.ptr<unsigned char>(iy[(size_t)k]) + (size_t)ix[(size_t)k] * 3;
+                            unsigned char* o = out + (size_t)(x0 + k) * cn;
+                            const unsigned char* r0 = m_src.ptr<unsigned char>(iy[(size_t)k]) +
+                                                      (size_t)ix[(size_t)k] * cn;
                             const unsigned char* r1 = m_src.ptr<unsigned char>(iy[(size_t)k] + 1) +
-                                                      (size_t)ix[(size_t)k] * 3;
-                            for (int c = 0; c < 3; c++)
-                                o[c] = bilinear(r0 + c, r1 + c, 3, fx[(size_t)k], fy[(size_t)k]);
+                                                      (size_t)ix[(size_t)k] * cn;
+                            for (int c = 0; c < cn; c++)
+                                o[c] = bilinear(r0 + c, r1 + c, cn, fx[(size_t)k], fy[(size_t)k]);
                         }
                         m_rowMin[y] = std::min(lo, x0 + kf);
                         m_rowMax[y] = std::max(hi, x0 + kl);
@@ -232,14 +233,12 @@ public:
                 if (m == 0) continue;
                 lo = std::min(lo, at[0]);
                 hi = std::max(hi, at[(size_t)m - 1]);
-                const int done = gather ? detail::meshBilinear3(img, stride, size, &ix[0], &iy[0],
-                                                                &fx[0], &fy[0], m, &vals[0])
+                const int done = gather ? detail::meshBilinear(img, stride, size, cn, &ix[0],
+                                                               &iy[0], &fx[0], &fy[0], m, &vals[0])
                                         : 0;
                 for (int k = 0; k < done; k++) {
-                    unsigned char* o = out + (size_t)at[(size_t)k] * 3;
-                    o[0] = vals[3 * (size_t)k];
-                    o[1] = vals[3 * (size_t)k + 1];
-                    o[2] = vals[3 * (size_t)k + 2];
+                    std::memcpy(out + (size_t)at[(size_t)k] * cn, &vals[(size_t)k * cn],
+                                (size_t)cn);
                 }
                 for (int k = done; k < m; k++) {
                     unsigned char* o = out + (size_t)at[(size_t)k] * cn;

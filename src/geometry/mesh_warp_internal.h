@@ -35,13 +35,13 @@ void meshRowScalar(const MeshTri& t, int y, int x0, int x1, float maxX, float ma
 int meshRowVector(const MeshTri& t, int y, int x0, int x1, float maxX, float maxY, int* ix, int* iy,
                   float* fx, float* fy);
 
-// Bilinear values of n three-channel pixels at (ix[k] + fx[k], iy[k] + fy[k])
-// of a continuous byte image of `size` bytes (rows stride bytes apart,
-// offsets within int32) into vals[3k + c], as the scalar step computes them;
-// entries with ix < 0 are left meaningless. Returns how many pixels it
-// handled.
-int meshBilinear3(const uint8_t* img, int stride, int size, const int* ix, const int* iy,
-                  const float* fx, const float* fy, int n, uint8_t* vals);
+// Bilinear values of n pixels of cn channels (1, 3 or 4; others: none) at
+// (ix[k] + fx[k], iy[k] + fy[k]) of a continuous byte image of `size` bytes
+// (rows stride bytes apart, offsets within int32) into vals[cn k + c], as the
+// scalar step computes them; entries with ix < 0 are left meaningless.
+// Returns how many pixels it handled.
+int meshBilinear(const uint8_t* img, int stride, int size, int cn, const int* ix, const int* iy,
+                 const float* fx, const float* fy, int n, uint8_t* vals);
 
 }  // namespace detail
 }  // namespace tarvo

@@ -240,6 +240,35 @@ TEST(MeshWarp, MatchesPerPixelVersionOnEveryPath) {
     }
 }
 
+TEST(MeshWarp, SamplesAtTheImageEndStayInside) {
+    // Two triangles cover the picture and read it shifted by a fraction, so
+    // the last sampled pixels have their right and lower neighbours in the
+    // last column and row: the vector sampler's wide reads, moved back so as
+    // to stop at the end of the image, must still pick the right bytes.
+    for (int cn : {1, 3, 4})
+        for (int cols : {3, 8, 16}) {
+            const int rows = 5;
+            const Mat src = randomMat(rows, cols, MAT_Tuchar | ((cn - 1) << 3), 40 + cn + cols);
+            const float w = float(cols - 1), h = float(rows - 1);
+            std::vector<P> dp = {P(0, 0), P(w, 0), P(w, h), P(0, h)}, sp;
+            // Rows of 8 and 16 pixels fill whole vectors, the last one reading the
+            // last column pair.
+            for (const P& p : dp)
+                sp.push_back(P(p.x * (1 - 0.5f / w) + 0.4f, p.y * (1 - 0.5f / h) + 0.4f));
+            TriangleModel m;
+            m.create(5);
+            const int e[5][2] = {{0, 1}, {1, 2}, {2, 3}, {3, 0}, {0, 2}};
+            for (int i = 0; i < 5; i++) m.edges[i] = {e[i][0], e[i][1]};
+            m.generateTriangles();
+            Mat want, got;
+            Rect_<int> wantBox, box;
+            test::naiveWarpMesh(src, want, wantBox, sp.data(), dp.data(), m);
+            ip::warpMesh(src, got, box, sp.data(), dp.data(), &m);
+            EXPECT_TRUE(matEqual(got, want)) << "channels " << cn << " cols " << cols;
+            EXPECT_EQ(box, wantBox);
+        }
+}
+
 TEST(MeshWarp, WarpingKeepsPixelsItDoesNotReach) {
     const Mat src = randomMat(40, 40, kRGB, 8);
     std::vector<P> sp, dp;
