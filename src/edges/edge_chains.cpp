@@ -149,13 +149,12 @@ struct BandStats {
     long long hist[128] = {};
 };
 
-// Gradients, strength and orientation of one band of rows [y0, y1), fused so
-// that each row is filtered and measured while it is in cache. grdX and grdY
-// are written whole, zero outside the interior (3 from every side).
+// Gradients and strength of one band of rows [y0, y1), fused so that each row
+// is filtered and measured while it is in cache. grdX and grdY are written
+// whole, zero outside the interior (3 from every side).
 void gradientBand(unsigned char** img, int W, int H, int y0, int y1, short* grdX, short* grdY,
-                  short* strength, short* orient, BandStats& st) {
+                  short* strength, BandStats& st) {
     const int r = 3, x0 = r, x1 = W - r;
-    const short* small = smallAngleTable();
     std::vector<short> buf(size_t(W) * 8);
     short* vrow = buf.data();
     short* ring[7];
@@ -200,10 +199,8 @@ void gradientBand(unsigned char** img, int W, int H, int y0, int y1, short* grdX
                                 5);
         }
         short* so = strength + size_t(y) * W;
-        short* oo = orient + size_t(y) * W;
-        int x = detail::edgeAngleStrengthRow(gx, gy, oo, so, W, &st.nz, &st.maxS);
+        int x = detail::edgeStrengthRow(gx, gy, so, W, &st.nz, &st.maxS);
         for (; x < W; x++) {
-            oo[x] = (short)foldedAngle(gx[x], gy[x], small);
             const int v = (gx[x] < 0 ? -gx[x] : gx[x]) + (gy[x] < 0 ? -gy[x] : gy[x]);
             so[x] = (short)v;
             st.nz += v >= 1;
@@ -212,9 +209,21 @@ void gradientBand(unsigned char** img, int W, int H, int y0, int y1, short* grdX
     }
 }
 
+// Orientation (folded into 0..180) of rows [y0, y1).
+void angleBand(const short* grdX, const short* grdY, short* orient, int W, int y0, int y1) {
+    const short* small = smallAngleTable();
+    for (int y = y0; y < y1; y++) {
+        const short* gx = grdX + size_t(y) * W;
+        const short* gy = grdY + size_t(y) * W;
+        short* oo = orient + size_t(y) * W;
+        for (int x = detail::edgeAngleRow(gx, gy, oo, W); x < W; x++)
+            oo[x] = (short)foldedAngle(gx[x], gy[x], small);
+    }
+}
+
 // The 8-bit strength of rows [y0, y1) and its histogram; four interleaved
 // histograms keep runs of equal values from waiting on each other.
-void scaleBand(const short* strength, unsigned char* s8, int W, int y0, int y1, int maxS,
+void scaleBand(const short* strength, unsigned char* s8, int W, int H, int y0, int y1, int maxS,
                BandStats& st) {
     unsigned hist[4][128] = {};
     for (int y = y0; y < y1; y++) {
@@ -230,6 +239,12 @@ void scaleBand(const short* strength, unsigned char* s8, int W, int y0, int y1, 
             hist[3][out[x + 3]]++;
         }
         for (; x < W; x++) hist[0][out[x]]++;
+        // The frame counts in the histogram but is cleared for the suppression.
+        if (y == 0 || y == H - 1) {
+            std::memset(out, 0, size_t(W));
+        } else {
+            out[0] = out[W - 1] = 0;
+        }
     }
     for (int b = 0; b < 128; b++)
         st.hist[b] = (long long)hist[0][b] + hist[1][b] + hist[2][b] + hist[3][b];
@@ -889,6 +904,17 @@ private:
     int m_points = 0;
 };
 
+// Follows every chain over prepared availability bits; false when memory runs out.
+bool followAvailable(const signed char* strong, AvailBits& avail, unsigned char** edgeMap,
+                     int width, int height, unsigned char& label, MCEdgeList& list, short* stack) {
+    try {
+        FastChainFollower(strong, avail, edgeMap, width, height, label, list, stack).run();
+    } catch (...) {
+        return false;
+    }
+    return true;
+}
+
 }  // namespace
 
 bool followEdgeChains(const signed char* strong, const signed char* weak, unsigned char** edgeMap,
@@ -915,23 +941,6 @@ bool followEdgeChains(const signed char* strong, const signed char* weak, unsign
                 f.follow(x, y);
                 f.flush();
             }
-    } catch (...) {
-        ok = false;
-    }
-    delete[] stack;
-    return ok;
-}
-
-bool followEdgeChainsUnvisited(const signed char* strong, const signed char* weak,
-                               unsigned char** edgeMap, int width, int height, unsigned char& label,
-                               MCEdgeList& list) {
-    short* stack = new (std::nothrow) short[(size_t(width) * height + 1) * 2];
-    if (!stack) return false;
-    bool ok = true;
-    try {
-        AvailBits avail;
-        buildAvailBits(weak, nullptr, width, height, avail);
-        FastChainFollower(strong, avail, edgeMap, width, height, label, list, stack).run();
     } catch (...) {
         ok = false;
     }
@@ -1006,7 +1015,7 @@ int MCEdgeExtractor::edgeDataFused() {
         forBands(nBands, work, [&](int i) {
             int y0, y1;
             bandRows(i, y0, y1);
-            gradientBand(m_ppGrey, W, H, y0, y1, m_pGrdX, m_pGrdY, m_pEdgeStrength, m_pEdgeOrient,
+            gradientBand(m_ppGrey, W, H, y0, y1, m_pGrdX, m_pGrdY, m_pEdgeStrength,
                          stats[size_t(i)]);
         });
     } catch (...) {
@@ -1021,7 +1030,7 @@ int MCEdgeExtractor::edgeDataFused() {
     forBands(nBands, work, [&](int i) {
         int y0, y1;
         bandRows(i, y0, y1);
-        scaleBand(m_pEdgeStrength, m_pStrength8, W, y0, y1, maxS, stats[size_t(i)]);
+        scaleBand(m_pEdgeStrength, m_pStrength8, W, H, y0, y1, maxS, stats[size_t(i)]);
     });
     long long hist[128] = {};
     for (const BandStats& st : stats)
@@ -1029,9 +1038,7 @@ int MCEdgeExtractor::edgeDataFused() {
     const int k = histogramCut(hist, nz, m_nNonEdge);
     m_nBackground = (unsigned short)(k * maxS / 128);
 
-    unsigned char* s = m_pStrength8;
-    for (int x = 0; x < W; x++) s[x] = s[size_t(H - 1) * W + x] = 0;
-    for (int y = 0; y < H; y++) s[size_t(y) * W] = s[size_t(y) * W + W - 1] = 0;
+    const unsigned char* s = m_pStrength8;
     m_pStrong = new (std::nothrow) signed char[n];
     m_pWeak = new (std::nothrow) signed char[n];
     if (!m_pStrong || !m_pWeak) return kHysteresisFailed;
@@ -1077,12 +1084,32 @@ int MCEdgeExtractor::edgeDataFused() {
         delete[] m_pWeak;
         m_pWeak = done;
     }
+    // The edge map is all unvisited here: the weak map alone says what may be
+    // taken. The following is serial; the orientation, which nothing after it
+    // reads, is computed in bands meanwhile by the other threads.
+    detail::AvailBits avail;
+    short* stack = nullptr;
+    try {
+        detail::buildAvailBits(m_pWeak, nullptr, W, H, avail);
+        stack = new short[(n + 1) * 2];
+    } catch (...) {
+        return kExtractFailed;
+    }
+    bool ok = true;
+    forBands(nBands + 1, work, [&](int i) {
+        if (i == 0) {
+            ok = detail::followAvailable(m_pStrong, avail, m_ppEdgeMap, W, H, m_nLabel, m_edgeList,
+                                         stack);
+            return;
+        }
+        int y0, y1;
+        bandRows(i - 1, y0, y1);
+        angleBand(m_pGrdX, m_pGrdY, m_pEdgeOrient, W, y0, y1);
+    });
+    delete[] stack;
     delete[] m_pGrdX;
     delete[] m_pGrdY;
     m_pGrdX = m_pGrdY = nullptr;
-    // The edge map is all unvisited here: the weak map alone says what may be taken.
-    const bool ok = detail::followEdgeChainsUnvisited(m_pStrong, m_pWeak, m_ppEdgeMap, W, H,
-                                                      m_nLabel, m_edgeList);
     delete[] m_pStrong;
     delete[] m_pWeak;
     m_pStrong = m_pWeak = nullptr;
