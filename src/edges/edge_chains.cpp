@@ -736,51 +736,76 @@ private:
 };
 
 // Pixels still to take (weak positive and unvisited) as one bit per pixel:
-// rows of `words` 64-bit words, one more than the width needs so that eight
-// bytes read from any column stay inside the row. At an eighth of the byte
-// map it stays in cache while chains wander over the picture.
+// rows of `words` 64-bit words, one more than the width needs so that a word
+// after the one holding any column can be read. At an eighth of the byte map
+// it stays in cache while chains wander over the picture. Two more bit maps
+// say where chains start: unvisited strong pixels that can never be taken
+// (weak not positive), and unvisited strong pixels that can, which start a
+// chain only while they are still to take.
 struct AvailBits {
-    std::vector<unsigned long long> bits;
+    std::vector<unsigned long long> bits, seedAlways, seedWhileFree;
     size_t words = 0;
 };
 
-// Builds the bits from the weak map and, when given, the edge map (0 is
-// unvisited; without one every pixel counts as unvisited).
-void buildAvailBits(const signed char* weak, unsigned char* const* edgeMap, int W, int H,
-                    AvailBits& out) {
+// Builds the bits from the strong and weak maps and, when given, the edge map
+// (0 is unvisited; without one every pixel counts as unvisited).
+void buildAvailBits(const signed char* strong, const signed char* weak,
+                    unsigned char* const* edgeMap, int W, int H, AvailBits& out) {
     out.words = size_t(W + 63) / 64 + 1;
     out.bits.assign(out.words * size_t(H), 0);
+    out.seedAlways.assign(out.words * size_t(H), 0);
+    out.seedWhileFree.assign(out.words * size_t(H), 0);
     constexpr unsigned long long kLow7 = 0x7F7F7F7F7F7F7F7FULL, kHigh = 0x8080808080808080ULL;
+    // High bit of each byte that is positive: non-zero with the sign bit clear.
+    auto positive = [&](unsigned long long v) { return (((v & kLow7) + kLow7) | v) & ~v & kHigh; };
     auto nonZero = [&](unsigned long long v) { return (((v & kLow7) + kLow7) | v) & kHigh; };
+    // The eight byte flags (high bits) as eight consecutive bits.
+    auto gather = [](unsigned long long flags) {
+        return ((flags >> 7) * 0x0102040810204080ULL) >> 56;
+    };
     forRowStripes(H, (long long)W * H, [&](int y0, int y1) {
         for (int y = y0; y < y1; y++) {
             const signed char* w = weak + size_t(y) * W;
+            const signed char* st = strong + size_t(y) * W;
             const unsigned char* m = edgeMap ? edgeMap[y] : nullptr;
-            unsigned long long* o = out.bits.data() + out.words * size_t(y);
+            const size_t row = out.words * size_t(y);
+            unsigned long long* o = out.bits.data() + row;
+            unsigned long long* sa = out.seedAlways.data() + row;
+            unsigned long long* sf = out.seedWhileFree.data() + row;
             int x = 0;
             for (; x + 8 <= W; x += 8) {
-                unsigned long long v, mv = 0;
+                unsigned long long v, sv, mv = 0;
                 std::memcpy(&v, w + x, 8);
+                std::memcpy(&sv, st + x, 8);
                 if (m) std::memcpy(&mv, m + x, 8);
-                // positive: non-zero with the sign bit clear; and unvisited
-                const unsigned long long take = nonZero(v) & ~v & ~nonZero(mv) & kHigh;
-                const unsigned long long byteBits = ((take >> 7) * 0x0102040810204080ULL) >> 56;
-                o[x >> 6] |= byteBits << (x & 63);
+                const unsigned long long free = ~nonZero(mv);
+                const unsigned long long take = positive(v) & free;
+                const unsigned long long seed = positive(sv) & free;
+                o[x >> 6] |= gather(take) << (x & 63);
+                sa[x >> 6] |= gather(seed & ~take) << (x & 63);
+                sf[x >> 6] |= gather(seed & take) << (x & 63);
             }
-            for (; x < W; x++)
-                if (w[x] > 0 && (!m || m[x] == 0)) o[x >> 6] |= 1ULL << (x & 63);
+            for (; x < W; x++) {
+                const bool free = !m || m[x] == 0;
+                const bool take = w[x] > 0 && free, seed = st[x] > 0 && free;
+                const unsigned long long bit = 1ULL << (x & 63);
+                if (take) o[x >> 6] |= bit;
+                if (seed && !take) sa[x >> 6] |= bit;
+                if (seed && take) sf[x >> 6] |= bit;
+            }
         }
     });
 }
 
-// The same following over the availability bits, so a pixel's eight
-// neighbour tests are three word reads and a table; seeds are found by
-// skipping zero words of the strong map.
+// The same following over the availability bits: a pixel's eight neighbour
+// tests are three word reads and a table, the state of the pixel being
+// followed stays in registers, and seeds come from the seed bits a word at a
+// time.
 class FastChainFollower {
 public:
-    FastChainFollower(const signed char* strong, AvailBits& avail, unsigned char** edgeMap,
-                      int width, int height, unsigned char& label, MCEdgeList& list, short* stack)
-        : m_strong(strong),
+    FastChainFollower(AvailBits& avail, unsigned char** edgeMap, int width, int height,
+                      unsigned char& label, MCEdgeList& list, short* stack)
+        : m_avail(avail),
           m_map(edgeMap),
           m_width(width),
           m_height(height),
@@ -790,25 +815,38 @@ public:
           m_bits(avail.bits.data()),
           m_words(avail.words) {}
 
+    // Row-major over every pixel that starts a chain at the moment the scan
+    // reaches it: a chain may take pixels further along the same word, so the
+    // word's candidates are taken again after each chain.
     void run() {
-        const int W = m_width;
+        const size_t used = size_t(m_width + 63) / 64;
         for (int y = 0; y < m_height; y++) {
-            const signed char* row = m_strong + size_t(y) * W;
-            forNonZero(row, 0, W, [&](int x) {
-                if (row[x] > 0 && m_map[y][x] == 0) {
+            const size_t row = m_words * size_t(y);
+            for (size_t i = 0; i < used; i++) {
+                const unsigned long long always = m_avail.seedAlways[row + i];
+                const unsigned long long whileFree = m_avail.seedWhileFree[row + i];
+                if ((always | whileFree) == 0) continue;
+                unsigned long long seeds = always | (whileFree & m_bits[row + i]);
+                while (seeds != 0) {
+                    const int bit = __builtin_ctzll(seeds);
                     m_points = 0;
-                    follow(x, y);
+                    follow(int(i * 64) + bit, y);
                     flush();
+                    const unsigned long long later = bit == 63 ? 0 : ~0ULL << (bit + 1);
+                    seeds = (always | (whileFree & m_bits[row + i])) & later;
                 }
-            });
+            }
         }
     }
 
 private:
-    struct Frame {
-        short x, y;
-        unsigned char next, found, branched;
-    };
+    // A suspended pixel: x, y, the next neighbour to test, whether one was
+    // found and whether the chain branched there, in one word.
+    typedef unsigned long long Frame;
+    static Frame pack(int x, int y, unsigned next, unsigned found, unsigned branched) {
+        return Frame(unsigned(x)) | Frame(unsigned(y)) << 16 | Frame(next) << 32 |
+               Frame(found) << 36 | Frame(branched) << 37;
+    }
 
     // Bit k of entry (above | middle << 3 | below << 6), each three bits for
     // columns x - 1, x, x + 1, is set when neighbour k (following order) is.
@@ -846,52 +884,46 @@ private:
         m_points = 0;
     }
 
-    // Opens a frame on top of the first `top` ones; fields are written in
-    // place (a frame built elsewhere and copied in would be read back before
-    // its narrow stores have settled).
-    Frame* openFrame(size_t top, int x, int y) {
-        if (top == m_frames.size()) m_frames.resize(top < 1024 ? 1024 : 2 * top);
-        Frame* g = m_frames.data() + top;
-        g->x = (short)x;
-        g->y = (short)y;
-        g->next = g->found = g->branched = 0;
-        return g;
-    }
-
     void follow(int x0, int y0) {
-        size_t top = 0;  // frames below the current one
-        Frame* f = openFrame(top, x0, y0);
+        int x = x0, y = y0;
+        unsigned next = 0, found = 0, branched = 0;
+        size_t top = 0;  // suspended pixels
         for (;;) {
             // All eight neighbours at once, without a branch per neighbour:
-            // nothing changes between two tests of one frame unless a child
+            // nothing changes between two tests of one pixel unless a child
             // was followed, after which the mask is taken again.
-            const unsigned mask = availableAround(f->x, f->y) & (0xFFu << f->next);
+            const unsigned mask = availableAround(x, y) & (0xFFu << next);
             if (mask != 0) {
                 const int k = __builtin_ctz(mask);
-                f->next = (unsigned char)(k + 1);
-                if (f->found) {
+                if (found) {
                     flush();
-                    f->branched = 1;
+                    branched = 1;
                 }
-                f->found = 1;
-                const int nx = f->x + kFollowDx[k], ny = f->y + kFollowDy[k];
-                m_map[ny][nx] = m_label;
-                m_bits[m_words * size_t(ny) + size_t(nx >> 6)] &= ~(1ULL << (nx & 63));
-                f = openFrame(++top, nx, ny);
+                if (top == m_frames.size()) m_frames.resize(top < 1024 ? 1024 : 2 * top);
+                m_frames[top++] = pack(x, y, unsigned(k + 1), 1, branched);
+                x += kFollowDx[k];
+                y += kFollowDy[k];
+                m_map[y][x] = m_label;
+                m_bits[m_words * size_t(y) + size_t(x >> 6)] &= ~(1ULL << (x & 63));
+                next = found = branched = 0;
                 continue;
             }
-            m_stack[0] = f->x;
-            m_stack[1] = f->y;
+            m_stack[0] = (short)x;
+            m_stack[1] = (short)y;
             m_stack += 2;
             m_points++;
-            const bool branched = f->branched != 0;
             if (branched) flush();
             if (top == 0) break;
-            f = m_frames.data() + --top;
+            const Frame f = m_frames[--top];
+            x = int(f & 0xFFFF);
+            y = int((f >> 16) & 0xFFFF);
+            next = unsigned(f >> 32) & 15u;
+            found = unsigned(f >> 36) & 1u;
+            branched = unsigned(f >> 37) & 1u;
         }
     }
 
-    const signed char* m_strong;
+    AvailBits& m_avail;
     unsigned char** m_map;
     int m_width, m_height;
     unsigned char& m_label;
@@ -905,10 +937,10 @@ private:
 };
 
 // Follows every chain over prepared availability bits; false when memory runs out.
-bool followAvailable(const signed char* strong, AvailBits& avail, unsigned char** edgeMap,
-                     int width, int height, unsigned char& label, MCEdgeList& list, short* stack) {
+bool followAvailable(AvailBits& avail, unsigned char** edgeMap, int width, int height,
+                     unsigned char& label, MCEdgeList& list, short* stack) {
     try {
-        FastChainFollower(strong, avail, edgeMap, width, height, label, list, stack).run();
+        FastChainFollower(avail, edgeMap, width, height, label, list, stack).run();
     } catch (...) {
         return false;
     }
@@ -928,8 +960,8 @@ bool followEdgeChains(const signed char* strong, const signed char* weak, unsign
     try {
         if (useOptimized()) {
             AvailBits avail;
-            buildAvailBits(weak, edgeMap, width, height, avail);
-            FastChainFollower(strong, avail, edgeMap, width, height, label, list, stack).run();
+            buildAvailBits(strong, weak, edgeMap, width, height, avail);
+            FastChainFollower(avail, edgeMap, width, height, label, list, stack).run();
             delete[] stack;
             return true;
         }
@@ -1090,7 +1122,7 @@ int MCEdgeExtractor::edgeDataFused() {
     detail::AvailBits avail;
     short* stack = nullptr;
     try {
-        detail::buildAvailBits(m_pWeak, nullptr, W, H, avail);
+        detail::buildAvailBits(m_pStrong, m_pWeak, nullptr, W, H, avail);
         stack = new short[(n + 1) * 2];
     } catch (...) {
         return kExtractFailed;
@@ -1098,8 +1130,7 @@ int MCEdgeExtractor::edgeDataFused() {
     bool ok = true;
     forBands(nBands + 1, work, [&](int i) {
         if (i == 0) {
-            ok = detail::followAvailable(m_pStrong, avail, m_ppEdgeMap, W, H, m_nLabel, m_edgeList,
-                                         stack);
+            ok = detail::followAvailable(avail, m_ppEdgeMap, W, H, m_nLabel, m_edgeList, stack);
             return;
         }
         int y0, y1;
