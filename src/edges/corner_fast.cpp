@@ -274,9 +274,16 @@ void cornerFast(const Mat& image, int threshold, int arcLength, int suppressFlag
             parts[0].found.swap(kept);
         }
     }
+    // One allocation for the joined list rather than a growth step per stripe.
+    size_t total = 0;
+    for (const Stripe& s : parts) total += s.found.size();
     corners.removeAll();
-    for (const Stripe& s : parts)
-        if (!s.found.empty()) corners.append(s.found.data(), int(s.found.size()));
+    if (total == 0 || !corners.setSize(int(total))) return;
+    Point2_<int>* out = corners.getData();
+    for (const Stripe& s : parts) {
+        std::copy(s.found.begin(), s.found.end(), out);
+        out += s.found.size();
+    }
 }
 
 }  // namespace ip
