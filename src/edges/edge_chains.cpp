@@ -840,12 +840,13 @@ public:
     }
 
 private:
-    // A suspended pixel: x, y, the next neighbour to test, whether one was
-    // found and whether the chain branched there, in one word.
+    // A suspended pixel: x, y, the neighbours that were still free after the
+    // one being followed, and whether the chain branched there, in one word.
+    // A suspended pixel has always found a neighbour.
     typedef unsigned long long Frame;
-    static Frame pack(int x, int y, unsigned next, unsigned found, unsigned branched) {
-        return Frame(unsigned(x)) | Frame(unsigned(y)) << 16 | Frame(next) << 32 |
-               Frame(found) << 36 | Frame(branched) << 37;
+    static Frame pack(int x, int y, unsigned rest, unsigned branched) {
+        return Frame(unsigned(x)) | Frame(unsigned(y)) << 16 | Frame(rest) << 32 |
+               Frame(branched) << 40;
     }
 
     // Bit k of entry (above | middle << 3 | below << 6), each three bits for
@@ -886,13 +887,11 @@ private:
 
     void follow(int x0, int y0) {
         int x = x0, y = y0;
-        unsigned next = 0, found = 0, branched = 0;
+        unsigned found = 0, branched = 0;
+        // All eight neighbours at once, without a branch per neighbour.
+        unsigned mask = availableAround(x, y);
         size_t top = 0;  // suspended pixels
         for (;;) {
-            // All eight neighbours at once, without a branch per neighbour:
-            // nothing changes between two tests of one pixel unless a child
-            // was followed, after which the mask is taken again.
-            const unsigned mask = availableAround(x, y) & (0xFFu << next);
             if (mask != 0) {
                 const int k = __builtin_ctz(mask);
                 if (found) {
@@ -900,12 +899,13 @@ private:
                     branched = 1;
                 }
                 if (top == m_frames.size()) m_frames.resize(top < 1024 ? 1024 : 2 * top);
-                m_frames[top++] = pack(x, y, unsigned(k + 1), 1, branched);
+                m_frames[top++] = pack(x, y, mask & (mask - 1), branched);
                 x += kFollowDx[k];
                 y += kFollowDy[k];
                 m_map[y][x] = m_label;
                 m_bits[m_words * size_t(y) + size_t(x >> 6)] &= ~(1ULL << (x & 63));
-                next = found = branched = 0;
+                found = branched = 0;
+                mask = availableAround(x, y);
                 continue;
             }
             m_stack[0] = (short)x;
@@ -917,9 +917,13 @@ private:
             const Frame f = m_frames[--top];
             x = int(f & 0xFFFF);
             y = int((f >> 16) & 0xFFFF);
-            next = unsigned(f >> 32) & 15u;
-            found = unsigned(f >> 36) & 1u;
-            branched = unsigned(f >> 37) & 1u;
+            const unsigned rest = unsigned(f >> 32) & 0xFFu;
+            branched = unsigned(f >> 40) & 1u;
+            found = 1;
+            // Following takes pixels and never frees one: a neighbour not free
+            // when the pixel was suspended is not free now, so only those that
+            // were need a look (none, along a plain chain).
+            mask = rest != 0 ? availableAround(x, y) & rest : 0;
         }
     }
 
