@@ -158,8 +158,8 @@ const Operation kRows[] = {
 };
 
 const DemoStep kDemo[] = {
-    {"shapes.png", "outer contours simplified to polygons, with their hulls", "", "shapes",
-     "--sigma 1.5 --low 40 --high 120 --eps 3 --draw polygon,hull --min-points 80", 990},
+    {"shapes.png", "outer contours simplified to polygons around cup, saucer and spoon", "",
+     "shapes", "--sigma 2 --low 15 --high 50 --eps 3 --draw polygon --min-points 200", 990},
 };
 
 }  // namespace
