@@ -1027,10 +1027,10 @@ int MCEdgeExtractor::GetEdgeData() {
 }
 
 // The same pipeline with the passes fused into sweeps over row bands
-// (gradients with strength and angle; the 8-bit strength with its histogram;
+// (gradients with strength; the 8-bit strength with its histogram;
 // suppression with both thresholds; staircase removal) and vector kernels
-// inside; the following stays serial. The results are those of the
-// step-by-step route.
+// inside; the following stays serial, with the orientation computed beside
+// it. The results are those of the step-by-step route.
 int MCEdgeExtractor::edgeDataFused() {
     const int W = m_nWidth, H = m_nHeight;
     const size_t n = size_t(W) * H;
