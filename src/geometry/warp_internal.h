@@ -67,14 +67,16 @@ inline void warpPixel8u(const ByteImage& s, float sx, float sy, uint8_t* d) {
                                    r1[x1 * cn + k], fx, fy);
 }
 
-// One row of the byte affine warp: pixel j at (sx[j], sy[j]) (the scalar
-// running sums), n pixels, cn 1 to 4, source at least 2 x 2.
-void warpAffineRow8u(const ByteImage& s, const float* sx, const float* sy, uint8_t* dst, int n);
+// One row of the byte affine warp: pixel j at the running float sums
+// sx0 + ax + ... + ax and sy0 + ay + ... (j steps, each rounded, as the
+// scalar loop adds them), n pixels, cn 1 to 4, source at least 2 x 2.
+void warpAffineRow8u(const ByteImage& s, float sx0, float sy0, float ax, float ay, uint8_t* dst,
+                     int n);
 
 // One row of the float affine warp (edges repeated, float weights), cn 1 to 4;
-// `pitch` in floats.
-void warpAffineRow32f(const float* base, int32_t pitch, int cols, int rows, int cn, const float* sx,
-                      const float* sy, float* dst, int n);
+// `pitch` in floats; positions as for the byte row.
+void warpAffineRow32f(const float* base, int32_t pitch, int cols, int rows, int cn, float sx0,
+                      float sy0, float ax, float ay, float* dst, int n);
 
 // One row of the byte perspective warp from the running sums X, Y, W of each
 // pixel: only pixels whose position lies inside are written. Source at least 2 x 2.

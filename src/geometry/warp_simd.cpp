@@ -13,6 +13,7 @@
 #include "hwy/highway.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include "geometry/warp_internal.h"
@@ -167,22 +168,97 @@ inline VI fixedVec(VF v, int n) {
     return hn::IfThenElse(high, hn::Set(di, (n - 1) * 1024 - 1024), hn::IfThenElseZero(pos, in));
 }
 
-void WarpAffineRow8u(const ByteImage& s, const float* sx, const float* sy, uint8_t* dst, int n) {
+// The running float sum s, s + a, (s + a) + a, ... of the scalar loops, a
+// vector of lanes at a time and bit for bit. Inside one binade the floats are
+// evenly spaced by u, so adding a (not a half multiple of u) moves a value by
+// round(a / u) steps of u, the same count every time: while a group of sums
+// stays strictly inside the binade, sum k has the bit pattern of the first
+// plus k times that count. Groups that leave the binade, cross zero, meet a
+// tie or a non-finite value are summed one by one.
+class RunningSum {
+public:
+    RunningSum(float s, float a) : s_(s), a_(a) {}
+
+    // The next Lanes(df) sums; the state moves past them.
+    VF next() {
+        const DF df;
+        const DI di;
+        const int N = int(hn::Lanes(df));
+        uint32_t b;
+        std::memcpy(&b, &s_, 4);
+        const uint32_t m = b & 0x7FFFFFFFu;
+        const int e = int(m >> 23);
+        if (e != 0 && e != 255) {
+            if (e != e_) {
+                e_ = e;
+                stepOk_ = stepFor(e, step_);
+            }
+            const int64_t d = (b >> 31) ? -int64_t(step_) : int64_t(step_);
+            if (stepOk_ && inside(int64_t(m) + d, e) && inside(int64_t(m) + N * d, e)) {
+                const VI bits = hn::Add(hn::Set(di, int32_t(b)),
+                                        hn::Mul(hn::Iota(di, 0), hn::Set(di, int32_t(d))));
+                const uint32_t nb = uint32_t(int64_t(b) + N * d);
+                std::memcpy(&s_, &nb, 4);
+                return hn::BitCast(df, bits);
+            }
+        }
+        HWY_ALIGN float t[hn::MaxLanes(df)];
+        for (int i = 0; i < N; i++) {
+            t[i] = s_;
+            s_ += a_;
+        }
+        return hn::Load(df, t);
+    }
+    // The next single sum.
+    float nextOne() {
+        const float v = s_;
+        s_ += a_;
+        return v;
+    }
+
+private:
+    static bool inside(int64_t m, int e) { return (m >> 23) == e && (m & 0x7FFFFF) != 0; }
+    // round(a / u) for the binade of exponent field e; false on a tie or a
+    // step too large to matter.
+    bool stepFor(int e, int32_t& step) const {
+        if (!(std::fabs(a_) <= 3.0e38f)) return false;
+        const double t = std::ldexp(double(a_), 150 - e);  // a / u, exact
+        if (!(std::fabs(t) < 16777216.0)) return false;
+        const double f = std::floor(t);
+        if (t - f == 0.5) return false;
+        step = int32_t(t - f < 0.5 ? f : f + 1.0);
+        return true;
+    }
+
+    float s_, a_;
+    int e_ = -1;
+    int32_t step_ = 0;
+    bool stepOk_ = false;
+};
+
+template <int CN>
+void affineRow8u(const ByteImage& s, float sx0, float sy0, float ax, float ay, uint8_t* dst,
+                 int n) {
     const DI di;
-    const DF df;
-    const int N = int(hn::Lanes(di)), cn = s.cn;
+    const int N = int(hn::Lanes(di)), cn = CN;
+    RunningSum gx(sx0, ax), gy(sy0, ay);
     const VI safe = hn::Set(di, safeOffset(s) + 1), vp = hn::Set(di, s.pitch),
              vcn = hn::Set(di, cn);
     const VI m1023 = hn::Set(di, 1023);
     int j = 0;
     for (; j + N <= n; j += N) {
-        const VI x = fixedVec(hn::LoadU(df, sx + j), s.cols);
-        const VI y = fixedVec(hn::LoadU(df, sy + j), s.rows);
+        const VF vx = gx.next(), vy = gy.next();
+        const VI x = fixedVec(vx, s.cols);
+        const VI y = fixedVec(vy, s.rows);
         const VI off =
             hn::Add(hn::Mul(hn::ShiftRight<10>(y), vp), hn::Mul(hn::ShiftRight<10>(x), vcn));
         uint8_t* d = dst + size_t(j) * cn;
         if (!hn::AllTrue(di, hn::Lt(off, safe))) {
-            for (int e = 0; e < N; e++) warpPixel8u(s, sx[j + e], sy[j + e], d + e * cn);
+            const DF df;
+            HWY_ALIGN float px[hn::MaxLanes(df)], py[hn::MaxLanes(df)];
+            hn::Store(vx, df, px);
+            hn::Store(vy, df, py);
+            for (int e = 0; e < N; e++) warpPixel8u(s, px[e], py[e], d + e * cn);
             continue;
         }
         const Weights10 w = weights10(hn::And(x, m1023), hn::And(y, m1023));
@@ -193,7 +269,24 @@ void WarpAffineRow8u(const ByteImage& s, const float* sx, const float* sy, uint8
         const VI c3 = cn > 3 ? bilinear10Vec(q, w, cn, 3) : c0;
         storeBytes(c0, c1, c2, c3, cn, d);
     }
-    for (; j < n; j++) warpPixel8u(s, sx[j], sy[j], dst + size_t(j) * cn);
+    for (; j < n; j++) {
+        const float x = gx.nextOne(), y = gy.nextOne();
+        warpPixel8u(s, x, y, dst + size_t(j) * cn);
+    }
+}
+
+void WarpAffineRow8u(const ByteImage& s, float sx0, float sy0, float ax, float ay, uint8_t* dst,
+                     int n) {
+    switch (s.cn) {
+        case 1:
+            return affineRow8u<1>(s, sx0, sy0, ax, ay, dst, n);
+        case 2:
+            return affineRow8u<2>(s, sx0, sy0, ax, ay, dst, n);
+        case 3:
+            return affineRow8u<3>(s, sx0, sy0, ax, ay, dst, n);
+        default:
+            return affineRow8u<4>(s, sx0, sy0, ax, ay, dst, n);
+    }
 }
 
 // Float position clamped to 0 .. n - 1 (NaN to 0): taps and fraction.
@@ -229,18 +322,19 @@ inline void floatPixel(const float* base, int32_t pitch, int cols, int rows, int
     }
 }
 
-void WarpAffineRow32f(const float* base, int32_t pitch, int cols, int rows, int cn, const float* sx,
-                      const float* sy, float* dst, int n) {
+void WarpAffineRow32f(const float* base, int32_t pitch, int cols, int rows, int cn, float sx0,
+                      float sy0, float ax, float ay, float* dst, int n) {
     const DI di;
     const DF df;
     const int N = int(hn::Lanes(di));
     const VI vp = hn::Set(di, pitch), vcn = hn::Set(di, cn);
+    RunningSum gx(sx0, ax), gy(sy0, ay);
     int j = 0;
     for (; j + N <= n; j += N) {
         VI x0, x1, y0, y1;
         VF fx, fy;
-        floatPosVec(hn::LoadU(df, sx + j), cols, x0, x1, fx);
-        floatPosVec(hn::LoadU(df, sy + j), rows, y0, y1, fy);
+        floatPosVec(gx.next(), cols, x0, x1, fx);
+        floatPosVec(gy.next(), rows, y0, y1, fy);
         const VI r0 = hn::Mul(y0, vp), r1 = hn::Mul(y1, vp);
         const VI c0 = hn::Mul(x0, vcn), c1 = hn::Mul(x1, vcn);
         const VI i00 = hn::Add(r0, c0), i01 = hn::Add(r0, c1);
@@ -269,7 +363,10 @@ void WarpAffineRow32f(const float* base, int32_t pitch, int cols, int rows, int 
             hn::StoreInterleaved4(v0, v1, v2, channel(3), df, d);
         }
     }
-    for (; j < n; j++) floatPixel(base, pitch, cols, rows, cn, sx[j], sy[j], dst + size_t(j) * cn);
+    for (; j < n; j++) {
+        const float x = gx.nextOne(), y = gy.nextOne();
+        floatPixel(base, pitch, cols, rows, cn, x, y, dst + size_t(j) * cn);
+    }
 }
 
 void WarpPerspectiveRow8u(const ByteImage& s, const float* X, const float* Y, const float* W,
@@ -626,12 +723,13 @@ void quarterTurnBlock(const uint8_t* const* src, uint8_t* const* dst, int es, in
     HWY_DYNAMIC_DISPATCH(QuarterTurnBlock)(src, dst, es, type, rows, cols, y0, y1, x0, x1);
 }
 
-void warpAffineRow8u(const ByteImage& s, const float* sx, const float* sy, uint8_t* dst, int n) {
-    HWY_DYNAMIC_DISPATCH(WarpAffineRow8u)(s, sx, sy, dst, n);
+void warpAffineRow8u(const ByteImage& s, float sx0, float sy0, float ax, float ay, uint8_t* dst,
+                     int n) {
+    HWY_DYNAMIC_DISPATCH(WarpAffineRow8u)(s, sx0, sy0, ax, ay, dst, n);
 }
-void warpAffineRow32f(const float* base, int32_t pitch, int cols, int rows, int cn, const float* sx,
-                      const float* sy, float* dst, int n) {
-    HWY_DYNAMIC_DISPATCH(WarpAffineRow32f)(base, pitch, cols, rows, cn, sx, sy, dst, n);
+void warpAffineRow32f(const float* base, int32_t pitch, int cols, int rows, int cn, float sx0,
+                      float sy0, float ax, float ay, float* dst, int n) {
+    HWY_DYNAMIC_DISPATCH(WarpAffineRow32f)(base, pitch, cols, rows, cn, sx0, sy0, ax, ay, dst, n);
 }
 void warpPerspectiveRow8u(const ByteImage& s, const float* X, const float* Y, const float* W,
                           uint8_t* dst, int n) {
