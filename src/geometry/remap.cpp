@@ -243,16 +243,20 @@ const uint32_t* packedLinear() {
 constexpr int kScalarRun = 16;
 
 // The linear byte routine through the vector kernel: runs of positions whose
-// 2 x 2 taps lie inside go to the kernel; the group that stops it takes the
-// scalar routine. Same sums, same bytes.
+// 2 x 2 taps lie inside (or any positions under the fill and clamp borders)
+// go to the kernel; the group that stops it takes the scalar routine. Same
+// sums, same bytes.
 void remapLinearRowVector(const RemapParams& p, const ByteImage& img, const short* xy,
                           const unsigned short* a, unsigned char* d, int n) {
     const uint32_t* packed = packedLinear();
     const int cn = img.cn;
+    unsigned char fill[4];
+    for (int k = 0; k < cn; k++) fill[k] = saturate_cast<unsigned char>(p.value[k % 4]);
+    const int edge = p.border == BorderFill ? 1 : p.border == BorderClamp ? 2 : 0;
     int x = 0;
     while (x < n) {
-        x += remapLinearRow8u(img, xy + 2 * x, a ? a + x : nullptr, packed, d + size_t(x) * cn,
-                              n - x);
+        x += remapLinearRow8u(img, xy + 2 * x, a ? a + x : nullptr, packed, edge, fill,
+                              d + size_t(x) * cn, n - x);
         if (x >= n) break;
         const int m = std::min(kScalarRun, n - x);
         remapRow<unsigned char>(p, xy + 2 * x, a ? a + x : nullptr, d + size_t(x) * cn, m);

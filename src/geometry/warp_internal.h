@@ -84,12 +84,13 @@ void warpPerspectiveRow8u(const ByteImage& s, const float* X, const float* Y, co
                           uint8_t* dst, int n);
 
 // remap's linear byte routine on a leading part of n positions (xy pairs,
-// fraction codes a or null): stops at the first group of positions holding
-// one whose 2 x 2 taps are not all inside (or would read past `readable`).
-// `packed` holds each code's four weights as two (low, high) 16-bit pairs.
-// Returns how many positions it wrote.
+// fraction codes a or null). Taps outside the source read fill[k] (edge 1)
+// or the nearest edge pixel (edge 2); with edge 0 it stops at the first group
+// of positions holding one whose 2 x 2 taps are not all inside. It also stops
+// at a group that would read past `readable`. `packed` holds each code's four
+// weights as two (low, high) 16-bit pairs. Returns how many positions it wrote.
 int remapLinearRow8u(const ByteImage& s, const short* xy, const unsigned short* a,
-                     const uint32_t* packed, uint8_t* dst, int n);
+                     const uint32_t* packed, int edge, const uint8_t* fill, uint8_t* dst, int n);
 
 // Map coordinates to tile positions and fraction codes (round(v 32), ties up)
 // for a leading part of n positions; x[i * step], y[i * step]. Stops at the

@@ -112,6 +112,36 @@ inline VI bilinear10Vec(const Quad& q, const Weights10& w, int cn, int k) {
     return hn::Min(hn::ShiftRight<20>(s), hn::Set(di, 255));
 }
 
+#if HWY_ARCH_X86 && HWY_TARGET != HWY_SCALAR
+// The one-channel bilinear as two pairwise 16-bit products and one blend of
+// the rows: top = p00 (1024 - fx) + p01 fx, bottom likewise, then
+// top (1024 - fy) + bottom fy, the same integer sum as bilinear10 (at most
+// 255 << 20, so no clamp is needed). The 16-bit pair products are the x86
+// pairwise multiply-add, whose lane pairing is fixed there.
+inline VI bilinearGrey(const uint8_t* base, VI off, int32_t pitch, VI fx, VI fy) {
+    const DI di;
+    const hn::Repartition<uint8_t, DI> du8;
+    const hn::Repartition<int16_t, DI> di16;
+    const int32_t* b = reinterpret_cast<const int32_t*>(base);
+    // Bytes 0 and 1 of each lane widened to two 16-bit halves.
+    const VI pick =
+        hn::Add(hn::Mul(hn::And(hn::Iota(di, 0), hn::Set(di, 3)), hn::Set(di, 0x00040004)),
+                hn::Set(di, int32_t(0x80018000u)));
+    const auto idx = hn::BitCast(du8, pick);
+    const VI g0 = hn::GatherOffset(di, b, off);
+    const VI g1 = hn::GatherOffset(di, b, hn::Add(off, hn::Set(di, pitch)));
+    const auto p0 = hn::BitCast(di16, hn::TableLookupBytesOr0(hn::BitCast(du8, g0), idx));
+    const auto p1 = hn::BitCast(di16, hn::TableLookupBytesOr0(hn::BitCast(du8, g1), idx));
+    const auto wx =
+        hn::BitCast(di16, hn::Or(hn::Sub(hn::Set(di, 1024), fx), hn::ShiftLeft<16>(fx)));
+    VI unused = hn::Zero(di);
+    const VI top = hn::ReorderWidenMulAccumulate(di, p0, wx, hn::Zero(di), unused);
+    const VI bottom = hn::ReorderWidenMulAccumulate(di, p1, wx, hn::Zero(di), unused);
+    const VI v = hn::Add(hn::ShiftLeft<10>(top), hn::Mul(hn::Sub(bottom, top), fy));
+    return hn::ShiftRight<20>(v);
+}
+#endif
+
 // Stores channel vectors c0..c3 (cn of them) interleaved as bytes.
 inline void storeBytes(VI c0, VI c1, VI c2, VI c3, int cn, uint8_t* d) {
     const D8 d8;
@@ -261,6 +291,13 @@ void affineRow8u(const ByteImage& s, float sx0, float sy0, float ax, float ay, u
             for (int e = 0; e < N; e++) warpPixel8u(s, px[e], py[e], d + e * cn);
             continue;
         }
+#if HWY_ARCH_X86 && HWY_TARGET != HWY_SCALAR
+        if constexpr (CN == 1) {
+            const VI v = bilinearGrey(s.base, off, s.pitch, hn::And(x, m1023), hn::And(y, m1023));
+            storeBytes(v, v, v, v, 1, d);
+            continue;
+        }
+#endif
         const Weights10 w = weights10(hn::And(x, m1023), hn::And(y, m1023));
         const Quad q = gatherQuad(s.base, off, s.pitch, cn);
         const VI c0 = bilinear10Vec(q, w, cn, 0);
@@ -420,18 +457,32 @@ void WarpPerspectiveRow8u(const ByteImage& s, const float* X, const float* Y, co
     for (; j < n; j++) perspectivePixel8u(s, X[j], Y[j], W[j], dst + size_t(j) * cn);
 }
 
-int RemapLinearRow8u(const ByteImage& s, const short* xy, const unsigned short* a,
-                     const uint32_t* packed, uint8_t* dst, int n) {
+// One tap row of the edge path: bytes at the clamped positions (yc, xc),
+// channel k of each lane, or the fill value where the tap lies outside.
+template <int CN>
+inline VI edgeSample(const uint8_t* base, VI off, hn::Mask<DI> valid, int k, VI fillK) {
+    const DI di;
+    const VI g = hn::GatherOffset(di, reinterpret_cast<const int32_t*>(base), off);
+    return hn::IfThenElse(valid, byteOf(g, k), fillK);
+}
+
+template <int CN>
+int remapLinear8u(const ByteImage& s, const short* xy, const unsigned short* a,
+                  const uint32_t* packed, int edge, const uint8_t* fill, uint8_t* dst, int n) {
     const DI di;
     const D16 d16;
     const DU16 du16;
-    const int N = int(hn::Lanes(di)), cn = s.cn;
+    const int N = int(hn::Lanes(di)), cn = CN;
     const VI safe = hn::Set(di, safeOffset(s) + 1), vp = hn::Set(di, s.pitch),
              vcn = hn::Set(di, cn);
+    // Edge taps read four bytes at any pixel: offsets must stay below this.
+    const VI safe1 = hn::Set(di, s.readable - 3);
     const VI endX = hn::Set(di, s.cols - 1), endY = hn::Set(di, s.rows - 1), zero = hn::Zero(di);
-    const VI minus1 = hn::Set(di, -1);
+    const VI minus1 = hn::Set(di, -1), one = hn::Set(di, 1);
     const VI m1023 = hn::Set(di, 1023), mlow = hn::Set(di, 0xFFFF), half = hn::Set(di, 1 << 14);
     const VI m255 = hn::Set(di, 255);
+    VI fills[4];
+    for (int k = 0; k < 4; k++) fills[k] = hn::Set(di, fill && k < cn ? int32_t(fill[k]) : 0);
     const int32_t* tab = reinterpret_cast<const int32_t*>(packed);
     int j = 0;
     for (; j + N <= n; j += N) {
@@ -440,30 +491,80 @@ int RemapLinearRow8u(const ByteImage& s, const short* xy, const unsigned short* 
         const VI x = hn::PromoteTo(di, vx), y = hn::PromoteTo(di, vy);
         const auto in = hn::And(hn::And(hn::Gt(x, minus1), hn::Lt(x, endX)),
                                 hn::And(hn::Gt(y, minus1), hn::Lt(y, endY)));
-        if (!hn::AllTrue(di, in)) break;
+        const bool allIn = hn::AllTrue(di, in);
+        if (!allIn && edge == 0) break;
         const VI off = hn::Add(hn::Mul(y, vp), hn::Mul(x, vcn));
-        if (!hn::AllTrue(di, hn::Lt(off, safe))) break;
+        if (allIn && !hn::AllTrue(di, hn::Lt(off, safe))) break;
         const VI code = a ? hn::And(hn::PromoteTo(di, hn::LoadU(du16, a + j)), m1023) : zero;
         const VI i2 = hn::Add(code, code);
         const VI wa = hn::GatherIndex(di, tab, i2);
-        const VI wb = hn::GatherIndex(di, tab, hn::Add(i2, hn::Set(di, 1)));
+        const VI wb = hn::GatherIndex(di, tab, hn::Add(i2, one));
         const VI w0 = hn::And(wa, mlow), w1 = hn::And(hn::ShiftRight<16>(wa), mlow);
         const VI w2 = hn::And(wb, mlow), w3 = hn::And(hn::ShiftRight<16>(wb), mlow);
-        const Quad q = gatherQuad(s.base, off, s.pitch, cn);
-        auto channel = [&](int k) {
-            VI p00, p01, p10, p11;
-            samplesOf(q, cn, k, p00, p01, p10, p11);
-            const VI sum = hn::Add(hn::Add(hn::Mul(w0, p00), hn::Mul(w1, p01)),
-                                   hn::Add(hn::Mul(w2, p10), hn::Mul(w3, p11)));
+        auto finish = [&](VI sum) {
             return hn::Max(hn::Min(hn::ShiftRight<15>(hn::Add(sum, half)), m255), zero);
         };
-        const VI c0 = channel(0);
-        const VI c1 = cn > 1 ? channel(1) : c0;
-        const VI c2 = cn > 2 ? channel(2) : c0;
-        const VI c3 = cn > 3 ? channel(3) : c0;
-        storeBytes(c0, c1, c2, c3, cn, dst + size_t(j) * cn);
+        VI c[4];
+        if (allIn) {
+            const Quad q = gatherQuad(s.base, off, s.pitch, cn);
+            for (int k = 0; k < cn; k++) {
+                VI p00, p01, p10, p11;
+                samplesOf(q, cn, k, p00, p01, p10, p11);
+                c[k] = finish(hn::Add(hn::Add(hn::Mul(w0, p00), hn::Mul(w1, p01)),
+                                      hn::Add(hn::Mul(w2, p10), hn::Mul(w3, p11))));
+            }
+        } else {
+            // Taps outside read the fill value (edge 1) or the nearest edge
+            // pixel (edge 2); each tap is gathered at its clamped position.
+            const VI x1 = hn::Add(x, one), y1 = hn::Add(y, one);
+            auto clampTo = [&](VI v, VI end) { return hn::Min(hn::Max(v, zero), end); };
+            auto validIn = [&](VI v, VI end) {
+                return hn::And(hn::Gt(v, minus1), hn::Not(hn::Gt(v, end)));
+            };
+            const VI cx0 = hn::Mul(clampTo(x, endX), vcn), cx1 = hn::Mul(clampTo(x1, endX), vcn);
+            const VI ry0 = hn::Mul(clampTo(y, endY), vp), ry1 = hn::Mul(clampTo(y1, endY), vp);
+            const VI o00 = hn::Add(ry0, cx0), o01 = hn::Add(ry0, cx1);
+            const VI o10 = hn::Add(ry1, cx0), o11 = hn::Add(ry1, cx1);
+            if (!hn::AllTrue(di, hn::Lt(hn::Max(hn::Max(o00, o01), hn::Max(o10, o11)), safe1)))
+                break;
+            auto all = hn::Eq(zero, zero);
+            const auto vx0 = edge == 1 ? validIn(x, endX) : all;
+            const auto vx1 = edge == 1 ? validIn(x1, endX) : all;
+            const auto vy0 = edge == 1 ? validIn(y, endY) : all;
+            const auto vy1 = edge == 1 ? validIn(y1, endY) : all;
+            const auto v00 = hn::And(vy0, vx0), v01 = hn::And(vy0, vx1);
+            const auto v10 = hn::And(vy1, vx0), v11 = hn::And(vy1, vx1);
+            const VI g00 = hn::GatherOffset(di, reinterpret_cast<const int32_t*>(s.base), o00);
+            const VI g01 = hn::GatherOffset(di, reinterpret_cast<const int32_t*>(s.base), o01);
+            const VI g10 = hn::GatherOffset(di, reinterpret_cast<const int32_t*>(s.base), o10);
+            const VI g11 = hn::GatherOffset(di, reinterpret_cast<const int32_t*>(s.base), o11);
+            for (int k = 0; k < cn; k++) {
+                const VI p00 = hn::IfThenElse(v00, byteOf(g00, k), fills[k]);
+                const VI p01 = hn::IfThenElse(v01, byteOf(g01, k), fills[k]);
+                const VI p10 = hn::IfThenElse(v10, byteOf(g10, k), fills[k]);
+                const VI p11 = hn::IfThenElse(v11, byteOf(g11, k), fills[k]);
+                c[k] = finish(hn::Add(hn::Add(hn::Mul(w0, p00), hn::Mul(w1, p01)),
+                                      hn::Add(hn::Mul(w2, p10), hn::Mul(w3, p11))));
+            }
+        }
+        for (int k = cn; k < 4; k++) c[k] = c[0];
+        storeBytes(c[0], c[1], c[2], c[3], cn, dst + size_t(j) * cn);
     }
     return j;
+}
+
+int RemapLinearRow8u(const ByteImage& s, const short* xy, const unsigned short* a,
+                     const uint32_t* packed, int edge, const uint8_t* fill, uint8_t* dst, int n) {
+    switch (s.cn) {
+        case 1:
+            return remapLinear8u<1>(s, xy, a, packed, edge, fill, dst, n);
+        case 2:
+            return remapLinear8u<2>(s, xy, a, packed, edge, fill, dst, n);
+        case 3:
+            return remapLinear8u<3>(s, xy, a, packed, edge, fill, dst, n);
+        default:
+            return remapLinear8u<4>(s, xy, a, packed, edge, fill, dst, n);
+    }
 }
 
 int MapToFixed(const float* x, const float* y, int step, short* xy, unsigned short* a, int n) {
@@ -736,8 +837,8 @@ void warpPerspectiveRow8u(const ByteImage& s, const float* X, const float* Y, co
     HWY_DYNAMIC_DISPATCH(WarpPerspectiveRow8u)(s, X, Y, W, dst, n);
 }
 int remapLinearRow8u(const ByteImage& s, const short* xy, const unsigned short* a,
-                     const uint32_t* packed, uint8_t* dst, int n) {
-    return HWY_DYNAMIC_DISPATCH(RemapLinearRow8u)(s, xy, a, packed, dst, n);
+                     const uint32_t* packed, int edge, const uint8_t* fill, uint8_t* dst, int n) {
+    return HWY_DYNAMIC_DISPATCH(RemapLinearRow8u)(s, xy, a, packed, edge, fill, dst, n);
 }
 int mapToFixed(const float* x, const float* y, int step, short* xy, unsigned short* a, int n) {
     return HWY_DYNAMIC_DISPATCH(MapToFixed)(x, y, step, xy, a, n);
