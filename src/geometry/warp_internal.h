@@ -92,6 +92,14 @@ void warpPerspectiveRow8u(const ByteImage& s, const float* X, const float* Y, co
 int remapLinearRow8u(const ByteImage& s, const short* xy, const unsigned short* a,
                      const uint32_t* packed, int edge, const uint8_t* fill, uint8_t* dst, int n);
 
+// remap's cubic (ksize 4) or Lanczos (ksize 8) byte routine on a leading part
+// of n positions: groups whose taps all lie inside, and with `fill` (the fill
+// border's values) groups whose taps all lie outside. `pairs` holds each
+// code's weights, row by row, as 16-bit pairs (code 0: zeros, the whole pixel).
+// Returns how many positions it wrote.
+int remapTapsRow8u(const ByteImage& s, int ksize, const short* xy, const unsigned short* a,
+                   const uint32_t* pairs, const uint8_t* fill, uint8_t* dst, int n);
+
 // Map coordinates to tile positions and fraction codes (round(v 32), ties up)
 // for a leading part of n positions; x[i * step], y[i * step]. Stops at the
 // first group holding NaN or a coordinate of 2^25 or more in magnitude.

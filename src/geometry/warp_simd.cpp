@@ -567,6 +567,110 @@ int RemapLinearRow8u(const ByteImage& s, const short* xy, const unsigned short* 
     }
 }
 
+// Cubic (KS 4) and Lanczos (KS 8) byte remap on inside positions. Weights
+// come as 16-bit pairs (taps i, i + 1 of one row); code 0 is the whole pixel
+// (its centre weight 32768 does not fit 16 bits, so its pairs hold zeros and
+// those lanes take the centre sample). A tap row's KS * CN bytes are read as
+// whole 32-bit words, which never reach past the last tap.
+template <int KS, int CN>
+int remapTaps8u(const ByteImage& s, const short* xy, const unsigned short* a, const uint32_t* pairs,
+                const uint8_t* fill, uint8_t* dst, int n) {
+    const DI di;
+    const D16 d16;
+    const DU16 du16;
+    constexpr int kOff = KS / 2 - 1, kWords = KS * CN / 4, kPairs = KS * KS / 2;
+    const int N = int(hn::Lanes(di));
+    const VI vp = hn::Set(di, s.pitch), vcn = hn::Set(di, CN), zero = hn::Zero(di);
+    const VI loX = hn::Set(di, kOff - 1), hiX = hn::Set(di, s.cols - KS + kOff + 1);
+    const VI loY = hn::Set(di, kOff - 1), hiY = hn::Set(di, s.rows - KS + kOff + 1);
+    // Fully outside: every tap beyond one edge.
+    const VI outLoX = hn::Set(di, kOff - KS + 1), outHiX = hn::Set(di, s.cols + kOff - 1);
+    const VI outLoY = hn::Set(di, kOff - KS + 1), outHiY = hn::Set(di, s.rows + kOff - 1);
+    const VI m1023 = hn::Set(di, 1023), half = hn::Set(di, 1 << 14), m255 = hn::Set(di, 255);
+    const int32_t* tab = reinterpret_cast<const int32_t*>(pairs);
+    const int32_t* base = reinterpret_cast<const int32_t*>(s.base);
+    int j = 0;
+    for (; j + N <= n; j += N) {
+        hn::Vec<D16> vx, vy;
+        hn::LoadInterleaved2(d16, xy + 2 * j, vx, vy);
+        const VI x = hn::PromoteTo(di, vx), y = hn::PromoteTo(di, vy);
+        uint8_t* d = dst + size_t(j) * CN;
+        const auto in = hn::And(hn::And(hn::Gt(x, loX), hn::Lt(x, hiX)),
+                                hn::And(hn::Gt(y, loY), hn::Lt(y, hiY)));
+        if (!hn::AllTrue(di, in)) {
+            if (!fill) break;
+            const auto out = hn::Or(hn::Or(hn::Lt(x, outLoX), hn::Gt(x, outHiX)),
+                                    hn::Or(hn::Lt(y, outLoY), hn::Gt(y, outHiY)));
+            if (!hn::AllTrue(di, out)) break;
+            // Every tap reads the fill value and the weights sum to 32768.
+            for (int e = 0; e < N; e++)
+                for (int k = 0; k < CN; k++) d[e * CN + k] = fill[k];
+            continue;
+        }
+        const VI code = a ? hn::And(hn::PromoteTo(di, hn::LoadU(du16, a + j)), m1023) : zero;
+        const VI pbase = hn::Mul(code, hn::Set(di, kPairs));
+        const VI off0 = hn::Add(hn::Mul(hn::Sub(y, hn::Set(di, kOff)), vp),
+                                hn::Mul(hn::Sub(x, hn::Set(di, kOff)), vcn));
+        VI acc[CN], centre[CN];
+        for (int k = 0; k < CN; k++) acc[k] = centre[k] = zero;
+        for (int r = 0; r < KS; r++) {
+            const VI roff = hn::Add(off0, hn::Set(di, r * s.pitch));
+            VI words[kWords];
+            for (int q = 0; q < kWords; q++)
+                words[q] = hn::GatherOffset(di, base, hn::Add(roff, hn::Set(di, 4 * q)));
+            for (int i2 = 0; i2 < KS / 2; i2++) {
+                const VI wp =
+                    hn::GatherIndex(di, tab, hn::Add(pbase, hn::Set(di, r * KS / 2 + i2)));
+                const VI w[2] = {hn::ShiftRight<16>(hn::ShiftLeft<16>(wp)), hn::ShiftRight<16>(wp)};
+                for (int h = 0; h < 2; h++) {
+                    const int i = 2 * i2 + h;
+                    for (int k = 0; k < CN; k++) {
+                        const int b = i * CN + k;
+                        const VI v = byteOf(words[b / 4], b % 4);
+                        acc[k] = hn::Add(acc[k], hn::Mul(w[h], v));
+                        if (r == kOff && i == kOff) centre[k] = v;
+                    }
+                }
+            }
+        }
+        const auto whole = hn::Eq(code, zero);
+        VI c[4];
+        for (int k = 0; k < CN; k++) {
+            const VI v = hn::Max(hn::Min(hn::ShiftRight<15>(hn::Add(acc[k], half)), m255), zero);
+            c[k] = hn::IfThenElse(whole, centre[k], v);
+        }
+        for (int k = CN; k < 4; k++) c[k] = c[0];
+        storeBytes(c[0], c[1], c[2], c[3], CN, d);
+    }
+    return j;
+}
+
+int RemapTapsRow8u(const ByteImage& s, int ksize, const short* xy, const unsigned short* a,
+                   const uint32_t* pairs, const uint8_t* fill, uint8_t* dst, int n) {
+    if (ksize == 4) {
+        switch (s.cn) {
+            case 1:
+                return remapTaps8u<4, 1>(s, xy, a, pairs, fill, dst, n);
+            case 2:
+                return remapTaps8u<4, 2>(s, xy, a, pairs, fill, dst, n);
+            case 3:
+                return remapTaps8u<4, 3>(s, xy, a, pairs, fill, dst, n);
+            default:
+                return remapTaps8u<4, 4>(s, xy, a, pairs, fill, dst, n);
+        }
+    }
+    switch (s.cn) {
+        case 1:
+            return remapTaps8u<8, 1>(s, xy, a, pairs, fill, dst, n);
+        case 2:
+            return remapTaps8u<8, 2>(s, xy, a, pairs, fill, dst, n);
+        case 3:
+            return remapTaps8u<8, 3>(s, xy, a, pairs, fill, dst, n);
+        default:
+            return remapTaps8u<8, 4>(s, xy, a, pairs, fill, dst, n);
+    }
+}
+
 int MapToFixed(const float* x, const float* y, int step, short* xy, unsigned short* a, int n) {
     const DI di;
     const DF df;
@@ -813,6 +917,7 @@ HWY_EXPORT(WarpAffineRow8u);
 HWY_EXPORT(WarpAffineRow32f);
 HWY_EXPORT(WarpPerspectiveRow8u);
 HWY_EXPORT(RemapLinearRow8u);
+HWY_EXPORT(RemapTapsRow8u);
 HWY_EXPORT(MapToFixed);
 HWY_EXPORT(ResampleHorizontal);
 HWY_EXPORT(ResampleVertical);
@@ -839,6 +944,10 @@ void warpPerspectiveRow8u(const ByteImage& s, const float* X, const float* Y, co
 int remapLinearRow8u(const ByteImage& s, const short* xy, const unsigned short* a,
                      const uint32_t* packed, int edge, const uint8_t* fill, uint8_t* dst, int n) {
     return HWY_DYNAMIC_DISPATCH(RemapLinearRow8u)(s, xy, a, packed, edge, fill, dst, n);
+}
+int remapTapsRow8u(const ByteImage& s, int ksize, const short* xy, const unsigned short* a,
+                   const uint32_t* pairs, const uint8_t* fill, uint8_t* dst, int n) {
+    return HWY_DYNAMIC_DISPATCH(RemapTapsRow8u)(s, ksize, xy, a, pairs, fill, dst, n);
 }
 int mapToFixed(const float* x, const float* y, int step, short* xy, unsigned short* a, int n) {
     return HWY_DYNAMIC_DISPATCH(MapToFixed)(x, y, step, xy, a, n);
