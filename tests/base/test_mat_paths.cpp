@@ -33,6 +33,7 @@ Mat awkward(int rows, int cols, int type, uint32_t seed) {
                                -127.5,
                                0.49999997,
                                0.50000006,
+                               0.49999999999999994,  // v + 0.5 rounds up to 1 in double
                                -1e-10,
                                1e30,
                                -1e30,
@@ -86,8 +87,24 @@ TEST(MatPaths, ConvertToEveryPairAndCastRule) {
                             }
                     }
                 }
-                test::onEveryPath([&](Mat& d) { src.convertTo(d, to, 0.37, -3.25); },
-                                  "scaled convertTo");
+                // Scaled form: a plain factor, exact ties, overflow to
+                // infinity, and a NaN factor (every element NaN).
+                const double scales[][2] = {{0.37, -3.25},
+                                            {0.5, 0.0},
+                                            {1e300, -1.0},
+                                            {std::numeric_limits<double>::quiet_NaN(), 0.0}};
+                for (const auto& a : scales) {
+                    const Mat out =
+                        test::onEveryPath([&](Mat& d) { src.convertTo(d, to, a[0], a[1]); },
+                                          "scaled convertTo " + std::to_string(from) + "->" +
+                                              std::to_string(to) + " by " + std::to_string(a[0]));
+                    // Spot-check the reference against the element rule.
+                    if (to == MAT_Tuchar && !out.empty()) {
+                        const int i = sh.cols * sh.cn - 1, r = sh.rows - 1;
+                        const double v = test::at(src, r, sh.cols - 1, sh.cn - 1) * a[0] + a[1];
+                        ASSERT_EQ(out.ptr<unsigned char>(r)[i], saturate_cast<unsigned char>(v));
+                    }
+                }
             }
         }
     }
