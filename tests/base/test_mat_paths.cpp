@@ -1,10 +1,13 @@
 // Vector and threaded paths of the Mat element loops give the bytes of the
 // scalar one-thread loop, on shapes that leave vector tails and stripe edges.
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include "hwy/targets.h"
 
 #include "support/all_paths.h"
 #include "support/test_util.h"
@@ -156,6 +159,52 @@ TEST(MatPaths, ColourConversionsOnStripes) {
             test::onEveryPath([&](Mat& d) { ColorSpace::GraytoRGB(grey, d); }, "to rgb " + tag);
         }
     }
+}
+
+TEST(MatPaths, EveryCompiledVectorTargetMatchesScalar) {
+    // The processor picks one target; mock the others it can run so that each
+    // compiled conversion and grey kernel is checked against the scalar loops.
+    struct Restore {
+        ~Restore() {
+            hwy::SetSupportedTargetsForTest(0);
+            detail::setUseOptimized(true);
+        }
+    } restore;
+    std::vector<std::function<void(Mat&)>> ops;
+    std::vector<Mat> srcs;
+    srcs.reserve(32);  // the operations hold references into it
+    for (int from : kDepths) srcs.push_back(awkward(7, 45, MAKETYPE(from, 3), 30u + from));
+    for (const Mat& src : srcs)
+        for (int to : kDepths) {
+            ops.push_back([&src, to](Mat& d) { src.convertTo(d, to, 0.37, -3.25); });
+            ops.push_back([&src, to](Mat& d) { src.convertTo(d, to, CT_Round); });
+            ops.push_back([&src, to](Mat& d) { src.convertTo(d, to, CT_Cast); });
+        }
+    for (int depth : kDepths)
+        for (int cn : {3, 4}) {
+            srcs.push_back(test::randomMat(5, 53, MAKETYPE(depth, cn), 40u + depth, -0.25, 1.25));
+            const Mat& src = srcs.back();
+            ops.push_back([&src](Mat& d) { ColorSpace::RGBtoGray(src, d, BMP_BGR); });
+        }
+    std::vector<Mat> refs(ops.size());
+    detail::setUseOptimized(false);
+    for (size_t i = 0; i < ops.size(); i++) ops[i](refs[i]);
+    detail::setUseOptimized(true);
+    const uint64_t targets = (uint64_t)(hwy::SupportedTargets() & HWY_TARGETS);
+    int tried = 0;
+    for (uint64_t bit = 1; bit != 0; bit <<= 1) {
+        if (!(targets & bit) || bit == (uint64_t)HWY_SCALAR || bit == (uint64_t)HWY_EMU128)
+            continue;
+        hwy::SetSupportedTargetsForTest((int64_t)bit);
+        for (size_t i = 0; i < ops.size(); i++) {
+            Mat out;
+            ops[i](out);
+            EXPECT_TRUE(test::sameBytes(out, refs[i]))
+                << hwy::TargetName((int64_t)bit) << " op " << i;
+        }
+        tried++;
+    }
+    EXPECT_GT(tried, 0);
 }
 
 }  // namespace
