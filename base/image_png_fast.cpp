@@ -208,11 +208,18 @@ size_t tokenize(const unsigned char* p, size_t n, uint16_t* tok, uint32_t* freq)
     return t;
 }
 
-void encodeBand(const Mat& img, int r0, int r1, Band& band) {
+// Working storage of one stripe of bands, allocated once and reused.
+struct Scratch {
+    std::vector<unsigned char> raw, out;
+    std::vector<uint16_t> tok;
+};
+
+void encodeBand(const Mat& img, int r0, int r1, Band& band, Scratch& sc) {
     const int cn = img.channels();
     const size_t rowBytes = size_t(img.cols()) * size_t(cn) + 1;
     const size_t n = rowBytes * size_t(r1 - r0);
-    std::vector<unsigned char> raw(n);
+    if (sc.raw.size() < n) sc.raw.resize(n);
+    std::vector<unsigned char>& raw = sc.raw;
     for (int r = r0; r < r1; r++) {
         const unsigned char* s = img.ptr<unsigned char>(r);
         unsigned char* d = raw.data() + rowBytes * size_t(r - r0);
@@ -225,7 +232,8 @@ void encodeBand(const Mat& img, int r0, int r1, Band& band) {
     band.rawBytes = n;
     band.adler = adler32_z(1, raw.data(), n);
 
-    std::vector<uint16_t> tok(n);
+    if (sc.tok.size() < n) sc.tok.resize(n);
+    std::vector<uint16_t>& tok = sc.tok;
     uint32_t freq[kLitCodes] = {0};
     const size_t nt = tokenize(raw.data(), n, tok.data(), freq);
     freq[256] = 1;
@@ -246,8 +254,9 @@ void encodeBand(const Mat& img, int r0, int r1, Band& band) {
 
     // Worst case: 15 bits a literal, headers, the aligning stored block; plus
     // the chunk framing (length, type, CRC).
-    band.out.assign(12 + (n * 15) / 8 + 1024, 0);
-    unsigned char* data = band.out.data() + 8;
+    const size_t worst = 12 + (n * 15) / 8 + 1024;
+    if (sc.out.size() < worst) sc.out.resize(worst);
+    unsigned char* data = sc.out.data() + 8;
     BitWriter bw(data);
     bw.put(0, 1);                // not the last block
     bw.put(2, 2);                // dynamic Huffman codes
@@ -280,7 +289,7 @@ void encodeBand(const Mat& img, int r0, int r1, Band& band) {
     std::memcpy(data + size, stored, 4);
     size += 4;
 
-    unsigned char* c = band.out.data();
+    unsigned char* c = sc.out.data();
     c[0] = (unsigned char)(size >> 24), c[1] = (unsigned char)(size >> 16);
     c[2] = (unsigned char)(size >> 8), c[3] = (unsigned char)size;
     std::memcpy(c + 4, "IDAT", 4);
@@ -288,7 +297,8 @@ void encodeBand(const Mat& img, int r0, int r1, Band& band) {
     unsigned char* e = data + size;
     e[0] = (unsigned char)(crc >> 24), e[1] = (unsigned char)(crc >> 16);
     e[2] = (unsigned char)(crc >> 8), e[3] = (unsigned char)crc;
-    band.out.resize(size + 12);
+    // Only the band's own bytes are kept until the file is written.
+    band.out.assign(c, c + size + 12);
 }
 
 void put32(std::vector<unsigned char>& v, uint32_t x) {
@@ -317,9 +327,10 @@ bool encodePngFast(const Mat& img, const char* path) {
     const int nBands = (img.rows() + bandRows - 1) / bandRows;
     std::vector<Band> bands(static_cast<size_t>(nBands));
     parallelRows(nBands, double(rowBytes) * img.rows(), [&](int b0, int b1) {
+        Scratch sc;
         for (int b = b0; b < b1; b++)
             encodeBand(img, b * bandRows, std::min(img.rows(), (b + 1) * bandRows),
-                       bands[size_t(b)]);
+                       bands[size_t(b)], sc);
     });
 
     std::vector<unsigned char> head;
