@@ -5,6 +5,7 @@
 #include <thread>
 #include <vector>
 
+#include "hwy/targets.h"
 #include "support/naive_warp.h"
 #include "support/test_util.h"
 #include "tarvo/ip/geometry.h"
@@ -516,4 +517,51 @@ TEST(RemapMaps, VectorAndScalarPathsAgree) {
                 EXPECT_TRUE(matEqual(v1, v2)) << type << " " << code << " " << border;
             }
     }
+}
+
+TEST(WarpBoth, EveryVectorTargetMatchesTheScalarPath) {
+    // The turn and the tie-rounding column step, warps and each remap code.
+    const Mat turn = coeffs({0.29, 0.96, -6.0, 0.96, -0.29, 14.0});
+    const Mat tie = coeffs({0.04, 3.5762786865234375e-07, 2.5, 0.9, -5.0e-7, 3.0});
+    const Mat persp = coeffs({1.05, 0.1, -10, 0.02, 0.95, 5, 1e-4, 2e-4, 1}, 3);
+    Mat mx, my;
+    test::rotationMaps(29, 90, 30, 41, 19.0, mx, my);
+    auto runAll = [&] {
+        std::vector<Mat> out;
+        for (int type : {int(MAT_Tuchar), int(MAT_Tuchar3), int(MAT_Tfloat3)}) {
+            const Mat src = test::randomMat(30, 41, type, 23, 0, 255);
+            for (const Mat* t : {&turn, &tie}) {
+                Mat d(29, 90, type);
+                ip::warpAffine(src, d, *t, false);
+                out.push_back(d);
+            }
+            Mat p(29, 90, type, Point4_<double>(3, 3, 3, 3));
+            ip::warpPerspective(src, p, persp);
+            out.push_back(p);
+            if (type == MAT_Tfloat3) continue;
+            for (int code : {1, 2, 4})
+                for (int border : {BorderFill, BorderClamp}) {
+                    Mat r;
+                    ip::remap(src, r, mx, my, code, border, Point4_<double>(5, 6, 7, 8));
+                    out.push_back(r);
+                }
+        }
+        return out;
+    };
+    detail::setUseOptimized(false);
+    const std::vector<Mat> ref = runAll();
+    detail::setUseOptimized(true);
+    const uint64_t targets = (uint64_t)(hwy::SupportedTargets() & HWY_TARGETS);
+    int tried = 0;
+    for (uint64_t bit = 1; bit != 0; bit <<= 1) {
+        if (!(targets & bit) || bit == (uint64_t)HWY_SCALAR || bit == (uint64_t)HWY_EMU128)
+            continue;
+        hwy::SetSupportedTargetsForTest((int64_t)bit);
+        const std::vector<Mat> got = runAll();
+        for (size_t i = 0; i < ref.size(); i++)
+            EXPECT_TRUE(matEqual(got[i], ref[i])) << hwy::TargetName((int64_t)bit) << " case " << i;
+        tried++;
+    }
+    hwy::SetSupportedTargetsForTest(0);
+    EXPECT_GT(tried, 0);
 }
