@@ -112,7 +112,7 @@ inline VI bilinear10Vec(const Quad& q, const Weights10& w, int cn, int k) {
     return hn::Min(hn::ShiftRight<20>(s), hn::Set(di, 255));
 }
 
-#if HWY_ARCH_X86 && HWY_TARGET != HWY_SCALAR
+#if HWY_ARCH_X86 && HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
 // The one-channel bilinear as two pairwise 16-bit products and one blend of
 // the rows: top = p00 (1024 - fx) + p01 fx, bottom likewise, then
 // top (1024 - fy) + bottom fy, the same integer sum as bilinear10 (at most
@@ -291,7 +291,7 @@ void affineRow8u(const ByteImage& s, float sx0, float sy0, float ax, float ay, u
             for (int e = 0; e < N; e++) warpPixel8u(s, px[e], py[e], d + e * cn);
             continue;
         }
-#if HWY_ARCH_X86 && HWY_TARGET != HWY_SCALAR
+#if HWY_ARCH_X86 && HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
         if constexpr (CN == 1) {
             const VI v = bilinearGrey(s.base, off, s.pitch, hn::And(x, m1023), hn::And(y, m1023));
             storeBytes(v, v, v, v, 1, d);
