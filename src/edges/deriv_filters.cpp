@@ -10,15 +10,14 @@ namespace ip {
 
 namespace {
 
-// Gives dst the source's size and channel count and keeps its present depth
-// (an unallocated dst takes the source's). Returns that depth, or 0 when src
-// is empty or the allocation failed.
-int prepareDerivDst(const Mat& src, Mat& dst) {
+// The depth a derivative is written in: dst's present depth, or src's for an
+// unallocated dst; 0 when src is empty or the depth is not a matrix depth.
+// The filters create dst (src's size and channels) only once they accept the
+// call, so a refused call leaves dst as it was.
+int derivDepth(const Mat& src, const Mat& dst) {
     if (!src.isValid() || src.rows() <= 0 || src.cols() <= 0) return 0;
     const int depth = dst.isValid() ? dst.type() : src.type();
-    if (depth < MAT_Tuchar || depth > MAT_Tdouble) return 0;
-    const int want = MAKETYPE(depth, src.channels());
-    return dst.create(src.rows(), src.cols(), want) >= 0 ? depth : 0;
+    return depth >= MAT_Tuchar && depth <= MAT_Tdouble ? depth : 0;
 }
 
 }  // namespace
@@ -28,7 +27,7 @@ void sobel(const Mat& srcIn, Mat& dst, int dx, int dy, int ksize) {
     tarvo::detail::SourceGuard guard(srcIn, dst);
     if (guard.failed()) return;
     const Mat& src = guard.get();
-    const int depth = prepareDerivDst(src, dst);
+    const int depth = derivDepth(src, dst);
     if (depth == 0) return;
     int ktype = depth > src.type() ? depth : src.type();
     if (ktype < MAT_Tfloat) ktype = MAT_Tfloat;
@@ -44,12 +43,13 @@ void laplace(const Mat& srcIn, Mat& dst, int selector) {
     tarvo::detail::SourceGuard guard(srcIn, dst);
     if (guard.failed()) return;
     const Mat& src = guard.get();
-    unsigned char** const before = dst.data.ptr;
-    const int depth = prepareDerivDst(src, dst);
+    const int depth = derivDepth(src, dst);
     if (depth == 0) return;
     if (selector != 1 && selector != 3) {
-        // A destination created here but not filtered is cleared, never stale
-        // heap bytes; one that already fitted keeps its pixels.
+        // dst is still created; one created here is cleared, never stale heap
+        // bytes, and one that already fitted keeps its pixels.
+        unsigned char** const before = dst.data.ptr;
+        if (dst.create(src.rows(), src.cols(), MAKETYPE(depth, src.channels())) < 0) return;
         if (dst.data.ptr != before) dst.zero();
         return;
     }
