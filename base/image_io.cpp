@@ -169,35 +169,91 @@ long long pnmToken(const unsigned char* d, size_t n, size_t& i) {
     return i > start && i < n ? v : -1;
 }
 
-// Announced width and height found in the JPEG segments inside the head; false
-// when the frame header lies further in.
-bool jpegFrameSize(const unsigned char* d, size_t n, long long& w, long long& h) {
-    size_t i = 2;
-    while (i + 9 < n) {
-        if (d[i] != 0xFF) return false;
-        const unsigned m = d[i + 1];
-        if (m == 0xFF) {
-            i++;
+// Bytes a file may hold beyond its pixels: headers, palettes, metadata. A
+// JPEG's frame header must also start within this many bytes.
+constexpr long long kMetadataSlack = 64LL << 20;
+
+// How a walk through a JPEG's marker segments ended.
+enum class JpegWalk {
+    Frame,      // a frame header: w and h are set
+    OutOfData,  // the bytes (or the reach) end before a frame header
+    Invalid,    // image data, end of image, a second start or a length below 2 first
+};
+
+bool isFrameMarker(unsigned m) {
+    return m >= 0xC0 && m <= 0xCF && m != 0xC4 && m != 0xC8 && m != 0xCC;
+}
+
+// Walks the marker segments after the start-of-image marker by their lengths
+// up to the first frame header, reading through read(offset, bytes, n), which
+// returns fewer than n bytes at the end of the data. Only 9 bytes are looked
+// at per segment, so a long segment costs one skip. Stray bytes between
+// segments are passed over one by one, as the decoder passes over them;
+// nothing beyond `reach` bytes is read.
+template <typename Read>
+JpegWalk walkJpegSegments(Read&& read, uint64_t reach, long long& w, long long& h) {
+    unsigned char b[9];
+    uint64_t at = 2;
+    for (;;) {
+        if (at + 9 > reach || read(at, b, 2) < 2) return JpegWalk::OutOfData;
+        if (b[0] != 0xFF || b[1] == 0x00) {
+            at += b[0] != 0xFF ? 1 : 2;  // a stray byte, or a stuffed 0xFF
             continue;
         }
-        const size_t len = (size_t(d[i + 2]) << 8) | d[i + 3];
-        if ((m >= 0xC0 && m <= 0xCF) && m != 0xC4 && m != 0xC8 && m != 0xCC) {
-            h = ((long long)d[i + 5] << 8) | d[i + 6];
-            w = ((long long)d[i + 7] << 8) | d[i + 8];
-            return true;
+        const unsigned m = b[1];
+        if (m == 0xFF) {  // fill byte before a marker
+            at++;
+            continue;
         }
-        if (len < 2) return false;
-        i += 2 + len;
+        if (m == 0x01 || (m >= 0xD0 && m <= 0xD7)) {  // markers without a segment
+            at += 2;
+            continue;
+        }
+        if (m == 0xD8 || m == 0xD9 || m == 0xDA) return JpegWalk::Invalid;
+        if (read(at + 2, b + 2, 7) < (isFrameMarker(m) ? 7u : 2u)) return JpegWalk::OutOfData;
+        const unsigned len = (unsigned(b[2]) << 8) | b[3];
+        if (len < 2) return JpegWalk::Invalid;
+        if (isFrameMarker(m)) {
+            // Frame header: length, precision, height, width, components.
+            h = ((long long)b[5] << 8) | b[6];
+            w = ((long long)b[7] << 8) | b[8];
+            return JpegWalk::Frame;
+        }
+        at += 2 + uint64_t(len);
     }
-    return false;
 }
+
+// A read window over an open file for the segment walk: one small buffer,
+// refilled (after a seek) when a request falls outside it.
+class FileWindow {
+public:
+    explicit FileWindow(std::FILE* fp) : fp_(fp) {}
+    size_t operator()(uint64_t off, unsigned char* dst, size_t n) {
+        if (off < start_ || off + n > start_ + len_) {
+            len_ = 0;
+            if (off > uint64_t(kMetadataSlack) * 2 || std::fseek(fp_, long(off), SEEK_SET) != 0)
+                return 0;
+            start_ = off;
+            len_ = std::fread(buf_, 1, sizeof buf_, fp_);
+        }
+        if (off >= start_ + len_) return 0;
+        const size_t k = std::min(n, size_t(start_ + len_ - off));
+        std::memcpy(dst, buf_ + (off - start_), k);
+        return k;
+    }
+
+private:
+    std::FILE* fp_;
+    uint64_t start_ = 0;
+    size_t len_ = 0;
+    unsigned char buf_[4096];
+};
 
 }  // namespace
 
-size_t announcedFileLimit(const unsigned char* head, size_t n, const ImageLimits& lim) {
+size_t announcedFileLimit(const unsigned char* head, size_t n, const ImageLimits& lim,
+                          std::FILE* file) {
     long long w = 0, h = 0;
-    // Bytes a file may hold beyond its pixels: headers, palettes, metadata.
-    const long long slack = 64LL << 20;
     long long perPixel = 0;
     if (isPng(head, n)) {
         if (n < 24) return 0;
@@ -222,13 +278,27 @@ size_t announcedFileLimit(const unsigned char* head, size_t n, const ImageLimits
         if (w < 0 || h < 0) return lim.maxFileBytes;  // header longer than the head
         perPixel = 3 * 8;                             // ASCII samples with generous separators
     } else if (isJpeg(head, n)) {
-        if (!jpegFrameSize(head, n, w, h)) return lim.maxFileBytes;
+        auto fromHead = [&](uint64_t off, unsigned char* dst, size_t k) -> size_t {
+            if (off >= n) return 0;
+            k = std::min(k, size_t(n - off));
+            std::memcpy(dst, head + off, k);
+            return k;
+        };
+        JpegWalk walk = walkJpegSegments(fromHead, n, w, h);
+        if (walk == JpegWalk::OutOfData) {
+            // The frame header lies beyond the head: walk on in the file, but
+            // not past the room metadata may take.
+            if (!file) return lim.maxFileBytes;
+            FileWindow window(file);
+            walk = walkJpegSegments(window, uint64_t(kMetadataSlack), w, h);
+        }
+        if (walk != JpegWalk::Frame) return 0;
         perPixel = 8;
     } else {
         return 0;
     }
     if (!imageSizeOk(w, h, lim)) return 0;
-    const long long bytes = w * h * perPixel + slack;
+    const long long bytes = w * h * perPixel + kMetadataSlack;
     return bytes < (long long)lim.maxFileBytes ? size_t(bytes) : lim.maxFileBytes;
 }
 
@@ -292,12 +362,12 @@ bool Mat::fromImage(const char* path, unsigned long flags) {
     // The signature and the announced size are checked on the first bytes
     // before the rest is read, so a stream of junk costs one small read.
     unsigned char head[4096];
-    size_t headLen = 0;
+    size_t limit = 0;
     if (FILE* fp = path && *path ? std::fopen(path, "rb") : nullptr) {
-        headLen = std::fread(head, 1, sizeof head, fp);
+        const size_t headLen = std::fread(head, 1, sizeof head, fp);
+        limit = detail::announcedFileLimit(head, headLen, lim, fp);
         std::fclose(fp);
     }
-    const size_t limit = detail::announcedFileLimit(head, headLen, lim);
     if (limit == 0 || !detail::readFileBounded(path, limit, bytes)) return false;
     if (!detail::decodeImage(bytes.data(), bytes.size(), flags, lim, img)) return false;
     swap(img);

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <vector>
 
 #include "tarvo/mat.h"
@@ -47,8 +48,13 @@ bool readFileBounded(const char* path, size_t maxBytes, std::vector<unsigned cha
 // Largest file size worth reading for a picture whose first n bytes are head:
 // 0 for an unknown signature or an announced size outside the limits, else the
 // announced pixels' worst-case encoding plus room for metadata (at most
-// lim.maxFileBytes; also when the size is announced beyond the head).
-size_t announcedFileLimit(const unsigned char* head, size_t n, const ImageLimits& lim);
+// lim.maxFileBytes; also when the size is announced beyond the head and no
+// file is given). For a JPEG whose frame header lies beyond the head, `file`
+// (the open file the head came from) is walked segment by segment with small
+// reads; a JPEG without a frame header in its first 64 MiB, or whose segments
+// run past its end first, gives 0.
+size_t announcedFileLimit(const unsigned char* head, size_t n, const ImageLimits& lim,
+                          std::FILE* file = nullptr);
 
 // Decoders. Each fills out with byte pixels in R, G, B (, A) memory order and
 // 1, 3 or 4 channels: grey pictures give 1 channel, colour 3, and colour with

@@ -41,7 +41,32 @@ size_t alignUp(size_t v, size_t a) {
     return (v + a - 1) & ~(a - 1);
 }
 
+#ifdef TARVO_DEBUG_FILL
+// The byte fresh blocks start with (-1: none). Not zero by default, so that a
+// result that happens to need zeros does not pass by luck.
+int g_freshFill = 0xA5;
+#endif
+
+// Gives a fresh block its debug fill; nothing in ordinary builds.
+inline void freshFill([[maybe_unused]] void* p, [[maybe_unused]] size_t n) {
+#ifdef TARVO_DEBUG_FILL
+    if (g_freshFill >= 0 && n > 0) std::memset(p, g_freshFill, n);
+#endif
+}
+
 }  // namespace
+
+namespace detail {
+bool setFreshFill([[maybe_unused]] int value) {
+#ifdef TARVO_DEBUG_FILL
+    if (value < -1 || value > 255) return false;
+    g_freshFill = value;
+    return true;
+#else
+    return false;
+#endif
+}
+}  // namespace detail
 
 void Mat::initEmpty() {
     data.ptr = nullptr;
@@ -145,6 +170,7 @@ int Mat::create(int rows, int cols, int type) {
     if (posix_memalign(&block, kAlign, tableBytes + pixBytes + kPad) != 0 || !block) return -1;
     unsigned char** table = static_cast<unsigned char**>(block);
     unsigned char* pix = static_cast<unsigned char*>(block) + tableBytes;
+    freshFill(pix, pixBytes);
     std::memset(pix + pixBytes, 0, kPad);
     for (int r = 0; r <= rows; r++) table[r] = pix + rowBytes * (size_t)r;
     data.ptr = table;
@@ -348,6 +374,7 @@ int Vec::create(int n, int type) {
     if (n < 1) return 0;
     void* p = std::malloc((size_t)n * (size_t)m_step);
     if (!p) return 0;
+    freshFill(p, (size_t)n * (size_t)m_step);
     data.ptr = static_cast<unsigned char*>(p);
     m_length = m_capacity = n;
     m_external = 0;

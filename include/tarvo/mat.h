@@ -353,6 +353,13 @@ protected:
 };
 
 namespace detail {
+// Debug fill: in builds configured with TARVO_DEBUG_FILL, every freshly
+// allocated Mat or Vec pixel block is filled with `value` (0..255; -1 leaves
+// blocks as the allocator gives them), so a result byte no call wrote shows up
+// as a change when the fill changes. Returns false and does nothing in other
+// builds or for values outside -1..255. Not thread-safe: set it between calls.
+TARVO_BASE_EXPORTS bool setFreshFill(int value);
+
 template <typename T>
 struct DepthOf;
 template <>

@@ -164,15 +164,16 @@ bool tilesImpl(const Mat& image, const Mat& templ, Size_<int> outSize, Point2_<i
 
 }  // namespace
 
+bool corrAnchorOk(Point2_<int> anchor, Size_<int> outSize) {
+    constexpr int kAnchorLimit = 1 << 28;
+    return anchor.x >= -kAnchorLimit && anchor.x <= kAnchorLimit && anchor.y >= -kAnchorLimit &&
+           anchor.y <= kAnchorLimit && outSize.width <= kAnchorLimit &&
+           outSize.height <= kAnchorLimit;
+}
+
 bool correlateTiles(const Mat& image, const Mat& templ, Size_<int> outSize, Point2_<int> anchor,
                     int borderType, int spectraDepth, bool unsigned16, const CorrTileSink& sink) {
-    if (image.empty() || templ.empty()) return false;
-    // Source positions are output positions minus the anchor: an anchor so far
-    // out that they would leave the int range is refused.
-    constexpr int kAnchorLimit = 1 << 28;
-    if (anchor.x < -kAnchorLimit || anchor.x > kAnchorLimit || anchor.y < -kAnchorLimit ||
-        anchor.y > kAnchorLimit || outSize.width > kAnchorLimit || outSize.height > kAnchorLimit)
-        return false;
+    if (image.empty() || templ.empty() || !corrAnchorOk(anchor, outSize)) return false;
     if (spectraDepth == MAT_Tfloat)
         return tilesImpl<float>(image, templ, outSize, anchor, borderType, unsigned16, sink);
     return tilesImpl<double>(image, templ, outSize, anchor, borderType, unsigned16, sink);
@@ -224,7 +225,9 @@ void crossCorr(const Mat& image0, const Mat& templ, Mat& corr, Size_<int> corrSi
     }
     const int sdepth = idepth == MAT_Tuchar ? std::max(std::max(tdepth, int(MAT_Tfloat)), cdepth)
                                             : int(MAT_Tdouble);
-    if (!detail::corrGeometry(corrSize.width, corrSize.height, tp->cols(), tp->rows()).ok) return;
+    if (!detail::corrGeometry(corrSize.width, corrSize.height, tp->cols(), tp->rows()).ok ||
+        !detail::corrAnchorOk(anchor, corrSize))
+        return;
     Mat icopy;
     const Mat* image = &image0;
     if (detail::sharesMemory(image0, corr) || detail::sharesMemory(templ, corr)) {
@@ -238,7 +241,9 @@ void crossCorr(const Mat& image0, const Mat& templ, Mat& corr, Size_<int> corrSi
     }
     if (corr.create(corrSize, MAKETYPE(cdepth, ccn)) < 0) return;
     const bool sum = ccn == 1 && cn > 1;
-    detail::correlateTiles(
+    // Past the checks above only running out of memory stops the tiles; the
+    // result is then zeros rather than what the new block held.
+    const bool done = detail::correlateTiles(
         *image, *tp, corrSize, anchor, mode, sdepth == MAT_Tdouble ? MAT_Tdouble : MAT_Tfloat,
         false, [&](const Rect_<int>& r, int c, const Mat& block) {
             const int ch = sum ? 0 : c;
@@ -261,6 +266,7 @@ void crossCorr(const Mat& image0, const Mat& templ, Mat& corr, Size_<int> corrSi
                     break;
             }
         });
+    if (!done) corr.zero();
 }
 
 }  // namespace ip

@@ -29,9 +29,14 @@ using CorrTileSink = std::function<void(const Rect_<int>& rect, int channel, con
 // borderInterpolate (fill reads 0). spectraDepth is MAT_Tfloat or MAT_Tdouble.
 // 16-bit samples are read as unsigned when unsigned16 is set, else signed.
 // Tiles run in parallel; for one tile the channels arrive in order. Returns
-// false (nothing delivered) when the geometry does not fit.
+// false (nothing delivered) when the geometry does not fit or the anchor is
+// refused (corrAnchorOk), and also when memory runs out part way.
 bool correlateTiles(const Mat& image, const Mat& templ, Size_<int> outSize, Point2_<int> anchor,
                     int borderType, int spectraDepth, bool unsigned16, const CorrTileSink& sink);
+
+// False for an anchor or output size so large that source positions (output
+// position minus anchor) would leave the int range: correlateTiles refuses them.
+bool corrAnchorOk(Point2_<int> anchor, Size_<int> outSize);
 
 }  // namespace detail
 }  // namespace tarvo

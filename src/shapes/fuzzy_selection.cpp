@@ -5,9 +5,11 @@
 #include <cstring>
 #include <vector>
 
+#include "shapes/fuzzy_selection_simd.h"
 #include "shapes/span_fill.h"
 #include "tarvo/ip/shapes.h"
 #include "tarvo/matop.h"
+#include "tarvo/parallel.h"
 
 namespace tarvo {
 namespace ip {
@@ -69,12 +71,16 @@ bool selectMask(const Mat& image, const Point2_<int>& seed, int tolerance, Mat& 
     return true;
 }
 
-// Replaces every byte of mask by 1 where keep(byte), else 0.
-template <typename F>
-void toBinary(Mat& mask, F keep) {
+// Replaces every byte of mask by 1 where it equals value, else 0.
+void toBinary(Mat& mask, unsigned char value) {
+    const bool vec = checkHardwareSupport(CPU_INT_VECTORS);
     for (int y = 0; y < mask.rows(); y++) {
         unsigned char* p = mask.ptr<unsigned char>(y);
-        for (int x = 0; x < mask.cols(); x++) p[x] = keep(p[x]) ? 1 : 0;
+        if (vec) {
+            detail::vecMaskEquals(p, mask.cols(), value);
+            continue;
+        }
+        for (int x = 0; x < mask.cols(); x++) p[x] = p[x] == value ? 1 : 0;
     }
 }
 
@@ -91,7 +97,7 @@ void fuzzySelection(const Mat& image, const Point2_<int>& seed, int tolerance, P
         flag = false;
         return;
     }
-    toBinary(mask, [](unsigned char v) { return v > 254; });
+    toBinary(mask, 255);
     PointMatrix contours;
     findContours(mask, contours, RetrList, ChainApproxNone, Point2_<int>(0, 0));
     flag = true;
@@ -132,14 +138,14 @@ void fuzzySelection(const Mat& image, const Point2_<int>& seed, int tolerance, P
         flag = false;
         return;
     }
-    toBinary(mask, [](unsigned char v) { return v == 255; });
+    toBinary(mask, 255);
     PointMatrix contours;
     findContours(mask, contours, RetrExternal, ChainApproxNone, Point2_<int>(0, 0));
     if (contours.getSize() == 1) {
         polygon = contours[0];
         flag = true;
     } else {
-        toBinary(mask, [](unsigned char v) { return v == 0; });
+        toBinary(mask, 0);
         findContours(mask, contours, RetrList, ChainApproxSimple, Point2_<int>(0, 0));
         flag = false;
         if (contours.getSize() == 0) {

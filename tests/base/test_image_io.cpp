@@ -611,6 +611,39 @@ TEST_F(ImageIO, CorruptOrTruncatedJpegIsRefused) {
                       "jpeg cut " + std::to_string(cut));
 }
 
+// Metadata segments push the frame header far from the start: the size it
+// announces is still found by walking the segments, and still checked.
+TEST_F(ImageIO, JpegFrameHeaderBehindLargeMetadataSegments) {
+    const Mat src = test::randomMat(24, 40, MAT_Tuchar3, 7);
+    ASSERT_TRUE(src.toImage(path("plain.jpg").c_str(), 90));
+    const Bytes plain = readBytes(path("plain.jpg"));
+    Mat want;
+    ASSERT_TRUE(load(plain, want, IMG_COLOR, "plain.jpg"));
+    // Three APP1 segments of 60000 bytes right after the start-of-image marker,
+    // with stray fill bytes between two of them.
+    Bytes big(plain.begin(), plain.begin() + 2);
+    for (int k = 0; k < 3; k++) {
+        if (k == 2) big.insert(big.end(), {0xFF, 0xFF});
+        big.insert(big.end(), {0xFF, 0xE1, 60000 >> 8, 60000 & 0xFF});
+        big.insert(big.end(), 60000 - 2, (unsigned char)(0xD8 + k));
+    }
+    big.insert(big.end(), plain.begin() + 2, plain.end());
+    size_t sof = 0;
+    for (size_t i = 180000; i + 1 < big.size(); i++)
+        if (big[i] == 0xFF && big[i + 1] == 0xC0) {
+            sof = i;
+            break;
+        }
+    ASSERT_GT(sof, 180000u);
+    Mat got;
+    ASSERT_TRUE(load(big, got, IMG_COLOR, "big.jpg"));
+    EXPECT_TRUE(test::matEqual(got, want));
+
+    Bytes huge = big;
+    huge[sof + 5] = huge[sof + 6] = huge[sof + 7] = huge[sof + 8] = 0xFF;  // 65535 x 65535
+    expectRefused(huge, "jpeg huge size behind metadata");
+}
+
 TEST_F(ImageIO, HostileBmpHeadersAreRefused) {
     BmpSpec ok;
     ok.w = 3;

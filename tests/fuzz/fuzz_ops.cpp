@@ -19,6 +19,13 @@ std::vector<FuzzOp>& registry() {
     return ops;
 }
 const char* g_current = "";
+// The results recorded in the current run (shape and bytes), or null when
+// the run is not being compared.
+struct Result {
+    int rows = 0, cols = 0, type = 0;
+    std::vector<unsigned char> bytes;
+};
+std::vector<Result>* g_results = nullptr;
 }  // namespace
 
 FuzzRegistrar::FuzzRegistrar(const FuzzOp* ops, size_t n) {
@@ -99,11 +106,26 @@ bool sameBytes(const tarvo::Mat& a, const tarvo::Mat& b) {
 }
 
 void touch(const tarvo::Mat& m) {
-    if (m.empty()) return;
+    Result r;
     volatile unsigned sum = 0;
-    const size_t rb = size_t(m.rowByteSize());
-    for (int y = 0; y < m.rows(); y++)
-        for (size_t i = 0; i < rb; i++) sum = sum + m.data.ptr[y][i];
+    if (!m.empty()) {
+        r.rows = m.rows(), r.cols = m.cols(), r.type = m.type1();
+        const size_t rb = size_t(m.rowByteSize());
+        for (int y = 0; y < m.rows(); y++) {
+            for (size_t i = 0; i < rb; i++) sum = sum + m.data.ptr[y][i];
+            if (g_results) r.bytes.insert(r.bytes.end(), m.data.ptr[y], m.data.ptr[y] + rb);
+        }
+    }
+    if (g_results) g_results->push_back(std::move(r));
+}
+
+void observe(const void* bytes, size_t n) {
+    if (!g_results) return;
+    const unsigned char* p = static_cast<const unsigned char*>(bytes);
+    Result r;
+    r.rows = 1, r.cols = int(n);
+    r.bytes.assign(p, p + n);
+    g_results->push_back(std::move(r));
 }
 
 void fail(const char* what) {
@@ -119,8 +141,39 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // Two bytes choose the operation, so the tables can grow past 256 entries.
     const size_t pick = ((size_t(data[0]) << 8) | data[1]) % ops.size();
     fuzz::g_current = ops[pick].name;
-    fuzz::FuzzInput in(data + 2, size - 2);
-    ops[pick].run(in);
+    // Once per fill byte for fresh pixel blocks (in builds with the debug
+    // fill): every recorded result must come out the same, or some call
+    // returned bytes it never wrote.
+    static const bool fillMode = tarvo::detail::setFreshFill(0x00);
+    if (!fillMode) {
+        fuzz::FuzzInput in(data + 2, size - 2);
+        ops[pick].run(in);
+        return 0;
+    }
+    std::vector<fuzz::Result> results[2];
+    const int fills[2] = {0x00, 0xA5};
+    for (int k = 0; k < 2; k++) {
+        tarvo::detail::setFreshFill(fills[k]);
+        fuzz::g_results = &results[k];
+        fuzz::FuzzInput in(data + 2, size - 2);
+        ops[pick].run(in);
+    }
+    fuzz::g_results = nullptr;
+    if (results[0].size() != results[1].size())
+        fuzz::fail("a different number of results with another fill of fresh blocks");
+    for (size_t i = 0; i < results[0].size(); i++) {
+        const fuzz::Result &a = results[0][i], &b = results[1][i];
+        if (a.rows == b.rows && a.cols == b.cols && a.type == b.type && a.bytes == b.bytes)
+            continue;
+        size_t at = 0;
+        while (at < a.bytes.size() && at < b.bytes.size() && a.bytes[at] == b.bytes[at]) at++;
+        std::fprintf(stderr,
+                     "fuzz_ops: result %zu of %zu: %d x %d type %d / %d x %d type %d, "
+                     "first difference at byte %zu of %zu\n",
+                     i + 1, results[0].size(), a.rows, a.cols, a.type, b.rows, b.cols, b.type, at,
+                     a.bytes.size());
+        fuzz::fail("a result holds bytes no call wrote (it follows the fill of fresh blocks)");
+    }
     return 0;
 }
 

@@ -72,8 +72,13 @@ struct FuzzRegistrar {
 
 // Bytes of every row, for comparisons.
 bool sameBytes(const tarvo::Mat& a, const tarvo::Mat& b);
-// Reads every byte of every row, so that sanitizers see stale or freed rows.
+// Reads every byte of every row, so that sanitizers see stale or freed rows,
+// and records the matrix as one of the run's results (see observe).
 void touch(const tarvo::Mat& m);
+// Records a result of the current run: the driver runs every input twice with
+// different debug fills of fresh pixel blocks, and the recorded results must
+// agree (a byte no call wrote would differ). Use for results touch() misses.
+void observe(const void* bytes, size_t n);
 // Aborts with a message naming the operation (a fuzzer finding).
 [[noreturn]] void fail(const char* what);
 

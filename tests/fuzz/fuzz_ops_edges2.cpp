@@ -112,6 +112,8 @@ const fuzz::FuzzOp kOps[] = {
              pts.add(Point2_<int>(in.hostileInt(-5, 80), in.hostileInt(-5, 80)));
          Vec_<int> result;
          ip::houghLinePoints(pts, in.hostileInt(-1, 12), result);
+         if (result.isValid())
+             fuzz::observe(result.data.ptr, size_t(result.length()) * size_t(result.step()));
      }},
     {"houghCircle",
      [](FuzzInput& in) {

@@ -89,6 +89,8 @@ const fuzz::FuzzOp kOps[] = {
              if (which == 1) ip::integralImage(s, d, extra1);
              if (which == 2) ip::integralImage(s, d, extra1, extra2);
          });
+         fuzz::touch(extra1);
+         fuzz::touch(extra2);
      }},
     {"pyramids",
      [](FuzzInput& in) {
@@ -108,6 +110,8 @@ const fuzz::FuzzOp kOps[] = {
          const Mat src = in.mat();
          MatPtrList list;
          ip::createPyramid(src, list, in.hostileInt(0, 20), in.hostileFloat(0.5f, 2.5f));
+         for (int i = 0; i < list.count(); i++)
+             if (list[i]) fuzz::touch(*list[i]);
      }},
     {"copyMakeBorder",
      [](FuzzInput& in) {

@@ -136,6 +136,8 @@ const fuzz::FuzzOp kOps[] = {
          cc.createBoundaryPointsFromConnect(bogus, boundary);
          cc.createImageFromConnect(bogus, region);
          cc.eraseConnect(bogus, 7);
+         fuzz::touch(region);
+         fuzz::touch(img);
      }},
     {"floodfill",
      [](FuzzInput& in) {

@@ -401,6 +401,41 @@ TEST(FuzzySelection, RingGivesOuterBorderAndHole) {
     EXPECT_EQ(poly.getSize(), outer.getSize());
 }
 
+// Both paths of the mask conversions give the same polygons: rows from
+// shorter than a vector to wider than the widest, so every tail length occurs.
+TEST(FuzzySelection, VectorAndScalarPathsAgree) {
+    for (uint32_t seed = 1; seed <= 12; seed++) {
+        const int cn = seed % 2 ? 1 : 3;
+        const int rows = 9 + int(seed % 5), cols = int(seed * 13) % 150 + 1;
+        Mat img = tarvo::test::randomMat(rows, cols, MAKETYPE(MAT_Tuchar, cn), seed, 0, 255);
+        // Few levels: regions with holes and several borders.
+        for (int y = 0; y < rows; y++)
+            for (int x = 0; x < cols * cn; x++) {
+                unsigned char& v = img.ptr<unsigned char>(y)[x];
+                v = (unsigned char)(v / 128 * 100);
+            }
+        const Pt seedPt(int(seed * 7) % cols, int(seed * 3) % rows);
+        PtArray outer[2], poly[2];
+        PtMatrix holes[2];
+        bool flagHoles[2] = {false, false}, flagPoly[2] = {false, false};
+        for (int k = 0; k < 2; k++) {
+            tarvo::detail::setUseOptimized(k == 1);
+            fuzzySelection(img, seedPt, 20, outer[k], holes[k], flagHoles[k]);
+            fuzzySelection(img, seedPt, 20, poly[k], flagPoly[k]);
+        }
+        tarvo::detail::setUseOptimized(true);
+        EXPECT_TRUE(flagHoles[0]) << "seed " << seed;
+        EXPECT_EQ(flagHoles[0], flagHoles[1]) << "seed " << seed;
+        EXPECT_EQ(flagPoly[0], flagPoly[1]) << "seed " << seed;
+        EXPECT_GT(outer[0].getSize(), 0) << "seed " << seed;
+        EXPECT_EQ(pts(outer[0]), pts(outer[1])) << "seed " << seed;
+        EXPECT_EQ(pts(poly[0]), pts(poly[1])) << "seed " << seed;
+        ASSERT_EQ(holes[0].getSize(), holes[1].getSize()) << "seed " << seed;
+        for (int i = 0; i < holes[0].getSize(); i++)
+            EXPECT_EQ(pts(holes[0][i]), pts(holes[1][i])) << "seed " << seed << " hole " << i;
+    }
+}
+
 TEST(FuzzySelection, RefusedInputsLeaveOutputsAlone) {
     Mat img(4, 4, MAT_Tuchar, Point4_<double>(5, 5, 5, 5));
     PtArray outer, poly;

@@ -337,11 +337,14 @@ TARVO_EXPORTS void getDerivKernels(Mat& kx, Mat& ky, int dx, int dy, int ksize, 
 // short, float, ...; an empty dst takes src's) and gets src's channels. A
 // byte source into short is signed (integer fixed-point route); a float
 // source into short saturates as unsigned, so use float for signed output.
+// Orders or sizes without a kernel, and depths the filter refuses, still create
+// dst: a dst of the wanted shape keeps its pixels, one created here is zeros.
 TARVO_EXPORTS void sobel(const Mat& src, Mat& dst, int dx, int dy, int ksize);
 // 3x3 Laplacian: selector 1 (0 1 0 / 1 -4 1 / 0 1 0) or 3 (2 0 2 / 0 -8 0 /
 // 2 0 2), replicated border, through filter2D: a float or double dst keeps
 // the sign, a 16-bit dst saturates as unsigned (negative sums become 0).
-// Another selector leaves dst created and unwritten.
+// Another selector, or a depth the filter refuses, leaves dst created as sobel
+// does (a dst of the wanted shape keeps its pixels, one created here is zeros).
 TARVO_EXPORTS void laplace(const Mat& src, Mat& dst, int selector);
 
 // Orientation field of a byte image: dst is created as byte, rows-2 x cols-2.

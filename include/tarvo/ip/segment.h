@@ -84,7 +84,8 @@ enum enTemplateMatchMode {
 // 0 for a one-channel template) into corr channel k, or all are summed into a
 // one-channel corr (delta added once). Spectra are float for byte images (double
 // when the template or corr is double), else double. Other channel combinations,
-// empty inputs, a non-positive corrSize or no fitting transform size leave corr unchanged.
+// empty inputs, a non-positive corrSize, an anchor or corrSize beyond 2^28 or no fitting
+// transform size leave corr unchanged.
 TARVO_EXPORTS void crossCorr(const Mat& image, const Mat& templ, Mat& corr, Size_<int> corrSize,
                              int corrType, Point2_<int> anchor = Point2_<int>(0, 0),
                              double delta = 0, int borderType = 0);
