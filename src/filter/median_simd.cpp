@@ -32,6 +32,9 @@ bool HistMedianStripe(const HistStripe&) {
 int Median5Rows2(const uint8_t* const*, int, int from, int, uint8_t*, uint8_t*) {
     return from;
 }
+int Median5Clipped(const uint8_t* const*, int, int, int from, int, uint8_t*) {
+    return from;
+}
 #else
 
 // ---- Rank search over cumulative column histograms (16-bit counts).
@@ -638,6 +641,219 @@ int Median5Rows2(const uint8_t* const* rows, int cn, int from, int to, uint8_t* 
     return Median5Rows2Impl(rows, cn, from, to, dst0, dst1);
 }
 
+// ---- 5 x 5 windows clipped to 3 or 4 rows (the two rows next to the top and
+// bottom edges; the columns next to the side edges, transposed). The
+// columns are sorted once and each window merges its five sorted columns
+// with the comparisons the middle rank does not need removed, checked
+// exhaustively on 0-1 inputs like the networks above.
+
+// Rank 7 of a 3 x 5 block whose columns c[j] are sorted.
+HWY_INLINE V SelectClipped(const V (*c)[3]) {
+    const V s0 = hn::Min(c[0][0], c[1][0]);
+    const V s1 = hn::Max(c[0][0], c[1][0]);
+    const V s2 = hn::Min(c[0][2], c[1][2]);
+    const V s3 = hn::Max(c[0][2], c[1][2]);
+    const V s4 = hn::Min(s1, s2);
+    const V s5 = hn::Max(s1, s2);
+    const V s6 = hn::Min(c[0][1], c[1][1]);
+    const V s7 = hn::Max(c[0][1], c[1][1]);
+    const V s8 = hn::Min(s4, s6);
+    const V s9 = hn::Max(s4, s6);
+    const V s10 = hn::Min(s5, s7);
+    const V s11 = hn::Max(s5, s7);
+    const V s12 = hn::Min(c[4][0], s0);
+    const V s13 = hn::Max(c[4][0], s0);
+    const V s14 = hn::Min(s11, s13);
+    const V s15 = hn::Max(s11, s13);
+    const V s16 = hn::Min(c[4][2], s9);
+    const V s17 = hn::Max(c[4][2], s9);
+    const V s18 = hn::Min(s14, s16);
+    const V s19 = hn::Max(s14, s16);
+    const V s20 = hn::Min(s15, s17);
+    const V s21 = hn::Max(s15, s17);
+    const V s22 = hn::Min(c[4][1], s8);
+    const V s23 = hn::Max(c[4][1], s8);
+    const V s24 = hn::Min(s3, s23);
+    const V s25 = hn::Max(s3, s23);
+    const V s26 = hn::Min(s10, s24);
+    const V s27 = hn::Max(s10, s24);
+    const V s28 = hn::Min(s18, s22);
+    const V s29 = hn::Max(s18, s22);
+    const V s30 = hn::Min(s19, s26);
+    const V s31 = hn::Max(s19, s26);
+    const V s32 = hn::Min(s20, s27);
+    const V s33 = hn::Max(s20, s27);
+    const V s34 = hn::Min(s21, s25);
+    const V s35 = hn::Max(s21, s25);
+    const V s36 = hn::Min(c[2][0], c[3][0]);
+    const V s37 = hn::Max(c[2][0], c[3][0]);
+    const V s38 = hn::Min(c[2][2], c[3][2]);
+    const V s39 = hn::Max(c[2][2], c[3][2]);
+    const V s40 = hn::Min(s37, s38);
+    const V s41 = hn::Max(s37, s38);
+    const V s42 = hn::Min(c[2][1], c[3][1]);
+    const V s43 = hn::Max(c[2][1], c[3][1]);
+    const V s44 = hn::Min(s40, s42);
+    const V s45 = hn::Max(s40, s42);
+    const V s46 = hn::Min(s41, s43);
+    const V s47 = hn::Max(s41, s43);
+    const V s48 = hn::Max(s12, s36);
+    const V s49 = hn::Min(s35, s48);
+    const V s50 = hn::Min(s31, s47);
+    const V s51 = hn::Max(s49, s50);
+    const V s52 = hn::Max(s29, s45);
+    const V s53 = hn::Min(s33, s52);
+    const V s54 = hn::Max(s51, s53);
+    const V s55 = hn::Max(s28, s44);
+    const V s56 = hn::Min(s32, s39);
+    const V s57 = hn::Max(s55, s56);
+    const V s58 = hn::Max(s30, s46);
+    const V s59 = hn::Min(s34, s58);
+    const V s60 = hn::Min(s57, s59);
+    const V s61 = hn::Min(s54, s60);
+    return s61;
+}
+
+// Rank 10 of a 4 x 5 block whose columns c[j] are sorted.
+HWY_INLINE V SelectClipped(const V (*c)[4]) {
+    const V s0 = hn::Min(c[0][0], c[1][0]);
+    const V s1 = hn::Max(c[0][0], c[1][0]);
+    const V s2 = hn::Min(c[0][2], c[1][2]);
+    const V s3 = hn::Max(c[0][2], c[1][2]);
+    const V s4 = hn::Min(s1, s2);
+    const V s5 = hn::Max(s1, s2);
+    const V s6 = hn::Min(c[0][1], c[1][1]);
+    const V s7 = hn::Max(c[0][1], c[1][1]);
+    const V s8 = hn::Min(c[0][3], c[1][3]);
+    const V s9 = hn::Max(c[0][3], c[1][3]);
+    const V s10 = hn::Min(s7, s8);
+    const V s11 = hn::Max(s7, s8);
+    const V s12 = hn::Min(s4, s6);
+    const V s13 = hn::Max(s4, s6);
+    const V s14 = hn::Min(s5, s10);
+    const V s15 = hn::Max(s5, s10);
+    const V s16 = hn::Min(s3, s11);
+    const V s17 = hn::Max(s3, s11);
+    const V s18 = hn::Min(c[4][0], s0);
+    const V s19 = hn::Max(c[4][0], s0);
+    const V s20 = hn::Min(s15, s19);
+    const V s21 = hn::Max(s15, s19);
+    const V s22 = hn::Min(c[4][2], s13);
+    const V s23 = hn::Max(c[4][2], s13);
+    const V s24 = hn::Min(s17, s23);
+    const V s25 = hn::Max(s17, s23);
+    const V s26 = hn::Min(s20, s22);
+    const V s27 = hn::Max(s20, s22);
+    const V s28 = hn::Min(s21, s24);
+    const V s29 = hn::Max(s21, s24);
+    const V s30 = hn::Min(c[4][1], s12);
+    const V s31 = hn::Max(c[4][1], s12);
+    const V s32 = hn::Min(s16, s31);
+    const V s33 = hn::Max(s16, s31);
+    const V s34 = hn::Min(c[4][3], s14);
+    const V s35 = hn::Max(c[4][3], s14);
+    const V s36 = hn::Min(s9, s35);
+    const V s37 = hn::Max(s9, s35);
+    const V s38 = hn::Min(s32, s34);
+    const V s39 = hn::Max(s32, s34);
+    const V s40 = hn::Min(s33, s36);
+    const V s41 = hn::Max(s33, s36);
+    const V s42 = hn::Min(s26, s30);
+    const V s43 = hn::Max(s26, s30);
+    const V s44 = hn::Min(s27, s38);
+    const V s45 = hn::Max(s27, s38);
+    const V s46 = hn::Min(s28, s39);
+    const V s47 = hn::Max(s28, s39);
+    const V s48 = hn::Min(s29, s40);
+    const V s49 = hn::Max(s29, s40);
+    const V s50 = hn::Min(s25, s41);
+    const V s51 = hn::Max(s25, s41);
+    const V s52 = hn::Min(c[2][0], c[3][0]);
+    const V s53 = hn::Max(c[2][0], c[3][0]);
+    const V s54 = hn::Min(c[2][2], c[3][2]);
+    const V s55 = hn::Max(c[2][2], c[3][2]);
+    const V s56 = hn::Min(s53, s54);
+    const V s57 = hn::Max(s53, s54);
+    const V s58 = hn::Min(c[2][1], c[3][1]);
+    const V s59 = hn::Max(c[2][1], c[3][1]);
+    const V s60 = hn::Min(c[2][3], c[3][3]);
+    const V s61 = hn::Max(c[2][3], c[3][3]);
+    const V s62 = hn::Min(s59, s60);
+    const V s63 = hn::Max(s59, s60);
+    const V s64 = hn::Min(s56, s58);
+    const V s65 = hn::Max(s56, s58);
+    const V s66 = hn::Min(s57, s62);
+    const V s67 = hn::Max(s57, s62);
+    const V s68 = hn::Min(s55, s63);
+    const V s69 = hn::Max(s55, s63);
+    const V s70 = hn::Max(s18, s52);
+    const V s71 = hn::Max(s49, s70);
+    const V s72 = hn::Max(s45, s67);
+    const V s73 = hn::Min(s71, s72);
+    const V s74 = hn::Max(s43, s65);
+    const V s75 = hn::Min(s51, s74);
+    const V s76 = hn::Min(s47, s69);
+    const V s77 = hn::Max(s75, s76);
+    const V s78 = hn::Min(s73, s77);
+    const V s79 = hn::Max(s42, s64);
+    const V s80 = hn::Min(s50, s79);
+    const V s81 = hn::Min(s46, s68);
+    const V s82 = hn::Max(s80, s81);
+    const V s83 = hn::Max(s44, s66);
+    const V s84 = hn::Min(s37, s83);
+    const V s85 = hn::Min(s48, s61);
+    const V s86 = hn::Min(s84, s85);
+    const V s87 = hn::Max(s82, s86);
+    const V s88 = hn::Max(s78, s87);
+    return s88;
+}
+
+template <int R>
+int Median5ClippedImpl(const uint8_t* const* rows, int cn, int from, int to, uint8_t* dst) {
+    const D8 d;
+    const int N = int(hn::Lanes(d));
+    constexpr int kChunk = 512;
+    alignas(64) uint8_t buf[R][kChunk + 4 * 64 + 64];
+    if (N > kChunk || to - from < N) return from;
+    int e = from;
+    while (e < to) {
+        if (to - e < N) e = to - N;  // overlap the last vector, as in MedianRowImpl
+        const int len = std::min(kChunk, (to - e) / N * N);
+        const int base = e - 2 * cn, count = len + 4 * cn;
+        for (int p = 0; p < count; p += N) {
+            const int q = std::min(p, count - N);
+            V v[R];
+            for (int i = 0; i < R; i++) v[i] = hn::LoadU(d, rows[i] + base + q);
+            if constexpr (R == 3) {
+                Sort2(v[0], v[1]);
+                Sort2(v[1], v[2]);
+                Sort2(v[0], v[1]);
+            } else {
+                Sort2(v[0], v[1]);
+                Sort2(v[2], v[3]);
+                Sort2(v[0], v[2]);
+                Sort2(v[1], v[3]);
+                Sort2(v[1], v[2]);
+            }
+            for (int i = 0; i < R; i++) hn::StoreU(v[i], d, buf[i] + q);
+        }
+        for (int q = 0; q < len; q += N) {
+            V c[5][R];
+            for (int j = 0; j < 5; j++)
+                for (int i = 0; i < R; i++) c[j][i] = hn::LoadU(d, buf[i] + q + j * cn);
+            hn::StoreU(SelectClipped(c), d, dst + e + q);
+        }
+        e += len;
+    }
+    return e;
+}
+
+int Median5Clipped(const uint8_t* const* rows, int r, int cn, int from, int to, uint8_t* dst) {
+    if (cn > 64) return from;
+    return r == 3 ? Median5ClippedImpl<3>(rows, cn, from, to, dst)
+                  : Median5ClippedImpl<4>(rows, cn, from, to, dst);
+}
+
 #endif  // HWY_TARGET == HWY_SCALAR
 
 }  // namespace HWY_NAMESPACE
@@ -651,6 +867,12 @@ namespace detail {
 HWY_EXPORT(MedianRow);
 HWY_EXPORT(HistMedianStripe);
 HWY_EXPORT(Median5Rows2);
+HWY_EXPORT(Median5Clipped);
+
+int vecMedian5ClippedU8(const uint8_t* const* rows, int r, int cn, int from, int to, uint8_t* dst) {
+    if (r != 3 && r != 4) return from;
+    return HWY_DYNAMIC_DISPATCH(Median5Clipped)(rows, r, cn, from, to, dst);
+}
 
 int vecMedian5Rows2U8(const uint8_t* const* rows, int cn, int from, int to, uint8_t* dst0,
                       uint8_t* dst1) {

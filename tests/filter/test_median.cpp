@@ -353,12 +353,14 @@ TEST(Median, MatchesTheSortedSampleRule) {
         EXPECT_TRUE(matEqual(out, naiveMedian(big, n, 0))) << "window " << n;
     }
     // Rows whose interior is not a whole number of vectors: the last vector
-    // overlaps the one before, in colour too.
-    for (int cols : {67, 131}) {
-        const Mat c3 = randomMat(9, cols, MAT_Tuchar3, 33);
+    // overlaps the one before, in colour too. Tall narrow images run their
+    // side columns as long rows, with an odd count of interior rows.
+    const Mat images[4] = {randomMat(9, 67, MAT_Tuchar3, 33), randomMat(9, 131, MAT_Tuchar3, 34),
+                           randomMat(71, 9, MAT_Tuchar3, 35), fewLevels(135, 6, MAT_Tuchar, 36)};
+    for (const Mat& src : images)
         for (int n : {3, 5}) {
-            const Mat out = allPaths([&](Mat& d) { median(c3, d, n); });
-            EXPECT_TRUE(matEqual(out, naiveMedian(c3, n, 0))) << cols << " window " << n;
+            const Mat out = allPaths([&](Mat& d) { median(src, d, n); });
+            EXPECT_TRUE(matEqual(out, naiveMedian(src, n, 0)))
+                << src.rows() << " x " << src.cols() << " window " << n;
         }
-    }
 }
