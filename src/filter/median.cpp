@@ -188,7 +188,12 @@ void histAll(const Mat& s, Mat& d, Taps ty, Taps tx) {
     const int stripeRows = std::max(32, std::min(ty.lo + ty.hi + 1, rows));
     const int stripes = (rows + stripeRows - 1) / stripeRows;
     for (int c = 0; c < s.channels(); c++) {
-        detail::directParallelRows(stripes, double(rows) * s.cols() * 64.0, [&](int a, int b) {
+        // Few long stripes: each one first fills the column histograms of a
+        // window's height and clears cols * 272 counts, so short stripes
+        // would spend more on that than on their rows.
+        const int threads = getNumThreads();
+        const int wanted = threads > 1 ? std::min(stripes, 2 * threads) : 1;
+        detail::directParallelRows(stripes, wanted * 65536.0, [&](int a, int b) {
             const int ya = a * stripeRows, yb = std::min(b * stripeRows, rows);
             if (nmax <= 65535) {
                 std::vector<uint16_t> scratch(size_t(s.cols()) * (256 + 16));
@@ -244,7 +249,10 @@ void networkAll(const Mat& s, Mat& d, int n) {
     const int rows = s.rows(), cols = s.cols(), cn = s.channels();
     const int h = n / 2;
     const Taps t{h, h};
-    detail::directParallelRows(rows, double(rows) * cols * cn * 4.0, [&](int ya, int yb) {
+    // Stripes of at least 64 rows (a few per thread): the side columns of a
+    // stripe run as rows of its height, which need a full vector of them.
+    const int stripes = std::max(1, std::min(rows / 64, 4 * getNumThreads()));
+    detail::directParallelRows(rows, stripes * 65536.0, [&](int ya, int yb) {
         std::vector<unsigned char> buf(size_t(n) * n);
         const unsigned char* rp[6];
         const int from = h * cn, to = (cols - h) * cn;
