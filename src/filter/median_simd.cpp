@@ -1,12 +1,14 @@
 // Vector kernels of the median filter: min / max selection networks for 3 x 3
-// and 5 x 5 byte windows.
+// and 5 x 5 byte windows, and the rank search over column histograms for
+// larger ones.
 //
 // The networks first sort every column of the window (shared by the
-// horizontally neighbouring outputs), then select. For 5 x 5, once columns
-// and then rows of the 5 x 5 block are sorted, 6 entries are known to lie
-// below the median and 6 above it; the median is the middle one of the
-// remaining 13, found by a pruned odd-even merge network. Min and max are
-// exact, so the result equals the sorted-sample rule, ties included.
+// horizontally neighbouring outputs), then select. 5 x 5 mostly runs two
+// output rows per pass (Median5Rows2 below); a single leftover row sorts the
+// rows of the 5 x 5 block after its columns, which leaves 6 entries known to
+// lie below the median and 6 above it, and takes the middle one of the
+// remaining 13 by a pruned odd-even merge network. Min and max are exact,
+// so the result equals the sorted-sample rule, ties included.
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "filter/median_simd.cpp"
 #include "hwy/foreach_target.h"  // IWYU pragma: keep
