@@ -6,6 +6,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <hwy/targets.h>
 
 #include "support/naive_median.h"
 #include "support/test_util.h"
@@ -363,4 +364,29 @@ TEST(Median, MatchesTheSortedSampleRule) {
             EXPECT_TRUE(matEqual(out, naiveMedian(src, n, 0)))
                 << src.rows() << " x " << src.cols() << " window " << n;
         }
+}
+
+TEST(Median, NetworksAgreeOnEveryVectorTarget) {
+    // Vector widths change the chunking, the overlapping last vector and which
+    // side bands are long enough for the clipped-window kernel.
+    PathGuard g;
+    const Mat srcs[2] = {fewLevels(97, 150, MAT_Tuchar, 41), randomMat(40, 67, MAT_Tuchar3, 42)};
+    const uint64_t targets = (uint64_t)(hwy::SupportedTargets() & HWY_TARGETS);
+    int tried = 0;
+    for (uint64_t bit = 1; bit != 0; bit <<= 1) {
+        if (!(targets & bit) || bit == (uint64_t)HWY_SCALAR || bit == (uint64_t)HWY_EMU128)
+            continue;
+        hwy::SetSupportedTargetsForTest((int64_t)bit);
+        for (const Mat& src : srcs)
+            for (int n : {3, 5}) {
+                Mat out;
+                median(src, out, n);
+                EXPECT_TRUE(matEqual(out, naiveMedian(src, n, 0)))
+                    << hwy::TargetName((int64_t)bit) << " channels " << src.channels() << " n "
+                    << n;
+            }
+        tried++;
+    }
+    hwy::SetSupportedTargetsForTest(0);
+    EXPECT_GT(tried, 0);
 }
