@@ -291,7 +291,7 @@ void networkAll(const Mat& s, Mat& d, int n) {
         }
         // Side columns of the rows whose windows have all five rows.
         const int ia = std::max(ya, h), ib = std::min(yb, rows - h);
-        if (n == 5 && ia < ib) sideColumns5(s, d, ia, ib, buf);
+        if (n == 5 && cols > 2 * h && ia < ib) sideColumns5(s, d, ia, ib, buf);
     });
 }
 

@@ -356,8 +356,10 @@ TEST(Median, MatchesTheSortedSampleRule) {
     // Rows whose interior is not a whole number of vectors: the last vector
     // overlaps the one before, in colour too. Tall narrow images run their
     // side columns as long rows, with an odd count of interior rows.
-    const Mat images[4] = {randomMat(9, 67, MAT_Tuchar3, 33), randomMat(9, 131, MAT_Tuchar3, 34),
-                           randomMat(71, 9, MAT_Tuchar3, 35), fewLevels(135, 6, MAT_Tuchar, 36)};
+    // Three columns: every window is clipped at both sides.
+    const Mat images[5] = {randomMat(9, 67, MAT_Tuchar3, 33), randomMat(9, 131, MAT_Tuchar3, 34),
+                           randomMat(71, 9, MAT_Tuchar3, 35), fewLevels(135, 6, MAT_Tuchar, 36),
+                           randomMat(70, 3, MAT_Tuchar, 37)};
     for (const Mat& src : images)
         for (int n : {3, 5}) {
             const Mat out = allPaths([&](Mat& d) { median(src, d, n); });
