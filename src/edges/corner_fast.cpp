@@ -1,7 +1,8 @@
 // FAST corners: the ring predicate as two 16-bit masks (brighter, darker)
 // with a cyclic-run test, the score by bisection over the barrier, and the
 // row-table non-maximum suppression. A vector screen on four ring pixels
-// picks the centres that get the full test; stripes of rows run in parallel.
+// picks the centres that get the full test; stripes of rows run in parallel,
+// for the detection and then for the suppression.
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -142,47 +143,104 @@ void detectStripes(const Mat& image, int b, int n, bool wantScore, int y0, int n
 }
 
 // Keeps corners whose score is above that of every 8-neighbour corner. The
-// list is sorted by row, then column; rows are found through a table of each
-// row's first corner.
-void suppress(const std::vector<Point2_<int>>& c, const std::vector<int>& s,
-              Array<Point2_<int>, const Point2_<int>&>& out) {
-    out.removeAll();
-    const int n = int(c.size());
+// list c[0..n) is sorted by row, then column; rows are found through a table
+// of each row's first corner. Only corners [from, to) are judged and appended
+// to out: a corner's fate depends on its own row and the rows next to it
+// alone, so a stripe of the list judged with one row of context on each side
+// decides as the whole list would.
+void suppress(const Point2_<int>* c, const int* s, int n, int from, int to,
+              std::vector<Point2_<int>>& out) {
     if (n < 1) return;
-    const int last = c[size_t(n - 1)].y;
-    std::vector<int> first(size_t(last) + 1, -1);
-    for (int i = n - 1; i >= 0; i--) first[size_t(c[size_t(i)].y)] = i;
+    const int top = c[0].y, last = c[n - 1].y;
+    std::vector<int> firstOf(size_t(last - top) + 1, -1);
+    for (int i = n - 1; i >= 0; i--) firstOf[size_t(c[i].y - top)] = i;
+    // First corner of row y, -1 for a row without corners or outside the list.
+    auto first = [&](int y) { return y < top || y > last ? -1 : firstOf[size_t(y - top)]; };
     int above = 0, below = 0;
-    for (int i = 0; i < n; i++) {
-        const int x = c[size_t(i)].x, y = c[size_t(i)].y, sc = s[size_t(i)];
-        auto at = [&](int j) { return c[size_t(j)]; };
-        if (i > 0 && at(i - 1).y == y && at(i - 1).x == x - 1 && s[size_t(i - 1)] >= sc) continue;
-        if (i + 1 < n && at(i + 1).y == y && at(i + 1).x == x + 1 && s[size_t(i + 1)] >= sc)
-            continue;
+    for (int i = from; i < to; i++) {
+        const int x = c[i].x, y = c[i].y, sc = s[i];
+        if (i > 0 && c[i - 1].y == y && c[i - 1].x == x - 1 && s[i - 1] >= sc) continue;
+        if (i + 1 < n && c[i + 1].y == y && c[i + 1].x == x + 1 && s[i + 1] >= sc) continue;
         bool drop = false;
-        if (y != 0 && first[size_t(y - 1)] != -1) {
-            if (at(above).y < y - 1) above = first[size_t(y - 1)];
-            while (at(above).y < y && at(above).x < x - 1) above++;
+        if (y != 0 && first(y - 1) != -1) {
+            if (c[above].y < y - 1) above = first(y - 1);
+            while (c[above].y < y && c[above].x < x - 1) above++;
             // The neighbour walk must not move the cursor: a later corner of
             // this row still needs the corners it passes.
-            for (int j = above; at(j).y < y && at(j).x <= x + 1; j++)
-                if (at(j).x >= x - 1 && s[size_t(j)] >= sc) {
+            for (int j = above; c[j].y < y && c[j].x <= x + 1; j++)
+                if (c[j].x >= x - 1 && s[j] >= sc) {
                     drop = true;
                     break;
                 }
         }
         if (drop) continue;
-        if (y != last && first[size_t(y + 1)] != -1 && below < n) {
-            if (at(below).y < y + 1) below = first[size_t(y + 1)];
-            while (below < n && at(below).y == y + 1 && at(below).x < x - 1) below++;
-            for (int j = below; j < n && at(j).y == y + 1 && at(j).x <= x + 1; j++)
-                if (at(j).x >= x - 1 && s[size_t(j)] >= sc) {
+        if (y != last && first(y + 1) != -1 && below < n) {
+            if (c[below].y < y + 1) below = first(y + 1);
+            while (below < n && c[below].y == y + 1 && c[below].x < x - 1) below++;
+            for (int j = below; j < n && c[j].y == y + 1 && c[j].x <= x + 1; j++)
+                if (c[j].x >= x - 1 && s[j] >= sc) {
                     drop = true;
                     break;
                 }
         }
-        if (!drop) out.add(c[size_t(i)]);
+        if (!drop) out.push_back(c[i]);
     }
+}
+
+// Suppression of stripe k in place of its detected list: the stripe's corners
+// with the last row of the stripe above and the first row of the stripe below
+// around them.
+void suppressStripe(std::vector<Stripe>& parts, int k, std::vector<Point2_<int>>& kept,
+                    std::vector<Point2_<int>>& c, std::vector<int>& s) {
+    const Stripe& mid = parts[size_t(k)];
+    kept.clear();
+    if (mid.found.empty()) return;
+    c.clear();
+    s.clear();
+    if (k > 0) {
+        // Stripes hold at least one row each: the row above is the last of stripe k - 1.
+        const Stripe& up = parts[size_t(k - 1)];
+        const int yAbove = mid.found.front().y - 1;
+        size_t i = up.found.size();
+        while (i > 0 && up.found[i - 1].y == yAbove) i--;
+        c.insert(c.end(), up.found.begin() + ptrdiff_t(i), up.found.end());
+        s.insert(s.end(), up.scores.begin() + ptrdiff_t(i), up.scores.end());
+    }
+    const int from = int(c.size());
+    c.insert(c.end(), mid.found.begin(), mid.found.end());
+    s.insert(s.end(), mid.scores.begin(), mid.scores.end());
+    const int to = int(c.size());
+    if (size_t(k + 1) < parts.size()) {
+        const Stripe& dn = parts[size_t(k + 1)];
+        const int yBelow = mid.found.back().y + 1;
+        size_t i = 0;
+        while (i < dn.found.size() && dn.found[i].y == yBelow) i++;
+        c.insert(c.end(), dn.found.begin(), dn.found.begin() + ptrdiff_t(i));
+        s.insert(s.end(), dn.scores.begin(), dn.scores.begin() + ptrdiff_t(i));
+    }
+    suppress(c.data(), s.data(), int(c.size()), from, to, kept);
+}
+
+// Suppresses every stripe in parallel; each stripe's survivors replace its
+// found list (scores are no longer needed). Writing is deferred until all
+// stripes are judged, since each reads its neighbours' lists.
+void suppressStripes(std::vector<Stripe>& parts) {
+    const int stripes = int(parts.size());
+    std::vector<std::vector<Point2_<int>>> kept(static_cast<size_t>(stripes));
+    struct Body : ParallelLoopBody {
+        void operator()(const Range& r) const override {
+            std::vector<Point2_<int>> c;
+            std::vector<int> s;
+            for (int k = r.start; k < r.end; k++)
+                suppressStripe(*parts, k, (*kept)[size_t(k)], c, s);
+        }
+        std::vector<Stripe>* parts;
+        std::vector<std::vector<Point2_<int>>>* kept;
+    } body;
+    body.parts = &parts;
+    body.kept = &kept;
+    parallel_for_(Range(0, stripes), body, double(stripes));
+    for (int k = 0; k < stripes; k++) parts[size_t(k)].found.swap(kept[size_t(k)]);
 }
 
 }  // namespace
@@ -205,22 +263,27 @@ void cornerFast(const Mat& image, int threshold, int arcLength, int suppressFlag
         const bool wantScore = suppressFlag != 0;
         detectStripes(image, b, n, wantScore, y0, nrows, stripes, parts);
     }
+    if (suppressFlag) {
+        if (stripes > 1) {
+            suppressStripes(parts);
+        } else {
+            std::vector<Point2_<int>> kept;
+            const Stripe& all = parts[0];
+            const int n = int(all.found.size());
+            suppress(all.found.data(), all.scores.data(), n, 0, n, kept);
+            parts[0].found.swap(kept);
+        }
+    }
+    // One allocation for the joined list rather than a growth step per stripe.
     size_t total = 0;
     for (const Stripe& s : parts) total += s.found.size();
-    std::vector<Point2_<int>> found;
-    std::vector<int> scores;
-    found.reserve(total);
-    if (suppressFlag) scores.reserve(total);
-    for (const Stripe& s : parts) {
-        found.insert(found.end(), s.found.begin(), s.found.end());
-        if (suppressFlag) scores.insert(scores.end(), s.scores.begin(), s.scores.end());
-    }
-    if (suppressFlag) {
-        suppress(found, scores, corners);
-        return;
-    }
     corners.removeAll();
-    if (!found.empty()) corners.append(found.data(), int(found.size()));
+    if (total == 0 || !corners.setSize(int(total))) return;
+    Point2_<int>* out = corners.getData();
+    for (const Stripe& s : parts) {
+        std::copy(s.found.begin(), s.found.end(), out);
+        out += s.found.size();
+    }
 }
 
 }  // namespace ip

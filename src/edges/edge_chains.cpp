@@ -149,13 +149,12 @@ struct BandStats {
     long long hist[128] = {};
 };
 
-// Gradients, strength and orientation of one band of rows [y0, y1), fused so
-// that each row is filtered and measured while it is in cache. grdX and grdY
-// are written whole, zero outside the interior (3 from every side).
+// Gradients and strength of one band of rows [y0, y1), fused so that each row
+// is filtered and measured while it is in cache. grdX and grdY are written
+// whole, zero outside the interior (3 from every side).
 void gradientBand(unsigned char** img, int W, int H, int y0, int y1, short* grdX, short* grdY,
-                  short* strength, short* orient, BandStats& st) {
+                  short* strength, BandStats& st) {
     const int r = 3, x0 = r, x1 = W - r;
-    const short* small = smallAngleTable();
     std::vector<short> buf(size_t(W) * 8);
     short* vrow = buf.data();
     short* ring[7];
@@ -200,10 +199,8 @@ void gradientBand(unsigned char** img, int W, int H, int y0, int y1, short* grdX
                                 5);
         }
         short* so = strength + size_t(y) * W;
-        short* oo = orient + size_t(y) * W;
-        int x = detail::edgeAngleStrengthRow(gx, gy, oo, so, W, &st.nz, &st.maxS);
+        int x = detail::edgeStrengthRow(gx, gy, so, W, &st.nz, &st.maxS);
         for (; x < W; x++) {
-            oo[x] = (short)foldedAngle(gx[x], gy[x], small);
             const int v = (gx[x] < 0 ? -gx[x] : gx[x]) + (gy[x] < 0 ? -gy[x] : gy[x]);
             so[x] = (short)v;
             st.nz += v >= 1;
@@ -212,9 +209,21 @@ void gradientBand(unsigned char** img, int W, int H, int y0, int y1, short* grdX
     }
 }
 
+// Orientation (folded into 0..180) of rows [y0, y1).
+void angleBand(const short* grdX, const short* grdY, short* orient, int W, int y0, int y1) {
+    const short* small = smallAngleTable();
+    for (int y = y0; y < y1; y++) {
+        const short* gx = grdX + size_t(y) * W;
+        const short* gy = grdY + size_t(y) * W;
+        short* oo = orient + size_t(y) * W;
+        for (int x = detail::edgeAngleRow(gx, gy, oo, W); x < W; x++)
+            oo[x] = (short)foldedAngle(gx[x], gy[x], small);
+    }
+}
+
 // The 8-bit strength of rows [y0, y1) and its histogram; four interleaved
 // histograms keep runs of equal values from waiting on each other.
-void scaleBand(const short* strength, unsigned char* s8, int W, int y0, int y1, int maxS,
+void scaleBand(const short* strength, unsigned char* s8, int W, int H, int y0, int y1, int maxS,
                BandStats& st) {
     unsigned hist[4][128] = {};
     for (int y = y0; y < y1; y++) {
@@ -230,6 +239,12 @@ void scaleBand(const short* strength, unsigned char* s8, int W, int y0, int y1, 
             hist[3][out[x + 3]]++;
         }
         for (; x < W; x++) hist[0][out[x]]++;
+        // The frame counts in the histogram but is cleared for the suppression.
+        if (y == 0 || y == H - 1) {
+            std::memset(out, 0, size_t(W));
+        } else {
+            out[0] = out[W - 1] = 0;
+        }
     }
     for (int b = 0; b < 128; b++)
         st.hist[b] = (long long)hist[0][b] + hist[1][b] + hist[2][b] + hist[3][b];
@@ -721,51 +736,76 @@ private:
 };
 
 // Pixels still to take (weak positive and unvisited) as one bit per pixel:
-// rows of `words` 64-bit words, one more than the width needs so that eight
-// bytes read from any column stay inside the row. At an eighth of the byte
-// map it stays in cache while chains wander over the picture.
+// rows of `words` 64-bit words, one more than the width needs so that a word
+// after the one holding any column can be read. At an eighth of the byte map
+// it stays in cache while chains wander over the picture. Two more bit maps
+// say where chains start: unvisited strong pixels that can never be taken
+// (weak not positive), and unvisited strong pixels that can, which start a
+// chain only while they are still to take.
 struct AvailBits {
-    std::vector<unsigned long long> bits;
+    std::vector<unsigned long long> bits, seedAlways, seedWhileFree;
     size_t words = 0;
 };
 
-// Builds the bits from the weak map and, when given, the edge map (0 is
-// unvisited; without one every pixel counts as unvisited).
-void buildAvailBits(const signed char* weak, unsigned char* const* edgeMap, int W, int H,
-                    AvailBits& out) {
+// Builds the bits from the strong and weak maps and, when given, the edge map
+// (0 is unvisited; without one every pixel counts as unvisited).
+void buildAvailBits(const signed char* strong, const signed char* weak,
+                    unsigned char* const* edgeMap, int W, int H, AvailBits& out) {
     out.words = size_t(W + 63) / 64 + 1;
     out.bits.assign(out.words * size_t(H), 0);
+    out.seedAlways.assign(out.words * size_t(H), 0);
+    out.seedWhileFree.assign(out.words * size_t(H), 0);
     constexpr unsigned long long kLow7 = 0x7F7F7F7F7F7F7F7FULL, kHigh = 0x8080808080808080ULL;
+    // High bit of each byte that is positive: non-zero with the sign bit clear.
+    auto positive = [&](unsigned long long v) { return (((v & kLow7) + kLow7) | v) & ~v & kHigh; };
     auto nonZero = [&](unsigned long long v) { return (((v & kLow7) + kLow7) | v) & kHigh; };
+    // The eight byte flags (high bits) as eight consecutive bits.
+    auto gather = [](unsigned long long flags) {
+        return ((flags >> 7) * 0x0102040810204080ULL) >> 56;
+    };
     forRowStripes(H, (long long)W * H, [&](int y0, int y1) {
         for (int y = y0; y < y1; y++) {
             const signed char* w = weak + size_t(y) * W;
+            const signed char* st = strong + size_t(y) * W;
             const unsigned char* m = edgeMap ? edgeMap[y] : nullptr;
-            unsigned long long* o = out.bits.data() + out.words * size_t(y);
+            const size_t row = out.words * size_t(y);
+            unsigned long long* o = out.bits.data() + row;
+            unsigned long long* sa = out.seedAlways.data() + row;
+            unsigned long long* sf = out.seedWhileFree.data() + row;
             int x = 0;
             for (; x + 8 <= W; x += 8) {
-                unsigned long long v, mv = 0;
+                unsigned long long v, sv, mv = 0;
                 std::memcpy(&v, w + x, 8);
+                std::memcpy(&sv, st + x, 8);
                 if (m) std::memcpy(&mv, m + x, 8);
-                // positive: non-zero with the sign bit clear; and unvisited
-                const unsigned long long take = nonZero(v) & ~v & ~nonZero(mv) & kHigh;
-                const unsigned long long byteBits = ((take >> 7) * 0x0102040810204080ULL) >> 56;
-                o[x >> 6] |= byteBits << (x & 63);
+                const unsigned long long free = ~nonZero(mv);
+                const unsigned long long take = positive(v) & free;
+                const unsigned long long seed = positive(sv) & free;
+                o[x >> 6] |= gather(take) << (x & 63);
+                sa[x >> 6] |= gather(seed & ~take) << (x & 63);
+                sf[x >> 6] |= gather(seed & take) << (x & 63);
             }
-            for (; x < W; x++)
-                if (w[x] > 0 && (!m || m[x] == 0)) o[x >> 6] |= 1ULL << (x & 63);
+            for (; x < W; x++) {
+                const bool free = !m || m[x] == 0;
+                const bool take = w[x] > 0 && free, seed = st[x] > 0 && free;
+                const unsigned long long bit = 1ULL << (x & 63);
+                if (take) o[x >> 6] |= bit;
+                if (seed && !take) sa[x >> 6] |= bit;
+                if (seed && take) sf[x >> 6] |= bit;
+            }
         }
     });
 }
 
-// The same following over the availability bits, so a pixel's eight
-// neighbour tests are three word reads and a table; seeds are found by
-// skipping zero words of the strong map.
+// The same following over the availability bits: a pixel's eight neighbour
+// tests are three word reads and a table, the state of the pixel being
+// followed stays in registers, and seeds come from the seed bits a word at a
+// time.
 class FastChainFollower {
 public:
-    FastChainFollower(const signed char* strong, AvailBits& avail, unsigned char** edgeMap,
-                      int width, int height, unsigned char& label, MCEdgeList& list, short* stack)
-        : m_strong(strong),
+    FastChainFollower(AvailBits& avail, unsigned char** edgeMap, int width, int height,
+                      unsigned char& label, MCEdgeList& list, short* stack)
+        : m_avail(avail),
           m_map(edgeMap),
           m_width(width),
           m_height(height),
@@ -775,25 +815,39 @@ public:
           m_bits(avail.bits.data()),
           m_words(avail.words) {}
 
+    // Row-major over every pixel that starts a chain at the moment the scan
+    // reaches it: a chain may take pixels further along the same word, so the
+    // word's candidates are taken again after each chain.
     void run() {
-        const int W = m_width;
+        const size_t used = size_t(m_width + 63) / 64;
         for (int y = 0; y < m_height; y++) {
-            const signed char* row = m_strong + size_t(y) * W;
-            forNonZero(row, 0, W, [&](int x) {
-                if (row[x] > 0 && m_map[y][x] == 0) {
+            const size_t row = m_words * size_t(y);
+            for (size_t i = 0; i < used; i++) {
+                const unsigned long long always = m_avail.seedAlways[row + i];
+                const unsigned long long whileFree = m_avail.seedWhileFree[row + i];
+                if ((always | whileFree) == 0) continue;
+                unsigned long long seeds = always | (whileFree & m_bits[row + i]);
+                while (seeds != 0) {
+                    const int bit = __builtin_ctzll(seeds);
                     m_points = 0;
-                    follow(x, y);
+                    follow(int(i * 64) + bit, y);
                     flush();
+                    const unsigned long long later = bit == 63 ? 0 : ~0ULL << (bit + 1);
+                    seeds = (always | (whileFree & m_bits[row + i])) & later;
                 }
-            });
+            }
         }
     }
 
 private:
-    struct Frame {
-        short x, y;
-        unsigned char next, found, branched;
-    };
+    // A suspended pixel: x, y, the neighbours that were still free after the
+    // one being followed, and whether the chain branched there, in one word.
+    // A suspended pixel has always found a neighbour.
+    typedef unsigned long long Frame;
+    static Frame pack(int x, int y, unsigned rest, unsigned branched) {
+        return Frame(unsigned(x)) | Frame(unsigned(y)) << 16 | Frame(rest) << 32 |
+               Frame(branched) << 40;
+    }
 
     // Bit k of entry (above | middle << 3 | below << 6), each three bits for
     // columns x - 1, x, x + 1, is set when neighbour k (following order) is.
@@ -831,52 +885,49 @@ private:
         m_points = 0;
     }
 
-    // Opens a frame on top of the first `top` ones; fields are written in
-    // place (a frame built elsewhere and copied in would be read back before
-    // its narrow stores have settled).
-    Frame* openFrame(size_t top, int x, int y) {
-        if (top == m_frames.size()) m_frames.resize(top < 1024 ? 1024 : 2 * top);
-        Frame* g = m_frames.data() + top;
-        g->x = (short)x;
-        g->y = (short)y;
-        g->next = g->found = g->branched = 0;
-        return g;
-    }
-
     void follow(int x0, int y0) {
-        size_t top = 0;  // frames below the current one
-        Frame* f = openFrame(top, x0, y0);
+        int x = x0, y = y0;
+        unsigned found = 0, branched = 0;
+        // All eight neighbours at once, without a branch per neighbour.
+        unsigned mask = availableAround(x, y);
+        size_t top = 0;  // suspended pixels
         for (;;) {
-            // All eight neighbours at once, without a branch per neighbour:
-            // nothing changes between two tests of one frame unless a child
-            // was followed, after which the mask is taken again.
-            const unsigned mask = availableAround(f->x, f->y) & (0xFFu << f->next);
             if (mask != 0) {
                 const int k = __builtin_ctz(mask);
-                f->next = (unsigned char)(k + 1);
-                if (f->found) {
+                if (found) {
                     flush();
-                    f->branched = 1;
+                    branched = 1;
                 }
-                f->found = 1;
-                const int nx = f->x + kFollowDx[k], ny = f->y + kFollowDy[k];
-                m_map[ny][nx] = m_label;
-                m_bits[m_words * size_t(ny) + size_t(nx >> 6)] &= ~(1ULL << (nx & 63));
-                f = openFrame(++top, nx, ny);
+                if (top == m_frames.size()) m_frames.resize(top < 1024 ? 1024 : 2 * top);
+                m_frames[top++] = pack(x, y, mask & (mask - 1), branched);
+                x += kFollowDx[k];
+                y += kFollowDy[k];
+                m_map[y][x] = m_label;
+                m_bits[m_words * size_t(y) + size_t(x >> 6)] &= ~(1ULL << (x & 63));
+                found = branched = 0;
+                mask = availableAround(x, y);
                 continue;
             }
-            m_stack[0] = f->x;
-            m_stack[1] = f->y;
+            m_stack[0] = (short)x;
+            m_stack[1] = (short)y;
             m_stack += 2;
             m_points++;
-            const bool branched = f->branched != 0;
             if (branched) flush();
             if (top == 0) break;
-            f = m_frames.data() + --top;
+            const Frame f = m_frames[--top];
+            x = int(f & 0xFFFF);
+            y = int((f >> 16) & 0xFFFF);
+            const unsigned rest = unsigned(f >> 32) & 0xFFu;
+            branched = unsigned(f >> 40) & 1u;
+            found = 1;
+            // Following takes pixels and never frees one: a neighbour not free
+            // when the pixel was suspended is not free now, so only those that
+            // were need a look (none, along a plain chain).
+            mask = rest != 0 ? availableAround(x, y) & rest : 0;
         }
     }
 
-    const signed char* m_strong;
+    AvailBits& m_avail;
     unsigned char** m_map;
     int m_width, m_height;
     unsigned char& m_label;
@@ -888,6 +939,17 @@ private:
     std::vector<Frame> m_frames;
     int m_points = 0;
 };
+
+// Follows every chain over prepared availability bits; false when memory runs out.
+bool followAvailable(AvailBits& avail, unsigned char** edgeMap, int width, int height,
+                     unsigned char& label, MCEdgeList& list, short* stack) {
+    try {
+        FastChainFollower(avail, edgeMap, width, height, label, list, stack).run();
+    } catch (...) {
+        return false;
+    }
+    return true;
+}
 
 }  // namespace
 
@@ -902,8 +964,8 @@ bool followEdgeChains(const signed char* strong, const signed char* weak, unsign
     try {
         if (useOptimized()) {
             AvailBits avail;
-            buildAvailBits(weak, edgeMap, width, height, avail);
-            FastChainFollower(strong, avail, edgeMap, width, height, label, list, stack).run();
+            buildAvailBits(strong, weak, edgeMap, width, height, avail);
+            FastChainFollower(avail, edgeMap, width, height, label, list, stack).run();
             delete[] stack;
             return true;
         }
@@ -915,23 +977,6 @@ bool followEdgeChains(const signed char* strong, const signed char* weak, unsign
                 f.follow(x, y);
                 f.flush();
             }
-    } catch (...) {
-        ok = false;
-    }
-    delete[] stack;
-    return ok;
-}
-
-bool followEdgeChainsUnvisited(const signed char* strong, const signed char* weak,
-                               unsigned char** edgeMap, int width, int height, unsigned char& label,
-                               MCEdgeList& list) {
-    short* stack = new (std::nothrow) short[(size_t(width) * height + 1) * 2];
-    if (!stack) return false;
-    bool ok = true;
-    try {
-        AvailBits avail;
-        buildAvailBits(weak, nullptr, width, height, avail);
-        FastChainFollower(strong, avail, edgeMap, width, height, label, list, stack).run();
     } catch (...) {
         ok = false;
     }
@@ -982,10 +1027,10 @@ int MCEdgeExtractor::GetEdgeData() {
 }
 
 // The same pipeline with the passes fused into sweeps over row bands
-// (gradients with strength and angle; the 8-bit strength with its histogram;
+// (gradients with strength; the 8-bit strength with its histogram;
 // suppression with both thresholds; staircase removal) and vector kernels
-// inside; the following stays serial. The results are those of the
-// step-by-step route.
+// inside; the following stays serial, with the orientation computed beside
+// it. The results are those of the step-by-step route.
 int MCEdgeExtractor::edgeDataFused() {
     const int W = m_nWidth, H = m_nHeight;
     const size_t n = size_t(W) * H;
@@ -1006,7 +1051,7 @@ int MCEdgeExtractor::edgeDataFused() {
         forBands(nBands, work, [&](int i) {
             int y0, y1;
             bandRows(i, y0, y1);
-            gradientBand(m_ppGrey, W, H, y0, y1, m_pGrdX, m_pGrdY, m_pEdgeStrength, m_pEdgeOrient,
+            gradientBand(m_ppGrey, W, H, y0, y1, m_pGrdX, m_pGrdY, m_pEdgeStrength,
                          stats[size_t(i)]);
         });
     } catch (...) {
@@ -1021,7 +1066,7 @@ int MCEdgeExtractor::edgeDataFused() {
     forBands(nBands, work, [&](int i) {
         int y0, y1;
         bandRows(i, y0, y1);
-        scaleBand(m_pEdgeStrength, m_pStrength8, W, y0, y1, maxS, stats[size_t(i)]);
+        scaleBand(m_pEdgeStrength, m_pStrength8, W, H, y0, y1, maxS, stats[size_t(i)]);
     });
     long long hist[128] = {};
     for (const BandStats& st : stats)
@@ -1029,9 +1074,7 @@ int MCEdgeExtractor::edgeDataFused() {
     const int k = histogramCut(hist, nz, m_nNonEdge);
     m_nBackground = (unsigned short)(k * maxS / 128);
 
-    unsigned char* s = m_pStrength8;
-    for (int x = 0; x < W; x++) s[x] = s[size_t(H - 1) * W + x] = 0;
-    for (int y = 0; y < H; y++) s[size_t(y) * W] = s[size_t(y) * W + W - 1] = 0;
+    const unsigned char* s = m_pStrength8;
     m_pStrong = new (std::nothrow) signed char[n];
     m_pWeak = new (std::nothrow) signed char[n];
     if (!m_pStrong || !m_pWeak) return kHysteresisFailed;
@@ -1077,12 +1120,31 @@ int MCEdgeExtractor::edgeDataFused() {
         delete[] m_pWeak;
         m_pWeak = done;
     }
+    // The edge map is all unvisited here: the weak map alone says what may be
+    // taken. The following is serial; the orientation, which nothing after it
+    // reads, is computed in bands meanwhile by the other threads.
+    detail::AvailBits avail;
+    short* stack = nullptr;
+    try {
+        detail::buildAvailBits(m_pStrong, m_pWeak, nullptr, W, H, avail);
+        stack = new short[(n + 1) * 2];
+    } catch (...) {
+        return kExtractFailed;
+    }
+    bool ok = true;
+    forBands(nBands + 1, work, [&](int i) {
+        if (i == 0) {
+            ok = detail::followAvailable(avail, m_ppEdgeMap, W, H, m_nLabel, m_edgeList, stack);
+            return;
+        }
+        int y0, y1;
+        bandRows(i - 1, y0, y1);
+        angleBand(m_pGrdX, m_pGrdY, m_pEdgeOrient, W, y0, y1);
+    });
+    delete[] stack;
     delete[] m_pGrdX;
     delete[] m_pGrdY;
     m_pGrdX = m_pGrdY = nullptr;
-    // The edge map is all unvisited here: the weak map alone says what may be taken.
-    const bool ok = detail::followEdgeChainsUnvisited(m_pStrong, m_pWeak, m_ppEdgeMap, W, H,
-                                                      m_nLabel, m_edgeList);
     delete[] m_pStrong;
     delete[] m_pWeak;
     m_pStrong = m_pWeak = nullptr;

@@ -90,12 +90,8 @@ int DiffColumns(const int16_t* const* r, int16_t* out, int start, int end) {
     return x;
 }
 
-// The polynomial angle in double lanes. Every intermediate is an integer below
-// 2^53, so products and the scalings by powers of two are exact and Floor is
-// the floor shift; the quotient is the same correctly rounded double division
-// as the scalar function's, truncated.
-int AngleStrengthRow(const int16_t* gx, const int16_t* gy, int16_t* orient, int16_t* strength,
-                     int n, long long* nz, int* maxS) {
+int StrengthRow(const int16_t* gx, const int16_t* gy, int16_t* strength, int n, long long* nz,
+                int* maxS) {
     const hn::ScalableTag<int16_t> d16;
     const int N16 = (int)hn::Lanes(d16);
     const int end = n - n % N16;
@@ -113,11 +109,19 @@ int AngleStrengthRow(const int16_t* gx, const int16_t* gy, int16_t* orient, int1
     for (int i = 0; i < N16; i++)
         if (lanes[i] > *maxS) *maxS = lanes[i];
     *nz += count;
+    return end;
+}
 
+// The polynomial angle in double lanes. Every intermediate is an integer below
+// 2^53, so products and the scalings by powers of two are exact and Floor is
+// the floor shift; the quotient is the same correctly rounded double division
+// as the scalar function's, truncated.
+int AngleRow(const int16_t* gx, const int16_t* gy, int16_t* orient, int n) {
     const hn::ScalableTag<double> dd;
     const hn::Rebind<int32_t, decltype(dd)> di32;
     const hn::Rebind<int16_t, decltype(dd)> di16;
     const int Nd = (int)hn::Lanes(dd);
+    const int end = n - n % Nd;
     const auto zero = hn::Zero(dd);
     const auto one = hn::Set(dd, 1.0);
     const auto k1024 = hn::Set(dd, 1024.0);
@@ -247,7 +251,8 @@ HWY_EXPORT(SmoothColumns);
 HWY_EXPORT(SmoothRow);
 HWY_EXPORT(DiffRow);
 HWY_EXPORT(DiffColumns);
-HWY_EXPORT(AngleStrengthRow);
+HWY_EXPORT(StrengthRow);
+HWY_EXPORT(AngleRow);
 HWY_EXPORT(ScaleRow);
 HWY_EXPORT(SuppressRow);
 
@@ -271,10 +276,15 @@ int edgeDiffColumns(const short* const* rows7, short* out, int start, int end) {
     return HWY_DYNAMIC_DISPATCH(DiffColumns)(rows7, out, start, end);
 }
 
-int edgeAngleStrengthRow(const short* gx, const short* gy, short* orient, short* strength, int n,
-                         long long* nz, int* maxS) {
+int edgeStrengthRow(const short* gx, const short* gy, short* strength, int n, long long* nz,
+                    int* maxS) {
     if (!checkHardwareSupport(3)) return 0;
-    return HWY_DYNAMIC_DISPATCH(AngleStrengthRow)(gx, gy, orient, strength, n, nz, maxS);
+    return HWY_DYNAMIC_DISPATCH(StrengthRow)(gx, gy, strength, n, nz, maxS);
+}
+
+int edgeAngleRow(const short* gx, const short* gy, short* orient, int n) {
+    if (!checkHardwareSupport(3)) return 0;
+    return HWY_DYNAMIC_DISPATCH(AngleRow)(gx, gy, orient, n);
 }
 
 int edgeScaleRow(const short* strength, unsigned char* s8, int maxS, int n) {

@@ -19,11 +19,13 @@ int edgeSmoothRow(const unsigned char* in, short* out, int start, int end);
 int edgeDiffRow(const short* in, short* out, int start, int end);
 // out[x] = (7-tap difference down the columns of rows7[0..6]) >> 5, x in [start, end).
 int edgeDiffColumns(const short* const* rows7, short* out, int start, int end);
-// orient[x] = the polynomial angle of (gy[x], gx[x]) folded into 0..180,
 // strength[x] = |gx[x]| + |gy[x]|, for x in [0, n), with |g| <= 5100. Adds the
 // count of non-zero strengths to *nz and raises *maxS to the largest one.
-TARVO_EXPORTS int edgeAngleStrengthRow(const short* gx, const short* gy, short* orient,
-                                       short* strength, int n, long long* nz, int* maxS);
+int edgeStrengthRow(const short* gx, const short* gy, short* strength, int n, long long* nz,
+                    int* maxS);
+// orient[x] = the polynomial angle of (gy[x], gx[x]) folded into 0..180, for x
+// in [0, n), with |g| <= 5100.
+TARVO_EXPORTS int edgeAngleRow(const short* gx, const short* gy, short* orient, int n);
 // s8[x] = strength[x] * 127 / maxS, for x in [0, n), 0 <= strength <= maxS <= 10200.
 int edgeScaleRow(const short* strength, unsigned char* s8, int maxS, int n);
 // Non-maximum suppression of the 8-bit strength row mid (rows up and dn above

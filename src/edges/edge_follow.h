@@ -16,10 +16,5 @@ TARVO_EXPORTS bool followEdgeChains(const signed char* strong, const signed char
                                     unsigned char** edgeMap, int width, int height,
                                     unsigned char& label, MCEdgeList& list);
 
-// The same following for an edge map that is all 0 (unvisited) on entry.
-bool followEdgeChainsUnvisited(const signed char* strong, const signed char* weak,
-                               unsigned char** edgeMap, int width, int height, unsigned char& label,
-                               MCEdgeList& list);
-
 }  // namespace detail
 }  // namespace tarvo

@@ -139,14 +139,11 @@ TEST(EdgeChains, FixedPointAngle) {
     // The vector row kernel (orientation folded into 0..180) is held to the
     // same division, a row of gx at a time.
     long long mismatches = 0, rowMismatches = 0;
-    std::vector<short> gxs(10201), gys(10201), orient(10201), strength(10201);
+    std::vector<short> gxs(10201), gys(10201), orient(10201);
     for (int i = 0; i < 10201; i++) gxs[size_t(i)] = short(i - 5100);
     for (int gy = -5100; gy <= 5100; gy += step) {
         std::fill(gys.begin(), gys.end(), short(gy));
-        long long nz = 0;
-        int maxS = 1;
-        const int done = detail::edgeAngleStrengthRow(gxs.data(), gys.data(), orient.data(),
-                                                      strength.data(), 10201, &nz, &maxS);
+        const int done = detail::edgeAngleRow(gxs.data(), gys.data(), orient.data(), 10201);
         for (int gx = -5100; gx <= 5100; gx++) {
             int ref = test::fixedPointAngleDivision(gy, gx);
             mismatches += MCEdgeExtractor::fixedPointAngle(gy, gx) != ref;
@@ -270,7 +267,8 @@ TEST(EdgeChains, ExplicitFollowingEqualsRecursion) {
             for (int x = 1; x < w - 1; x++) {
                 const size_t i = size_t(y) * w + x;
                 weak[i] = (rng() % 100) < density ? 5 : 0;
-                strong[i] = weak[i] > 0 && rng() % 4 == 0 ? 5 : 0;
+                // Some strong pixels have no weak value, as after staircase removal.
+                strong[i] = (weak[i] > 0 && rng() % 4 == 0) || rng() % 16 == 0 ? 5 : 0;
             }
         std::vector<unsigned char> mapRef(size_t(w) * h, 0), block(size_t(w) * h, 0);
         std::vector<unsigned char*> rows(static_cast<size_t>(h));
