@@ -182,11 +182,31 @@ BENCHMARK_CAPTURE(BM_SepFilter2D, box5_u8c1_1080p, int(MAT_Tuchar), 5, true)
 BENCHMARK_CAPTURE(BM_SepFilter2D, 7tap_f32c1_1080p, int(MAT_Tfloat), 7)
     ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_SepSobelShort)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_Median, 3x3_u8c1_1080p, int(MAT_Tuchar), 3)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_Median, 5x5_u8c1_1080p, int(MAT_Tuchar), 5)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_Median, 3x3_u8c3_1080p, int(MAT_Tuchar3), 3)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_Median, 15x15_u8c1_1080p, int(MAT_Tuchar), 15)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_Median, 31x31_u8c1_1080p, int(MAT_Tuchar), 31)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_Convolve2, 3x3box_u8c1_1080p, int(MAT_Tuchar))->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_Convolve2, 3x3box_u8c3_1080p, int(MAT_Tuchar3))->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_Convolve2Sep, 5tap_u8c1_1080p, int(MAT_Tuchar))->Unit(benchmark::kMillisecond);
+// Wall time, so the rates with TARVO_BENCH_THREADS=2 count both threads.
+BENCHMARK_CAPTURE(BM_Median, 3x3_u8c1_1080p, int(MAT_Tuchar), 3)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK_CAPTURE(BM_Median, 5x5_u8c1_1080p, int(MAT_Tuchar), 5)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK_CAPTURE(BM_Median, 3x3_u8c3_1080p, int(MAT_Tuchar3), 3)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK_CAPTURE(BM_Median, 5x5_u8c3_1080p, int(MAT_Tuchar3), 5)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK_CAPTURE(BM_Median, 15x15_u8c1_1080p, int(MAT_Tuchar), 15)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK_CAPTURE(BM_Median, 31x31_u8c1_1080p, int(MAT_Tuchar), 31)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK_CAPTURE(BM_Convolve2, 3x3box_u8c1_1080p, int(MAT_Tuchar))
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK_CAPTURE(BM_Convolve2, 3x3box_u8c3_1080p, int(MAT_Tuchar3))
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK_CAPTURE(BM_Convolve2Sep, 5tap_u8c1_1080p, int(MAT_Tuchar))
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();

@@ -40,6 +40,17 @@ int vecSepTapsU8(const uint8_t* const* ptrs, const int* k, int taps, int divisor
 // Returns the first element not written.
 int vecMedianRowU8(const uint8_t* const* rows, int n, int cn, int from, int to, uint8_t* dst);
 
+// Two rows y, y + 1 of 5 x 5 byte medians for elements [from, to): rows[j]
+// is source row y - 2 + j (j < 6), taps at e + (i - 2) * cn. Returns the
+// first element not written (the same in both rows).
+int vecMedian5Rows2U8(const uint8_t* const* rows, int cn, int from, int to, uint8_t* dst0,
+                      uint8_t* dst1);
+
+// 5-wide byte windows clipped to r = 3 or 4 rows for elements [from, to):
+// rows[0 .. r) are the rows inside the window, taps at e + (i - 2) * cn; the
+// result is the sample at rank 5 r / 2. Returns the first element not written.
+int vecMedian5ClippedU8(const uint8_t* const* rows, int r, int cn, int from, int to, uint8_t* dst);
+
 // One stripe of the byte median by rank search over running column
 // histograms (median_simd.cpp): rows [ya, yb) of channel `channel`, window
 // taps -tyLo..tyHi by -txLo..txHi clipped to the image, the result the

@@ -6,7 +6,9 @@
 //   - the direct loop (gather, select) is the reference and runs under the
 //     scalar switch, for 16-bit and int images and at the edges;
 //   - 3 x 3 and 5 x 5 byte windows run min / max selection networks over
-//     full vectors of interior pixels;
+//     full vectors of interior pixels; 5 x 5 also over the windows clipped
+//     by one edge (3 or 4 rows or columns), since the direct loop on that
+//     frame would otherwise cost more than the whole interior;
 //   - other byte windows run a rank search over running column histograms
 //     with lazily updated fine bins, whose cost does not grow with the
 //     window; it handles the shrinking edge windows and the asymmetric even
@@ -186,7 +188,13 @@ void histAll(const Mat& s, Mat& d, Taps ty, Taps tx) {
     const int stripeRows = std::max(32, std::min(ty.lo + ty.hi + 1, rows));
     const int stripes = (rows + stripeRows - 1) / stripeRows;
     for (int c = 0; c < s.channels(); c++) {
-        detail::directParallelRows(stripes, double(rows) * s.cols() * 64.0, [&](int a, int b) {
+        // Few long stripes (four per thread, for balance when a thread is
+        // slowed): each one first fills the column histograms of a window's
+        // height and clears cols * 272 counts, so short stripes would spend
+        // more on that than on their rows.
+        const int threads = getNumThreads();
+        const int wanted = threads > 1 ? std::min(stripes, 4 * threads) : 1;
+        detail::directParallelRows(stripes, wanted * 65536.0, [&](int a, int b) {
             const int ya = a * stripeRows, yb = std::min(b * stripeRows, rows);
             if (nmax <= 65535) {
                 std::vector<uint16_t> scratch(size_t(s.cols()) * (256 + 16));
@@ -200,30 +208,91 @@ void histAll(const Mat& s, Mat& d, Taps ty, Taps tx) {
     }
 }
 
-// 3 x 3 and 5 x 5 windows on bytes: selection networks over the interior,
-// the direct loop on the frame.
+// The columns next to the side edges of rows [ya, yb) under a 5 x 5 window:
+// their windows hold 3 or 4 columns, which transposed are the rows of a
+// clipped window, so the side bands are copied out as rows and run through
+// the clipped-window kernel. Needs cols > 4; rows whose windows are clipped
+// vertically are not passed here.
+void sideColumns5(const Mat& s, Mat& d, int ya, int yb, std::vector<unsigned char>& buf) {
+    const int cols = s.cols(), cn = s.channels();
+    const Taps t{2, 2};
+    const int first = ya - 2, len = yb - ya + 4;  // source rows [first, first + len)
+    // band[i]: source column i of the left band, band[4 + i] column cols - 4 + i.
+    // out is indexed like a band row: output row y at (y - first) * cn.
+    std::vector<unsigned char> band(size_t(8) * len * cn), out(size_t(len) * cn);
+    for (int i = 0; i < 8; i++) {
+        const int x = i < 4 ? i : cols - 8 + i;
+        unsigned char* b = band.data() + size_t(i) * len * cn;
+        for (int r = 0; r < len; r++)
+            std::memcpy(b + size_t(r) * cn, s.data.ptr[first + r] + size_t(x) * cn, size_t(cn));
+    }
+    // Output column, window rows in the band, and their count.
+    const struct {
+        int x, lo, r;
+    } jobs[4] = {{0, 0, 3}, {1, 0, 4}, {cols - 2, 4, 4}, {cols - 1, 5, 3}};
+    for (const auto& j : jobs) {
+        const unsigned char* rp[4];
+        for (int i = 0; i < j.r; i++) rp[i] = band.data() + size_t(j.lo + i) * len * cn;
+        const int done =
+            detail::vecMedian5ClippedU8(rp, j.r, cn, 2 * cn, (len - 2) * cn, out.data());
+        const int ydone = ya + std::max(done / cn - 2, 0);
+        for (int y = ya; y < ydone; y++)
+            std::memcpy(d.data.ptr[y] + size_t(j.x) * cn, out.data() + size_t(y - first) * cn,
+                        size_t(cn));
+        if (ydone < yb) directRows<unsigned char>(s, d, t, t, ydone, yb, j.x, j.x + 1, buf);
+    }
+}
+
+// 3 x 3 and 5 x 5 windows on bytes: selection networks over the interior;
+// for 5 x 5 also over the windows clipped by one edge. The direct loop does
+// the rest.
 void networkAll(const Mat& s, Mat& d, int n) {
     const int rows = s.rows(), cols = s.cols(), cn = s.channels();
     const int h = n / 2;
     const Taps t{h, h};
-    detail::directParallelRows(rows, double(rows) * cols * cn * 4.0, [&](int ya, int yb) {
+    // Stripes of at least 64 rows (a few per thread): the side columns of a
+    // stripe run as rows of its height, which need a full vector of them.
+    const int stripes = std::max(1, std::min(rows / 64, 4 * getNumThreads()));
+    detail::directParallelRows(rows, stripes * 65536.0, [&](int ya, int yb) {
         std::vector<unsigned char> buf(size_t(n) * n);
-        const unsigned char* rp[5];
+        const unsigned char* rp[6];
+        const int from = h * cn, to = (cols - h) * cn;
         for (int y = ya; y < yb; y++) {
-            if (y < h || y + h >= rows || cols <= 2 * h) {
+            const int r0 = std::max(y - h, 0), r1 = std::min(y + h, rows - 1);
+            const int r = r1 - r0 + 1;
+            if (cols <= 2 * h || (r < n && (n != 5 || r < 3))) {
                 directRows<unsigned char>(s, d, t, t, y, y + 1, 0, cols, buf);
                 continue;
             }
-            directRows<unsigned char>(s, d, t, t, y, y + 1, 0, h, buf);
-            directRows<unsigned char>(s, d, t, t, y, y + 1, cols - h, cols, buf);
-            for (int j = 0; j < n; j++) rp[j] = s.data.ptr[y - h + j];
             unsigned char* drow = d.data.ptr[y];
-            const int from = h * cn, to = (cols - h) * cn;
-            const int done = detail::vecMedianRowU8(rp, n, cn, from, to, drow);
+            int done, pairRows = 1;
+            if (r < n) {
+                for (int j = 0; j < r; j++) rp[j] = s.data.ptr[r0 + j];
+                done = detail::vecMedian5ClippedU8(rp, r, cn, from, to, drow);
+                directRows<unsigned char>(s, d, t, t, y, y + 1, 0, h, buf);
+                directRows<unsigned char>(s, d, t, t, y, y + 1, cols - h, cols, buf);
+            } else {
+                // 5 x 5 takes two interior rows at once where it can: they
+                // share four source rows.
+                pairRows = n == 5 && y + 1 < yb && y + 1 + h < rows ? 2 : 1;
+                if (n != 5) {
+                    directRows<unsigned char>(s, d, t, t, y, y + 1, 0, h, buf);
+                    directRows<unsigned char>(s, d, t, t, y, y + 1, cols - h, cols, buf);
+                }
+                for (int j = 0; j < n + pairRows - 1; j++) rp[j] = s.data.ptr[y - h + j];
+                done = pairRows == 2
+                           ? detail::vecMedian5Rows2U8(rp, cn, from, to, drow, d.data.ptr[y + 1])
+                           : detail::vecMedianRowU8(rp, n, cn, from, to, drow);
+            }
             const int xdone = done / cn;  // whole pixels written by the vector kernel
             if (xdone < cols - h)
-                directRows<unsigned char>(s, d, t, t, y, y + 1, std::max(xdone, h), cols - h, buf);
+                directRows<unsigned char>(s, d, t, t, y, y + pairRows, std::max(xdone, h), cols - h,
+                                          buf);
+            y += pairRows - 1;
         }
+        // Side columns of the rows whose windows have all five rows.
+        const int ia = std::max(ya, h), ib = std::min(yb, rows - h);
+        if (n == 5 && cols > 2 * h && ia < ib) sideColumns5(s, d, ia, ib, buf);
     });
 }
 
