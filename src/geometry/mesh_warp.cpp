@@ -32,23 +32,6 @@ bool boxOf(float a, float b, float c, int size, int& lo, int& hi) {
     return lo <= hi;
 }
 
-unsigned char truncByte(float v) {
-    // Bilinear values lie in [0, 255] up to rounding; truncInt keeps NaN safe.
-    const int i = v > -1.0f && v < 256.0f ? (int)v : truncInt(v);
-    return (unsigned char)(i < 0 ? 0 : i > 255 ? 255 : i);
-}
-
-// Bilinear value of channel k at (ix + fx, iy + fy): base, plus the step to
-// the right times fx, plus the step down times fy, plus the cross term.
-inline unsigned char bilinear(const unsigned char* r0, const unsigned char* r1, int cn, float fx,
-                              float fy) {
-    const float b = r0[0], r = r0[cn], d = r1[0], rd = r1[cn];
-    float v = b + (r - b) * fx;
-    v = v + (d - b) * fy;
-    v = v + ((b - r - d + rd) * fx) * fy;
-    return truncByte(v);
-}
-
 bool validIndices(const Triangle* t) {
     return t && t->index[0] >= 0 && t->index[1] >= 0 && t->index[2] >= 0;
 }
@@ -163,25 +146,52 @@ public:
     }
 
     void operator()(const Range& range) const override {
-        const int cols = m_src.cols(), cn = m_src.channels();
-        const float maxX = (float)(m_src.cols() - 1), maxY = (float)(m_src.rows() - 1);
+        const int cols = m_src.cols();
         std::vector<int> ix((size_t)cols), iy((size_t)cols);
         std::vector<float> fx((size_t)cols), fy((size_t)cols);
         std::vector<unsigned char> vals((size_t)cols * 4);
         std::vector<int> at((size_t)cols);
+        // Bands of a few rows keep the destination rows and the source rows
+        // they read in cache; each band starts by zeroing its rows.
+        for (int band = range.start; band < range.end; band += kBand) {
+            const int bandEnd = std::min(range.end, band + kBand);
+            for (int y = band; y < bandEnd; y++)
+                std::memset(m_dst.ptr<unsigned char>(y), 0, (size_t)m_dst.rowByteSize());
+            walk(band, bandEnd, ix, iy, fx, fy, vals, at);
+        }
+    }
+
+private:
+    static const int kBand = 16;
+
+    void walk(int bandStart, int bandEnd, std::vector<int>& ix, std::vector<int>& iy,
+              std::vector<float>& fx, std::vector<float>& fy, std::vector<unsigned char>& vals,
+              std::vector<int>& at) const {
+        const int cols = m_src.cols(), cn = m_src.channels();
+        const float maxX = (float)(m_src.cols() - 1), maxY = (float)(m_src.rows() - 1);
         const bool vec = checkHardwareSupport(CPU_FLOAT_VECTORS);
         const bool gather = vec && (cn == 1 || cn == 3 || cn == 4) && m_gatherable;
         const unsigned char* img = m_src.ptr<unsigned char>(0);
         const int stride = m_src.rowByteSize();
         const int size = (int)((long long)m_src.rows() * stride);
         for (const detail::MeshTri& t : m_tris) {
-            const int y0 = std::max(t.top, range.start), y1 = std::min(t.bottom + 1, range.end);
+            const int y0 = std::max(t.top, bandStart), y1 = std::min(t.bottom + 1, bandEnd);
             const int x0 = t.left, x1 = t.right + 1;
             for (int y = y0; y < y1; y++) {
                 // The vector path walks only the row's span of the triangle;
                 // the scalar reference tests the whole box.
                 int xs = x0, xe = x1 - 1;
                 if (vec && !rowSpan(t, y, xs, xe)) continue;
+                int first, last;
+                if (gather &&
+                    detail::meshSpanVector(t, y, xs, xe + 1, maxX, maxY, img, stride, size, cn,
+                                           m_dst.ptr<unsigned char>(y), cols, &first, &last)) {
+                    if (first <= last) {
+                        m_rowMin[y] = std::min(m_rowMin[y], first);
+                        m_rowMax[y] = std::max(m_rowMax[y], last);
+                    }
+                    continue;
+                }
                 int x = xs;
                 if (vec)
                     x = detail::meshRowVector(t, y, xs, xe + 1, maxX, maxY, &ix[0], &iy[0], &fx[0],
@@ -212,7 +222,8 @@ public:
                             const unsigned char* r1 = m_src.ptr<unsigned char>(iy[(size_t)k] + 1) +
                                                       (size_t)ix[(size_t)k] * cn;
                             for (int c = 0; c < cn; c++)
-                                o[c] = bilinear(r0 + c, r1 + c, cn, fx[(size_t)k], fy[(size_t)k]);
+                                o[c] = detail::meshBilinearPixel(r0 + c, r1 + c, cn, fx[(size_t)k],
+                                                                 fy[(size_t)k]);
                         }
                         m_rowMin[y] = std::min(lo, x0 + kf);
                         m_rowMax[y] = std::max(hi, x0 + kl);
@@ -246,7 +257,8 @@ public:
                     const unsigned char* r0 = m_src.ptr<unsigned char>(sy) + (size_t)sx * cn;
                     const unsigned char* r1 = m_src.ptr<unsigned char>(sy + 1) + (size_t)sx * cn;
                     const float a = fx[(size_t)k], b = fy[(size_t)k];
-                    for (int c = 0; c < cn; c++) o[c] = bilinear(r0 + c, r1 + c, cn, a, b);
+                    for (int c = 0; c < cn; c++)
+                        o[c] = detail::meshBilinearPixel(r0 + c, r1 + c, cn, a, b);
                 }
                 m_rowMin[y] = lo;
                 m_rowMax[y] = hi;
@@ -254,7 +266,6 @@ public:
         }
     }
 
-private:
     const Mat& m_src;
     Mat& m_dst;
     const std::vector<detail::MeshTri>& m_tris;
@@ -360,7 +371,7 @@ void warpTriangle(const Mat& src, Mat& dst, const Array<Point2_<float>>& srcTria
                         wd = (1.0f - fy) * fx, wrd = fx * fy;
             for (int c = 0; c < 3; c++) {
                 const float v = ((wb * r0[c] + wr * r0[3 + c]) + wd * r1[c]) + wrd * r1[3 + c];
-                out[3 * x + c] = truncByte(v);
+                out[3 * x + c] = detail::meshTruncByte(v);
             }
         }
     }
@@ -379,7 +390,6 @@ void warpMesh(const Mat& src, Mat& dst, Rect_<int>& bounds, const Point2_<float>
     }
     const int rows = in->rows(), cols = in->cols();
     if (dst.create(rows, cols, in->type1()) < 0) return;
-    dst.zero();
 
     const TriangleModel::TriangleList& list = model->triangleList;
     std::vector<detail::MeshTri> tris;
@@ -392,7 +402,10 @@ void warpMesh(const Mat& src, Mat& dst, Rect_<int>& bounds, const Point2_<float>
     std::vector<int> rowMin((size_t)rows, INT_MAX), rowMax((size_t)rows, INT_MIN);
     if (!tris.empty()) {
         MeshBody body(*in, dst, tris, rowMin.data(), rowMax.data());
+        // The bands zero their rows of dst before drawing into them.
         parallel_for_(Range(0, rows), body, (double)rows * cols / 65536.0);
+    } else {
+        dst.zero();
     }
     // The running box starts inverted at (cols - 1, rows - 1) .. (1, 1).
     int left = cols - 1, top = rows - 1, right = 1, bottom = 1;
@@ -459,7 +472,8 @@ void warping(const Mat& src, Mat& dst, Rect_<int>* bounds, Point2_<float>* srcPo
                 const unsigned char* r0 = in->ptr<unsigned char>(iy) + (size_t)ix * cn;
                 const unsigned char* r1 = in->ptr<unsigned char>(iy + 1) + (size_t)ix * cn;
                 unsigned char* o = out + (size_t)x * cn;
-                for (int k = 0; k < cn; k++) o[k] = bilinear(r0 + k, r1 + k, cn, fx, fy);
+                for (int k = 0; k < cn; k++)
+                    o[k] = detail::meshBilinearPixel(r0 + k, r1 + k, cn, fx, fy);
                 left = std::min(left, x);
                 right = std::max(right, x);
                 top = std::min(top, y);

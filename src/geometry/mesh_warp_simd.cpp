@@ -7,6 +7,8 @@
 #include "hwy/foreach_target.h"  // IWYU pragma: keep
 #include "hwy/highway.h"
 
+#include <climits>
+
 #include "geometry/mesh_warp_internal.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -23,51 +25,65 @@ int Bilinear(const uint8_t*, int, int, int, const int*, const int*, const float*
              uint8_t*) {
     return 0;
 }
+bool Span(const MeshTri&, int, int, int, float, float, const uint8_t*, int, int, int, uint8_t*, int,
+          int*, int*) {
+    return false;
+}
 #else
+
+// Inside test and source position of the pixels X of row y: the mask of the
+// pixels that pass the test and read inside the interpolation area, and their
+// source positions (zero off the mask, so that conversions stay in range).
+// Per-row parts are formed exactly as the scalar kernel forms them per pixel;
+// the broadcasts are loop invariants that the compiler keeps out of loops.
+template <class DF>
+HWY_INLINE hn::Mask<DF> Positions(DF df, const MeshTri& t, float Yf, float maxX, float maxY,
+                                  hn::Vec<DF> X, hn::Vec<DF>& sxs, hn::Vec<DF>& sys) {
+    const auto Y = hn::Set(df, Yf);
+    const auto e0 =
+        hn::Abs(hn::Add(hn::Add(hn::Mul(hn::Set(df, t.A[0]), X), hn::Mul(hn::Set(df, t.B[0]), Y)),
+                        hn::Set(df, t.C[0])));
+    const auto e1 =
+        hn::Abs(hn::Add(hn::Add(hn::Mul(hn::Set(df, t.A[1]), X), hn::Mul(hn::Set(df, t.B[1]), Y)),
+                        hn::Set(df, t.C[1])));
+    const auto e2 =
+        hn::Abs(hn::Add(hn::Add(hn::Mul(hn::Set(df, t.A[2]), X), hn::Mul(hn::Set(df, t.B[2]), Y)),
+                        hn::Set(df, t.C[2])));
+    auto ok = hn::Le(hn::Add(hn::Add(e0, e1), e2), hn::Set(df, t.limit));
+    const auto dy = hn::Set(df, Yf - t.y2);
+    const auto dx = hn::Sub(X, hn::Set(df, t.x2));
+    const auto dd = hn::Set(df, t.d);
+    const auto a =
+        hn::Mul(hn::Sub(hn::Mul(hn::Set(df, t.y12), dx), hn::Mul(dy, hn::Set(df, t.x12))), dd);
+    const auto b =
+        hn::Mul(hn::Sub(hn::Mul(dy, hn::Set(df, t.x02)), hn::Mul(hn::Set(df, t.y02), dx)), dd);
+    const auto c = hn::Sub(hn::Sub(hn::Set(df, 1.0f), a), b);
+    const auto sx = hn::Add(hn::Add(hn::Mul(a, hn::Set(df, t.sx0)), hn::Mul(b, hn::Set(df, t.sx1))),
+                            hn::Mul(c, hn::Set(df, t.sx2)));
+    const auto sy = hn::Add(hn::Add(hn::Mul(a, hn::Set(df, t.sy0)), hn::Mul(b, hn::Set(df, t.sy1))),
+                            hn::Mul(c, hn::Set(df, t.sy2)));
+    const auto zero = hn::Zero(df);
+    ok = hn::And(ok, hn::And(hn::Ge(sx, zero), hn::Ge(sy, zero)));
+    ok = hn::And(ok, hn::And(hn::Lt(sx, hn::Set(df, maxX)), hn::Lt(sy, hn::Set(df, maxY))));
+    sxs = hn::IfThenElseZero(ok, sx);
+    sys = hn::IfThenElseZero(ok, sy);
+    return ok;
+}
 
 int MeshRow(const MeshTri& t, int y, int x0, int x1, float maxX, float maxY, int* ix, int* iy,
             float* fx, float* fy) {
     const hn::ScalableTag<float> df;
     const hn::RebindToSigned<decltype(df)> di;
     const int N = (int)hn::Lanes(df);
-    const float Yf = (float)y;
-    const auto Y = hn::Set(df, Yf);
-    // Per-row parts are formed exactly as the scalar kernel forms them per pixel.
-    const auto A0 = hn::Set(df, t.A[0]), A1 = hn::Set(df, t.A[1]), A2 = hn::Set(df, t.A[2]);
-    const auto BY0 = hn::Mul(hn::Set(df, t.B[0]), Y), BY1 = hn::Mul(hn::Set(df, t.B[1]), Y),
-               BY2 = hn::Mul(hn::Set(df, t.B[2]), Y);
-    const auto C0 = hn::Set(df, t.C[0]), C1 = hn::Set(df, t.C[1]), C2 = hn::Set(df, t.C[2]);
-    const auto limit = hn::Set(df, t.limit);
-    const auto x2 = hn::Set(df, t.x2), dy = hn::Set(df, Yf - t.y2);
-    const auto y12 = hn::Set(df, t.y12), x12 = hn::Set(df, t.x12), x02 = hn::Set(df, t.x02),
-               y02 = hn::Set(df, t.y02), dd = hn::Set(df, t.d);
-    const auto dyx12 = hn::Mul(dy, x12), dyx02 = hn::Mul(dy, x02);
-    const auto s0x = hn::Set(df, t.sx0), s1x = hn::Set(df, t.sx1), s2x = hn::Set(df, t.sx2);
-    const auto s0y = hn::Set(df, t.sy0), s1y = hn::Set(df, t.sy1), s2y = hn::Set(df, t.sy2);
-    const auto one = hn::Set(df, 1.0f), zero = hn::Zero(df);
-    const auto mx = hn::Set(df, maxX), my = hn::Set(df, maxY);
     const auto none = hn::Set(di, -1);
     int x = x0;
     for (; x + N <= x1; x += N) {
-        const auto X = hn::ConvertTo(df, hn::Iota(di, x));
-        const auto e0 = hn::Abs(hn::Add(hn::Add(hn::Mul(A0, X), BY0), C0));
-        const auto e1 = hn::Abs(hn::Add(hn::Add(hn::Mul(A1, X), BY1), C1));
-        const auto e2 = hn::Abs(hn::Add(hn::Add(hn::Mul(A2, X), BY2), C2));
-        auto ok = hn::Le(hn::Add(hn::Add(e0, e1), e2), limit);
-        const auto dx = hn::Sub(X, x2);
-        const auto a = hn::Mul(hn::Sub(hn::Mul(y12, dx), dyx12), dd);
-        const auto b = hn::Mul(hn::Sub(dyx02, hn::Mul(y02, dx)), dd);
-        const auto c = hn::Sub(hn::Sub(one, a), b);
-        const auto sx = hn::Add(hn::Add(hn::Mul(a, s0x), hn::Mul(b, s1x)), hn::Mul(c, s2x));
-        const auto sy = hn::Add(hn::Add(hn::Mul(a, s0y), hn::Mul(b, s1y)), hn::Mul(c, s2y));
-        ok = hn::And(ok, hn::And(hn::Ge(sx, zero), hn::Ge(sy, zero)));
-        ok = hn::And(ok, hn::And(hn::Lt(sx, mx), hn::Lt(sy, my)));
-        // Off lanes convert 0, never an out-of-range value.
-        const auto sxs = hn::IfThenElseZero(ok, sx), sys = hn::IfThenElseZero(ok, sy);
+        hn::Vec<decltype(df)> sxs, sys;
+        const auto ok =
+            Positions(df, t, (float)y, maxX, maxY, hn::ConvertTo(df, hn::Iota(di, x)), sxs, sys);
         const auto i = hn::ConvertTo(di, sxs), j = hn::ConvertTo(di, sys);
-        const auto oki = hn::RebindMask(di, ok);
         const size_t o = (size_t)(x - t.left);
-        hn::StoreU(hn::IfThenElse(oki, i, none), di, ix + o);
+        hn::StoreU(hn::IfThenElse(hn::RebindMask(di, ok), i, none), di, ix + o);
         hn::StoreU(j, di, iy + o);
         hn::StoreU(hn::Sub(sxs, hn::ConvertTo(df, i)), df, fx + o);
         hn::StoreU(hn::Sub(sys, hn::ConvertTo(df, j)), df, fy + o);
@@ -148,6 +164,127 @@ int Bilinear(const uint8_t* img, int stride, int size, int cn, const int* ix, co
     return 0;
 }
 
+// The fused walk of one row span for CN-channel pixels (CN 1, 3 or 4): inside
+// test, source position and bilinear value of a vector of pixels, written
+// straight into the destination row. Four 32-bit gathers per vector (two for
+// one channel) fetch the base pixel, its right-hand neighbour and the two
+// pixels below: each word starts at a pixel and holds its channels in its low
+// bytes (one channel: the right-hand pixel in byte 1). A word passing the end
+// of the image can only start at one of the last bytes; a vector that would
+// read one takes the scalar step instead. Pixels the triangle does not write
+// keep their bytes: vectors are merged with the row as it stands.
+template <int CN>
+bool SpanN(const MeshTri& t, int y, int xs, int xe, float maxX, float maxY, const uint8_t* img,
+           int stride, int size, uint8_t* out, int cols, int* first, int* last) {
+    const hn::ScalableTag<float> df;
+    const hn::RebindToSigned<decltype(df)> di;
+    const hn::Rebind<uint8_t, decltype(df)> d8;
+    const hn::Rebind<int8_t, decltype(df)> di8;
+    constexpr int kMax = HWY_MAX_BYTES / 4;
+    const int N = (int)hn::Lanes(df);
+    const int32_t* base = reinterpret_cast<const int32_t*>(img);
+    const auto st = hn::Set(di, stride), step = hn::Set(di, CN);
+    const auto lastWord = hn::Set(di, size - 4), low = hn::Set(di, 0xFF);
+    const auto end = hn::Set(di, xe);
+    const float Yf = (float)y;
+    int fst = INT_MAX, lst = INT_MIN;
+    for (int x = xs; x < xe; x += N) {
+        const auto xi = hn::Iota(di, x);
+        hn::Vec<decltype(df)> sxs, sys;
+        auto ok = Positions(df, t, Yf, maxX, maxY, hn::ConvertTo(df, xi), sxs, sys);
+        ok = hn::And(ok, hn::RebindMask(df, hn::Lt(xi, end)));
+        if (hn::AllFalse(df, ok)) continue;
+        const auto oki = hn::RebindMask(di, ok);
+        const auto i = hn::ConvertTo(di, sxs), j = hn::ConvertTo(di, sys);
+        const auto a = hn::Sub(sxs, hn::ConvertTo(df, i)), b = hn::Sub(sys, hn::ConvertTo(df, j));
+        const auto off = hn::Add(hn::Mul(j, st), hn::Mul(i, step));
+        const auto offD = hn::Add(off, st);
+        const auto furthest = CN == 1 ? offD : hn::Add(offD, step);
+        const bool full = hn::AllTrue(df, ok);
+        if (fst == INT_MAX) fst = x + (int)hn::FindFirstTrue(df, ok);
+        lst = full ? x + N - 1
+                   : hn::GetLane(hn::MaxOfLanes(di, hn::IfThenElse(oki, xi, hn::Set(di, -1))));
+        if (!hn::AllFalse(di, hn::And(oki, hn::Gt(furthest, lastWord)))) {
+            HWY_ALIGN int32_t li[kMax], lj[kMax], lok[kMax];
+            HWY_ALIGN float la[kMax], lb[kMax];
+            hn::Store(i, di, li);
+            hn::Store(j, di, lj);
+            hn::Store(hn::VecFromMask(di, oki), di, lok);
+            hn::Store(a, df, la);
+            hn::Store(b, df, lb);
+            for (int k = 0; k < N; k++) {
+                if (!lok[k]) continue;
+                const uint8_t* r0 = img + (size_t)lj[k] * (size_t)stride + (size_t)li[k] * CN;
+                uint8_t* o = out + (size_t)(x + k) * CN;
+                for (int c = 0; c < CN; c++)
+                    o[c] = meshBilinearPixel(r0 + c, r0 + stride + c, CN, la[k], lb[k]);
+            }
+            continue;
+        }
+        const auto w0 = hn::GatherOffset(di, base, off);
+        const auto w1 = hn::GatherOffset(di, base, offD);
+        const auto w0r = CN == 1 ? w0 : hn::GatherOffset(di, base, hn::Add(off, step));
+        const auto w1r = CN == 1 ? w1 : hn::GatherOffset(di, base, hn::Add(offD, step));
+        const int rs = CN == 1 ? 8 : 0;  // shift of the right-hand pixel in its word
+        hn::Vec<decltype(d8)> ch[CN];
+        for (int c = 0; c < CN; c++) {
+            const auto pb = hn::ConvertTo(df, hn::And(hn::ShiftRightSame(w0, 8 * c), low));
+            const auto pr = hn::ConvertTo(df, hn::And(hn::ShiftRightSame(w0r, 8 * c + rs), low));
+            const auto pd = hn::ConvertTo(df, hn::And(hn::ShiftRightSame(w1, 8 * c), low));
+            const auto prd = hn::ConvertTo(df, hn::And(hn::ShiftRightSame(w1r, 8 * c + rs), low));
+            auto v = hn::Add(pb, hn::Mul(hn::Sub(pr, pb), a));
+            v = hn::Add(v, hn::Mul(hn::Sub(pd, pb), b));
+            v = hn::Add(v, hn::Mul(hn::Mul(hn::Add(hn::Sub(hn::Sub(pb, pr), pd), prd), a), b));
+            // Truncation, then the saturating narrowing clamps to 0..255.
+            ch[c] = hn::DemoteTo(d8, hn::ConvertTo(di, v));
+        }
+        uint8_t* o = out + (size_t)x * CN;
+        if (x + N <= cols) {
+            if (!full) {
+                const auto keep =
+                    hn::MaskFromVec(hn::BitCast(d8, hn::DemoteTo(di8, hn::VecFromMask(di, oki))));
+                hn::Vec<decltype(d8)> old[CN];
+                if constexpr (CN == 1)
+                    old[0] = hn::LoadU(d8, o);
+                else if constexpr (CN == 3)
+                    hn::LoadInterleaved3(d8, o, old[0], old[1], old[2]);
+                else
+                    hn::LoadInterleaved4(d8, o, old[0], old[1], old[2], old[3]);
+                for (int c = 0; c < CN; c++) ch[c] = hn::IfThenElse(keep, ch[c], old[c]);
+            }
+            if constexpr (CN == 1)
+                hn::StoreU(ch[0], d8, o);
+            else if constexpr (CN == 3)
+                hn::StoreInterleaved3(ch[0], ch[1], ch[2], d8, o);
+            else
+                hn::StoreInterleaved4(ch[0], ch[1], ch[2], ch[3], d8, o);
+        } else {
+            // The row ends inside this vector: lane by lane.
+            HWY_ALIGN uint8_t lv[CN][kMax];
+            HWY_ALIGN int32_t lok[kMax];
+            for (int c = 0; c < CN; c++) hn::Store(ch[c], d8, lv[c]);
+            hn::Store(hn::VecFromMask(di, oki), di, lok);
+            for (int k = 0; k < N; k++)
+                if (lok[k])
+                    for (int c = 0; c < CN; c++) o[(size_t)k * CN + c] = lv[c][k];
+        }
+    }
+    *first = fst;
+    *last = lst;
+    return true;
+}
+
+bool Span(const MeshTri& t, int y, int xs, int xe, float maxX, float maxY, const uint8_t* img,
+          int stride, int size, int cn, uint8_t* out, int cols, int* first, int* last) {
+    if (cn == 1)
+        return SpanN<1>(t, y, xs, xe, maxX, maxY, img, stride, size, out, cols, first, last);
+    if (cn == 3)
+        return SpanN<3>(t, y, xs, xe, maxX, maxY, img, stride, size, out, cols, first, last);
+    if (cn == 4)
+        return SpanN<4>(t, y, xs, xe, maxX, maxY, img, stride, size, out, cols, first, last);
+    return false;
+}
+
 #endif  // HWY_TARGET == HWY_SCALAR
 
 }  // namespace HWY_NAMESPACE
@@ -160,6 +297,15 @@ namespace tarvo {
 namespace detail {
 HWY_EXPORT(MeshRow);
 HWY_EXPORT(Bilinear);
+HWY_EXPORT(Span);
+
+bool meshSpanVector(const MeshTri& t, int y, int xs, int xe, float maxX, float maxY,
+                    const uint8_t* img, int stride, int size, int cn, uint8_t* out, int cols,
+                    int* first, int* last) {
+    if (size < 8) return false;
+    return HWY_DYNAMIC_DISPATCH(Span)(t, y, xs, xe, maxX, maxY, img, stride, size, cn, out, cols,
+                                      first, last);
+}
 
 int meshBilinear(const uint8_t* img, int stride, int size, int cn, const int* ix, const int* iy,
                  const float* fx, const float* fy, int n, uint8_t* vals) {
