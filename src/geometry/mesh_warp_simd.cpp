@@ -164,15 +164,36 @@ int Bilinear(const uint8_t* img, int stride, int size, int cn, const int* ix, co
     return 0;
 }
 
+// The 32-bit words at byte offsets off and off + CN (CN 3 or 4) from one
+// 64-bit gather per pixel: the word at off is the gathered word's low half,
+// the one at off + CN its bytes from CN on. Half as many gathered elements as
+// two 32-bit gathers, which is what gathers cost.
+template <int CN, class DI>
+HWY_INLINE void GatherPair(DI di, const int64_t* base, hn::Vec<DI> off, hn::Vec<DI>& w,
+                           hn::Vec<DI>& wr) {
+    const hn::Half<DI> dh;
+    const hn::Rebind<int64_t, decltype(dh)> d64;
+    const hn::RebindToUnsigned<decltype(d64)> du64;
+    const hn::Rebind<uint32_t, decltype(d64)> du32;
+    const hn::RebindToUnsigned<DI> du;
+    const auto qlo =
+        hn::BitCast(du64, hn::GatherOffset(d64, base, hn::PromoteTo(d64, hn::LowerHalf(dh, off))));
+    const auto qhi =
+        hn::BitCast(du64, hn::GatherOffset(d64, base, hn::PromoteTo(d64, hn::UpperHalf(dh, off))));
+    w = hn::BitCast(di, hn::Combine(du, hn::TruncateTo(du32, qhi), hn::TruncateTo(du32, qlo)));
+    wr = hn::BitCast(di, hn::Combine(du, hn::TruncateTo(du32, hn::ShiftRight<8 * CN>(qhi)),
+                                     hn::TruncateTo(du32, hn::ShiftRight<8 * CN>(qlo))));
+}
+
 // The fused walk of one row span for CN-channel pixels (CN 1, 3 or 4): inside
 // test, source position and bilinear value of a vector of pixels, written
-// straight into the destination row. Four 32-bit gathers per vector (two for
-// one channel) fetch the base pixel, its right-hand neighbour and the two
-// pixels below: each word starts at a pixel and holds its channels in its low
-// bytes (one channel: the right-hand pixel in byte 1). A word passing the end
-// of the image can only start at one of the last bytes; a vector that would
-// read one takes the scalar step instead. Pixels the triangle does not write
-// keep their bytes: vectors are merged with the row as it stands.
+// straight into the destination row. Per pixel, two gathers fetch the base
+// pixel with its right-hand neighbour and the pair below: one channel in a
+// 32-bit word (the neighbour in byte 1), three or four in a 64-bit one. A
+// word passing the end of the image can only start in its last bytes; a
+// vector that would read one takes the scalar step instead. Pixels the
+// triangle does not write keep their bytes: vectors are merged with the row
+// as it stands.
 template <int CN>
 bool SpanN(const MeshTri& t, int y, int xs, int xe, float maxX, float maxY, const uint8_t* img,
            int stride, int size, uint8_t* out, int cols, int* first, int* last) {
@@ -183,6 +204,7 @@ bool SpanN(const MeshTri& t, int y, int xs, int xe, float maxX, float maxY, cons
     constexpr int kMax = HWY_MAX_BYTES / 4;
     const int N = (int)hn::Lanes(df);
     const int32_t* base = reinterpret_cast<const int32_t*>(img);
+    const int64_t* base64 = reinterpret_cast<const int64_t*>(img);
     const auto st = hn::Set(di, stride), step = hn::Set(di, CN);
     const auto lastWord = hn::Set(di, size - 4), low = hn::Set(di, 0xFF);
     const auto end = hn::Set(di, xe);
@@ -199,7 +221,9 @@ bool SpanN(const MeshTri& t, int y, int xs, int xe, float maxX, float maxY, cons
         const auto a = hn::Sub(sxs, hn::ConvertTo(df, i)), b = hn::Sub(sys, hn::ConvertTo(df, j));
         const auto off = hn::Add(hn::Mul(j, st), hn::Mul(i, step));
         const auto offD = hn::Add(off, st);
-        const auto furthest = CN == 1 ? offD : hn::Add(offD, step);
+        // The furthest read: a 32-bit word at offD (one channel), else a
+        // 64-bit one.
+        const auto furthest = CN == 1 ? offD : hn::Add(offD, hn::Set(di, 4));
         const bool full = hn::AllTrue(df, ok);
         if (fst == INT_MAX) fst = x + (int)hn::FindFirstTrue(df, ok);
         lst = full ? x + N - 1
@@ -221,10 +245,14 @@ bool SpanN(const MeshTri& t, int y, int xs, int xe, float maxX, float maxY, cons
             }
             continue;
         }
-        const auto w0 = hn::GatherOffset(di, base, off);
-        const auto w1 = hn::GatherOffset(di, base, offD);
-        const auto w0r = CN == 1 ? w0 : hn::GatherOffset(di, base, hn::Add(off, step));
-        const auto w1r = CN == 1 ? w1 : hn::GatherOffset(di, base, hn::Add(offD, step));
+        hn::Vec<decltype(di)> w0, w1, w0r, w1r;
+        if constexpr (CN == 1) {
+            w0 = w0r = hn::GatherOffset(di, base, off);
+            w1 = w1r = hn::GatherOffset(di, base, offD);
+        } else {
+            GatherPair<CN>(di, base64, off, w0, w0r);
+            GatherPair<CN>(di, base64, offD, w1, w1r);
+        }
         const int rs = CN == 1 ? 8 : 0;  // shift of the right-hand pixel in its word
         hn::Vec<decltype(d8)> ch[CN];
         for (int c = 0; c < CN; c++) {
