@@ -63,6 +63,10 @@ bool prepare(const Triangle& tri, const Point2_<float>* sp, const Point2_<float>
         t.A[k] = i.y - j.y;
         t.B[k] = j.x - i.x;
         t.C[k] = i.x * j.y - j.x * i.y;
+        t.vx[k] = j.x;
+        t.vy[k] = j.y;
+        t.hy[k] = j.y - i.y;
+        t.hx[k] = j.x - i.x;
     }
     const float area = ip::triangleArea(p0.x, p0.y, p1.x, p1.y, p2.x, p2.y);
     t.limit = area + 1e-3f * std::max(area, 1.0f);
@@ -139,19 +143,27 @@ bool rowSpan(const detail::MeshTri& t, int y, int& xs, int& xe) {
     return xs <= xe;
 }
 
+// The gathering kernels address the picture as one block with int32 offsets.
+bool gatherable(const Mat& src) {
+    const long long stride = src.rowByteSize();
+    bool ok = (long long)src.rows() * stride < INT_MAX / 2;
+    for (int y = 1; y < src.rows() && ok; y++)
+        ok = src.ptr<unsigned char>(y) == src.ptr<unsigned char>(0) + y * stride;
+    return ok;
+}
+
 // The whole-mesh pixel walk over a band of rows. Every band walks all
 // triangles in model order over its own rows, so each pixel sees the same
 // sequence of writes whatever the banding.
 class MeshBody : public ParallelLoopBody {
 public:
+    // area: the inside test of ip::warping (sub-areas in the triangleArea
+    // form, whole boxes walked), which needs meshSpanVector for every row;
+    // otherwise that of warpMesh, and each band zeroes its rows first.
     MeshBody(const Mat& src, Mat& dst, const std::vector<detail::MeshTri>& tris, int* rowMin,
-             int* rowMax)
-        : m_src(src), m_dst(dst), m_tris(tris), m_rowMin(rowMin), m_rowMax(rowMax) {
-        // The gathering kernel addresses the picture as one block with int32 offsets.
-        const long long stride = src.rowByteSize();
-        m_gatherable = (long long)src.rows() * stride < INT_MAX / 2;
-        for (int y = 1; y < src.rows() && m_gatherable; y++)
-            m_gatherable = src.ptr<unsigned char>(y) == src.ptr<unsigned char>(0) + y * stride;
+             int* rowMax, bool area)
+        : m_src(src), m_dst(dst), m_tris(tris), m_rowMin(rowMin), m_rowMax(rowMax), m_area(area) {
+        m_gatherable = gatherable(src);
     }
 
     void operator()(const Range& range) const override {
@@ -164,7 +176,7 @@ public:
         // they read in cache; each band starts by zeroing its rows.
         for (int band = range.start; band < range.end; band += kBand) {
             const int bandEnd = std::min(range.end, band + kBand);
-            for (int y = band; y < bandEnd; y++)
+            for (int y = band; y < bandEnd && !m_area; y++)
                 std::memset(m_dst.ptr<unsigned char>(y), 0, (size_t)m_dst.rowByteSize());
             // Mesh warps mostly move pixels by a few rows, so the next band
             // reads about the source rows of the same numbers: asking for them
@@ -199,17 +211,19 @@ private:
                 // The vector path walks only the row's span of the triangle;
                 // the scalar reference tests the whole box.
                 int xs = x0, xe = x1 - 1;
-                if (vec && !rowSpan(t, y, xs, xe)) continue;
+                if (vec && !m_area && !rowSpan(t, y, xs, xe)) continue;
                 int first, last;
-                if (gather &&
+                if ((gather || m_area) &&
                     detail::meshSpanVector(t, y, xs, xe + 1, maxX, maxY, img, stride, size, cn,
-                                           m_dst.ptr<unsigned char>(y), cols, &first, &last)) {
+                                           m_dst.ptr<unsigned char>(y), cols, m_area, &first,
+                                           &last)) {
                     if (first <= last) {
                         m_rowMin[y] = std::min(m_rowMin[y], first);
                         m_rowMax[y] = std::max(m_rowMax[y], last);
                     }
                     continue;
                 }
+                if (m_area) continue;  // not reached: the caller checked the kernel
                 int x = xs;
                 if (vec)
                     x = detail::meshRowVector(t, y, xs, xe + 1, maxX, maxY, &ix[0], &iy[0], &fx[0],
@@ -289,8 +303,42 @@ private:
     const std::vector<detail::MeshTri>& m_tris;
     int* m_rowMin;
     int* m_rowMax;
+    bool m_area;
     bool m_gatherable;
 };
+
+// The banded walk of warpMesh (area false: dst is zeroed band by band) or
+// of ip::warping's vector path (area true: dst is drawn into as it stands);
+// returns the box of the written pixels, from the running box's inverted
+// start (cols - 1, rows - 1) .. (1, 1).
+Rect_<int> walkMesh(const Mat& in, Mat& dst, const Point2_<float>* srcPoints,
+                    const Point2_<float>* dstPoints, const TriangleModel::TriangleList& list,
+                    bool area) {
+    const int rows = in.rows(), cols = in.cols();
+    std::vector<detail::MeshTri> tris;
+    tris.reserve((size_t)list.getSize());
+    for (int i = 0; i < list.getSize(); i++) {
+        detail::MeshTri t;
+        if (validIndices(list[i]) && prepare(*list[i], srcPoints, dstPoints, cols, rows, t))
+            tris.push_back(t);
+    }
+    std::vector<int> rowMin((size_t)rows, INT_MAX), rowMax((size_t)rows, INT_MIN);
+    if (!tris.empty()) {
+        MeshBody body(in, dst, tris, rowMin.data(), rowMax.data(), area);
+        parallel_for_(Range(0, rows), body, (double)rows * cols / 65536.0);
+    } else if (!area) {
+        dst.zero();
+    }
+    int left = cols - 1, top = rows - 1, right = 1, bottom = 1;
+    for (int y = 0; y < rows; y++) {
+        if (rowMin[(size_t)y] > rowMax[(size_t)y]) continue;
+        left = std::min(left, rowMin[(size_t)y]);
+        right = std::max(right, rowMax[(size_t)y]);
+        top = std::min(top, y);
+        bottom = std::max(bottom, y);
+    }
+    return Rect_<int>(left, top, right - left, bottom - top);
+}
 
 }  // namespace
 
@@ -409,32 +457,7 @@ void warpMesh(const Mat& src, Mat& dst, Rect_<int>& bounds, const Point2_<float>
     const int rows = in->rows(), cols = in->cols();
     if (dst.create(rows, cols, in->type1()) < 0) return;
 
-    const TriangleModel::TriangleList& list = model->triangleList;
-    std::vector<detail::MeshTri> tris;
-    tris.reserve((size_t)list.getSize());
-    for (int i = 0; i < list.getSize(); i++) {
-        detail::MeshTri t;
-        if (validIndices(list[i]) && prepare(*list[i], srcPoints, dstPoints, cols, rows, t))
-            tris.push_back(t);
-    }
-    std::vector<int> rowMin((size_t)rows, INT_MAX), rowMax((size_t)rows, INT_MIN);
-    if (!tris.empty()) {
-        MeshBody body(*in, dst, tris, rowMin.data(), rowMax.data());
-        // The bands zero their rows of dst before drawing into them.
-        parallel_for_(Range(0, rows), body, (double)rows * cols / 65536.0);
-    } else {
-        dst.zero();
-    }
-    // The running box starts inverted at (cols - 1, rows - 1) .. (1, 1).
-    int left = cols - 1, top = rows - 1, right = 1, bottom = 1;
-    for (int y = 0; y < rows; y++) {
-        if (rowMin[(size_t)y] > rowMax[(size_t)y]) continue;
-        left = std::min(left, rowMin[(size_t)y]);
-        right = std::max(right, rowMax[(size_t)y]);
-        top = std::min(top, y);
-        bottom = std::max(bottom, y);
-    }
-    bounds = Rect_<int>(left, top, right - left, bottom - top);
+    bounds = walkMesh(*in, dst, srcPoints, dstPoints, model->triangleList, false);
 }
 
 void warping(const Mat& src, Mat& dst, Rect_<int>* bounds, Point2_<float>* srcPoints,
@@ -453,9 +476,18 @@ void warping(const Mat& src, Mat& dst, Rect_<int>* bounds, Point2_<float>* srcPo
         if (dst.create(rows, cols, in->type1()) < 0) return;
         dst.zero();
     }
+    const TriangleModel::TriangleList& list = model->triangleList;
+    // The vector walk: the same tests and arithmetic, in bands that may run
+    // in parallel, each walking all triangles in order over its own rows.
+    if (checkHardwareSupport(CPU_FLOAT_VECTORS) && (cn == 1 || cn == 3 || cn == 4) &&
+        (long long)rows * in->rowByteSize() >= 8 && gatherable(*in) &&
+        detail::meshSpanAvailable()) {
+        const Rect_<int> box = walkMesh(*in, dst, srcPoints, dstPoints, list, true);
+        if (bounds) *bounds = box;
+        return;
+    }
     int left = cols - 1, top = rows - 1, right = 1, bottom = 1;
     const float maxX = (float)(cols - 1), maxY = (float)(rows - 1);
-    const TriangleModel::TriangleList& list = model->triangleList;
     for (int i = 0; i < list.getSize(); i++) {
         const Triangle* tri = list[i];
         if (!validIndices(tri)) continue;

@@ -23,6 +23,9 @@ struct MeshTri {
     // Source corners.
     float sx0, sy0, sx1, sy1, sx2, sy2;
     int left, top, right, bottom;  // pixel box, inclusive, clamped to the image
+    // The sub-areas in the triangleArea form |(vx - X)(vy - uy) + (vx - ux)(Y - vy)|
+    // of the pixel with edge k from u to v (the form ip::warping tests).
+    float vx[3], vy[3], hy[3], hx[3];  // hy = vy - uy, hx = vx - ux
 };
 
 // The scalar bilinear step: truncation to a byte, clamped (NaN-safe).
@@ -70,9 +73,12 @@ int meshBilinear(const uint8_t* img, int stride, int size, int cn, const int* ix
 // with rows `stride` bytes apart (offsets within int32). Returns false when
 // no vector kernel is available (nothing written); otherwise *first and *last
 // receive the first and last pixel written (*first > *last when none).
+// With `area`, the inside test sums the sub-areas in the triangleArea form.
 bool meshSpanVector(const MeshTri& t, int y, int xs, int xe, float maxX, float maxY,
                     const uint8_t* img, int stride, int size, int cn, uint8_t* out, int cols,
-                    int* first, int* last);
+                    bool area, int* first, int* last);
+// True when meshSpanVector has a vector kernel on this processor.
+bool meshSpanAvailable();
 
 }  // namespace detail
 }  // namespace tarvo

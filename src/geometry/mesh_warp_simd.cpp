@@ -26,7 +26,10 @@ int Bilinear(const uint8_t*, int, int, int, const int*, const int*, const float*
     return 0;
 }
 bool Span(const MeshTri&, int, int, int, float, float, const uint8_t*, int, int, int, uint8_t*, int,
-          int*, int*) {
+          bool, int*, int*) {
+    return false;
+}
+bool Available() {
     return false;
 }
 #else
@@ -37,18 +40,35 @@ bool Span(const MeshTri&, int, int, int, float, float, const uint8_t*, int, int,
 // Per-row parts are formed exactly as the scalar kernel forms them per pixel;
 // the broadcasts are loop invariants that the compiler keeps out of loops.
 template <class DF>
+HWY_INLINE hn::Vec<DF> EdgeTerm(DF df, const MeshTri& t, int k, float Yf, hn::Vec<DF> X) {
+    const auto Y = hn::Set(df, Yf);
+    return hn::Abs(
+        hn::Add(hn::Add(hn::Mul(hn::Set(df, t.A[k]), X), hn::Mul(hn::Set(df, t.B[k]), Y)),
+                hn::Set(df, t.C[k])));
+}
+
+// The same sub-area in the triangleArea form; its second product is one
+// value per row, formed as the scalar code forms it per pixel.
+template <class DF>
+HWY_INLINE hn::Vec<DF> AreaTerm(DF df, const MeshTri& t, int k, float Yf, hn::Vec<DF> X) {
+    const float rowPart = t.hx[k] * (Yf - t.vy[k]);
+    return hn::Abs(hn::Add(hn::Mul(hn::Sub(hn::Set(df, t.vx[k]), X), hn::Set(df, t.hy[k])),
+                           hn::Set(df, rowPart)));
+}
+
+template <bool AREA, class DF>
 HWY_INLINE hn::Mask<DF> Positions(DF df, const MeshTri& t, float Yf, float maxX, float maxY,
                                   hn::Vec<DF> X, hn::Vec<DF>& sxs, hn::Vec<DF>& sys) {
-    const auto Y = hn::Set(df, Yf);
-    const auto e0 =
-        hn::Abs(hn::Add(hn::Add(hn::Mul(hn::Set(df, t.A[0]), X), hn::Mul(hn::Set(df, t.B[0]), Y)),
-                        hn::Set(df, t.C[0])));
-    const auto e1 =
-        hn::Abs(hn::Add(hn::Add(hn::Mul(hn::Set(df, t.A[1]), X), hn::Mul(hn::Set(df, t.B[1]), Y)),
-                        hn::Set(df, t.C[1])));
-    const auto e2 =
-        hn::Abs(hn::Add(hn::Add(hn::Mul(hn::Set(df, t.A[2]), X), hn::Mul(hn::Set(df, t.B[2]), Y)),
-                        hn::Set(df, t.C[2])));
+    hn::Vec<DF> e0, e1, e2;
+    if constexpr (AREA) {
+        e0 = AreaTerm(df, t, 0, Yf, X);
+        e1 = AreaTerm(df, t, 1, Yf, X);
+        e2 = AreaTerm(df, t, 2, Yf, X);
+    } else {
+        e0 = EdgeTerm(df, t, 0, Yf, X);
+        e1 = EdgeTerm(df, t, 1, Yf, X);
+        e2 = EdgeTerm(df, t, 2, Yf, X);
+    }
     auto ok = hn::Le(hn::Add(hn::Add(e0, e1), e2), hn::Set(df, t.limit));
     const auto dy = hn::Set(df, Yf - t.y2);
     const auto dx = hn::Sub(X, hn::Set(df, t.x2));
@@ -79,8 +99,8 @@ int MeshRow(const MeshTri& t, int y, int x0, int x1, float maxX, float maxY, int
     int x = x0;
     for (; x + N <= x1; x += N) {
         hn::Vec<decltype(df)> sxs, sys;
-        const auto ok =
-            Positions(df, t, (float)y, maxX, maxY, hn::ConvertTo(df, hn::Iota(di, x)), sxs, sys);
+        const auto ok = Positions<false>(df, t, (float)y, maxX, maxY,
+                                         hn::ConvertTo(df, hn::Iota(di, x)), sxs, sys);
         const auto i = hn::ConvertTo(di, sxs), j = hn::ConvertTo(di, sys);
         const size_t o = (size_t)(x - t.left);
         hn::StoreU(hn::IfThenElse(hn::RebindMask(di, ok), i, none), di, ix + o);
@@ -194,7 +214,7 @@ HWY_INLINE void GatherPair(DI di, const int64_t* base, hn::Vec<DI> off, hn::Vec<
 // vector that would read one takes the scalar step instead. Pixels the
 // triangle does not write keep their bytes: vectors are merged with the row
 // as it stands.
-template <int CN>
+template <int CN, bool AREA>
 bool SpanN(const MeshTri& t, int y, int xs, int xe, float maxX, float maxY, const uint8_t* img,
            int stride, int size, uint8_t* out, int cols, int* first, int* last) {
     const hn::ScalableTag<float> df;
@@ -213,7 +233,7 @@ bool SpanN(const MeshTri& t, int y, int xs, int xe, float maxX, float maxY, cons
     for (int x = xs; x < xe; x += N) {
         const auto xi = hn::Iota(di, x);
         hn::Vec<decltype(df)> sxs, sys;
-        auto ok = Positions(df, t, Yf, maxX, maxY, hn::ConvertTo(df, xi), sxs, sys);
+        auto ok = Positions<AREA>(df, t, Yf, maxX, maxY, hn::ConvertTo(df, xi), sxs, sys);
         ok = hn::And(ok, hn::RebindMask(df, hn::Lt(xi, end)));
         if (hn::AllFalse(df, ok)) continue;
         const auto oki = hn::RebindMask(di, ok);
@@ -302,15 +322,27 @@ bool SpanN(const MeshTri& t, int y, int xs, int xe, float maxX, float maxY, cons
     return true;
 }
 
-bool Span(const MeshTri& t, int y, int xs, int xe, float maxX, float maxY, const uint8_t* img,
-          int stride, int size, int cn, uint8_t* out, int cols, int* first, int* last) {
+template <bool AREA>
+bool SpanA(const MeshTri& t, int y, int xs, int xe, float maxX, float maxY, const uint8_t* img,
+           int stride, int size, int cn, uint8_t* out, int cols, int* first, int* last) {
     if (cn == 1)
-        return SpanN<1>(t, y, xs, xe, maxX, maxY, img, stride, size, out, cols, first, last);
+        return SpanN<1, AREA>(t, y, xs, xe, maxX, maxY, img, stride, size, out, cols, first, last);
     if (cn == 3)
-        return SpanN<3>(t, y, xs, xe, maxX, maxY, img, stride, size, out, cols, first, last);
+        return SpanN<3, AREA>(t, y, xs, xe, maxX, maxY, img, stride, size, out, cols, first, last);
     if (cn == 4)
-        return SpanN<4>(t, y, xs, xe, maxX, maxY, img, stride, size, out, cols, first, last);
+        return SpanN<4, AREA>(t, y, xs, xe, maxX, maxY, img, stride, size, out, cols, first, last);
     return false;
+}
+
+bool Span(const MeshTri& t, int y, int xs, int xe, float maxX, float maxY, const uint8_t* img,
+          int stride, int size, int cn, uint8_t* out, int cols, bool area, int* first, int* last) {
+    if (area)
+        return SpanA<true>(t, y, xs, xe, maxX, maxY, img, stride, size, cn, out, cols, first, last);
+    return SpanA<false>(t, y, xs, xe, maxX, maxY, img, stride, size, cn, out, cols, first, last);
+}
+
+bool Available() {
+    return true;
 }
 
 #endif  // HWY_TARGET == HWY_SCALAR
@@ -326,13 +358,18 @@ namespace detail {
 HWY_EXPORT(MeshRow);
 HWY_EXPORT(Bilinear);
 HWY_EXPORT(Span);
+HWY_EXPORT(Available);
 
 bool meshSpanVector(const MeshTri& t, int y, int xs, int xe, float maxX, float maxY,
                     const uint8_t* img, int stride, int size, int cn, uint8_t* out, int cols,
-                    int* first, int* last) {
+                    bool area, int* first, int* last) {
     if (size < 8) return false;
     return HWY_DYNAMIC_DISPATCH(Span)(t, y, xs, xe, maxX, maxY, img, stride, size, cn, out, cols,
-                                      first, last);
+                                      area, first, last);
+}
+
+bool meshSpanAvailable() {
+    return HWY_DYNAMIC_DISPATCH(Available)();
 }
 
 int meshBilinear(const uint8_t* img, int stride, int size, int cn, const int* ix, const int* iy,
