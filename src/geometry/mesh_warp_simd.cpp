@@ -56,9 +56,9 @@ HWY_INLINE hn::Vec<DF> AreaTerm(DF df, const MeshTri& t, int k, float Yf, hn::Ve
                            hn::Set(df, rowPart)));
 }
 
+// The inside test alone.
 template <bool AREA, class DF>
-HWY_INLINE hn::Mask<DF> Positions(DF df, const MeshTri& t, float Yf, float maxX, float maxY,
-                                  hn::Vec<DF> X, hn::Vec<DF>& sxs, hn::Vec<DF>& sys) {
+HWY_INLINE hn::Mask<DF> Inside(DF df, const MeshTri& t, float Yf, hn::Vec<DF> X) {
     hn::Vec<DF> e0, e1, e2;
     if constexpr (AREA) {
         e0 = AreaTerm(df, t, 0, Yf, X);
@@ -69,7 +69,14 @@ HWY_INLINE hn::Mask<DF> Positions(DF df, const MeshTri& t, float Yf, float maxX,
         e1 = EdgeTerm(df, t, 1, Yf, X);
         e2 = EdgeTerm(df, t, 2, Yf, X);
     }
-    auto ok = hn::Le(hn::Add(hn::Add(e0, e1), e2), hn::Set(df, t.limit));
+    return hn::Le(hn::Add(hn::Add(e0, e1), e2), hn::Set(df, t.limit));
+}
+
+// The source positions of the pixels of mask `ok` (those that pass the inside
+// test): narrows the mask to those that read inside the interpolation area.
+template <class DF>
+HWY_INLINE hn::Mask<DF> Source(DF df, const MeshTri& t, float Yf, float maxX, float maxY,
+                               hn::Vec<DF> X, hn::Mask<DF> ok, hn::Vec<DF>& sxs, hn::Vec<DF>& sys) {
     const auto dy = hn::Set(df, Yf - t.y2);
     const auto dx = hn::Sub(X, hn::Set(df, t.x2));
     const auto dd = hn::Set(df, t.d);
@@ -88,6 +95,12 @@ HWY_INLINE hn::Mask<DF> Positions(DF df, const MeshTri& t, float Yf, float maxX,
     sxs = hn::IfThenElseZero(ok, sx);
     sys = hn::IfThenElseZero(ok, sy);
     return ok;
+}
+
+template <bool AREA, class DF>
+HWY_INLINE hn::Mask<DF> Positions(DF df, const MeshTri& t, float Yf, float maxX, float maxY,
+                                  hn::Vec<DF> X, hn::Vec<DF>& sxs, hn::Vec<DF>& sys) {
+    return Source(df, t, Yf, maxX, maxY, X, Inside<AREA>(df, t, Yf, X), sxs, sys);
 }
 
 int MeshRow(const MeshTri& t, int y, int x0, int x1, float maxX, float maxY, int* ix, int* iy,
@@ -232,9 +245,11 @@ bool SpanN(const MeshTri& t, int y, int xs, int xe, float maxX, float maxY, cons
     int fst = INT_MAX, lst = INT_MIN;
     for (int x = xs; x < xe; x += N) {
         const auto xi = hn::Iota(di, x);
+        const auto X = hn::ConvertTo(df, xi);
+        auto ok = hn::And(Inside<AREA>(df, t, Yf, X), hn::RebindMask(df, hn::Lt(xi, end)));
+        if (hn::AllFalse(df, ok)) continue;
         hn::Vec<decltype(df)> sxs, sys;
-        auto ok = Positions<AREA>(df, t, Yf, maxX, maxY, hn::ConvertTo(df, xi), sxs, sys);
-        ok = hn::And(ok, hn::RebindMask(df, hn::Lt(xi, end)));
+        ok = Source(df, t, Yf, maxX, maxY, X, ok, sxs, sys);
         if (hn::AllFalse(df, ok)) continue;
         const auto oki = hn::RebindMask(di, ok);
         const auto i = hn::ConvertTo(di, sxs), j = hn::ConvertTo(di, sys);
