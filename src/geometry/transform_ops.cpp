@@ -461,11 +461,17 @@ void kernelRows(const SampleSource<T>& s, const std::vector<AxisTaps>& ax,
         };
         auto fill = [&](int r, float* h) {
             const bool rowIn = r >= 0 && r < s.rows;
-            if (!vec || !rowIn) {
+            // A row above or below the image under wrap, clamp or mirror reads
+            // one source row at every column whose taps lie inside, so those
+            // columns take the vector pass on that row (the same sums).
+            const int from = rowIn             ? r
+                             : s.movesInside() ? detail::moveIndex(r, s.rows, s.overflow)
+                                               : -1;
+            if (!vec || from < 0) {
                 for (int x = 0; x < W; x++) fillScalar(r, rowIn, x, h);
                 return;
             }
-            const T* p = s.src->template ptr<T>(r);
+            const T* p = s.src->template ptr<T>(from);
             for (size_t i = 0; i < srcLen; i++) srcRow[i] = float(p[i]);
             for (int x = 0; x < W;) {
                 if (!ax[size_t(x)].inside) {
