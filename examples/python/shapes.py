@@ -22,7 +22,10 @@ out = sys.argv[2] if len(sys.argv) > 2 else "shapes-out"
 os.makedirs(out, exist_ok=True)
 
 grey = tarvo.RGBtoGray(tarvo.imread(src))
-edges = ip.canny(ip.gaussian(grey, 1.5), 40, 120)
+smooth = ip.gaussian(grey, 1.5)
+# Canny on each gradient alone, joined: each suppresses along one axis, so
+# slanted outlines stay closed (as `tarvo shapes` traces them).
+edges = np.maximum(ip.canny(smooth, 40, 120, 1), ip.canny(smooth, 40, 120, 2))
 contours = ip.findContours(edges, ip.RetrExternal, ip.ChainApproxNone)  # (n, 2) int32 each
 
 outlines = np.zeros_like(grey)

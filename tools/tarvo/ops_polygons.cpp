@@ -18,6 +18,12 @@ typedef tarvo::Point2_<int> P;
 typedef tarvo::Point4_<unsigned char> Colour;
 
 // Figures to draw, summed: 1 polygon, 2 hull, 4 rotated rectangle, 8 ellipse.
+// Edge maps the request can trace: the union of the vertical-only and the
+// horizontal-only Canny maps (each suppresses along one axis, so slanted
+// outlines stay closed), or Canny with both gradients, whose diagonal test
+// compares cells along the edge and leaves outlines near 45 degrees open.
+const Choice kEdges[] = {{"axes", 0}, {"canny", 1}, {nullptr, 0}};
+
 const Choice kDraw[] = {{"none", 0},
                         {"polygon", 1},
                         {"hull", 2},
@@ -77,7 +83,19 @@ void runShapes(const Mat& in, Mat& out, const Args& a) {
         tarvo::ip::gaussian(grey, smooth, a.f(0));
     else
         smooth = grey;
-    tarvo::ip::canny(smooth, edges, a.f(1), a.f(2));
+    if (a.i(6) == 1) {
+        tarvo::ip::canny(smooth, edges, a.f(1), a.f(2), 0);
+    } else {
+        Mat horizontal;
+        tarvo::ip::canny(smooth, edges, a.f(1), a.f(2), 1);
+        tarvo::ip::canny(smooth, horizontal, a.f(1), a.f(2), 2);
+        if (!edges.isEqualMat(horizontal)) return;
+        for (int y = 0; y < edges.rows(); y++) {
+            unsigned char* e = edges.ptr<unsigned char>(y);
+            const unsigned char* h = horizontal.ptr<unsigned char>(y);
+            for (int x = 0; x < edges.cols(); x++) e[x] |= h[x];
+        }
+    }
     tarvo::Matrix<P, const P&> contours;
     tarvo::ip::findContours(edges, contours, 0, 1);
 
@@ -125,7 +143,12 @@ const Operation kRows[] = {
        "smallest rotated rectangle, ellipse = the fitted ellipse; names joined by commas in "
        "this order, or their sum 1 + 2 + 4 + 8",
        3, 0, 15, true, kDraw},
-      {"min-points", "skip contours with fewer border points", 20, 1, 1e9, true}},
+      {"min-points", "skip contours with fewer border points", 20, 1, 1e9, true},
+      {"edges",
+       "edge map traced: axes = Canny on the vertical and on the horizontal gradient alone, "
+       "joined (outlines at any slope close); canny = one Canny with both gradients (its "
+       "diagonal test leaves outlines near 45 degrees open)",
+       0, 0, 1, true, kEdges}},
      runShapes,
      nullptr,
      "shapes --sigma 1.5 --eps 3 --draw polygon,hull in.png shapes.png",
@@ -135,8 +158,8 @@ const Operation kRows[] = {
 };
 
 const DemoStep kDemo[] = {
-    {"shapes.png", "outer contours simplified to polygons, with their hulls", "", "shapes",
-     "--sigma 1.5 --low 40 --high 120 --eps 3 --draw polygon,hull --min-points 80", 990},
+    {"shapes.png", "outer contours simplified to polygons around cup, saucer and spoon", "",
+     "shapes", "--sigma 2 --low 15 --high 50 --eps 3 --draw polygon --min-points 200", 990},
 };
 
 }  // namespace
