@@ -255,7 +255,9 @@ bool SpanN(const MeshTri& t, int y, int xs, int xe, float maxX, float maxY, cons
         const auto i = hn::ConvertTo(di, sxs), j = hn::ConvertTo(di, sys);
         const auto a = hn::Sub(sxs, hn::ConvertTo(df, i)), b = hn::Sub(sys, hn::ConvertTo(df, j));
         const auto off = hn::Add(hn::Mul(j, st), hn::Mul(i, step));
-        const auto offD = hn::Add(off, st);
+        // Lanes not written read at offset 0 (i = j = 0 there), which holds
+        // a whole word: the row below could pass the end of a tiny picture.
+        const auto offD = hn::IfThenElseZero(oki, hn::Add(off, st));
         // The furthest read: a 32-bit word at offD (one channel), else a
         // 64-bit one.
         const auto furthest = CN == 1 ? offD : hn::Add(offD, hn::Set(di, 4));
