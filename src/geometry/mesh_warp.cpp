@@ -170,8 +170,6 @@ public:
         const int cols = m_src.cols();
         std::vector<int> ix((size_t)cols), iy((size_t)cols);
         std::vector<float> fx((size_t)cols), fy((size_t)cols);
-        std::vector<unsigned char> vals((size_t)cols * 4);
-        std::vector<int> at((size_t)cols);
         // Bands of a few rows keep the destination rows and the source rows
         // they read in cache; each band starts by zeroing its rows.
         for (int band = range.start; band < range.end; band += kBand) {
@@ -187,7 +185,7 @@ public:
                 const unsigned char* r = m_src.ptr<unsigned char>(y);
                 for (int b = 0; b < m_src.rowByteSize(); b += 64) prefetch(r + b);
             }
-            walk(band, bandEnd, ix, iy, fx, fy, vals, at);
+            walk(band, bandEnd, ix, iy, fx, fy);
         }
     }
 
@@ -195,8 +193,7 @@ private:
     static const int kBand = 16;
 
     void walk(int bandStart, int bandEnd, std::vector<int>& ix, std::vector<int>& iy,
-              std::vector<float>& fx, std::vector<float>& fy, std::vector<unsigned char>& vals,
-              std::vector<int>& at) const {
+              std::vector<float>& fx, std::vector<float>& fy) const {
         const int cols = m_src.cols(), cn = m_src.channels();
         const float maxX = (float)(m_src.cols() - 1), maxY = (float)(m_src.rows() - 1);
         const bool vec = checkHardwareSupport(CPU_FLOAT_VECTORS);
@@ -229,68 +226,21 @@ private:
                     x = detail::meshRowVector(t, y, xs, xe + 1, maxX, maxY, &ix[0], &iy[0], &fx[0],
                                               &fy[0]);
                 detail::meshRowScalar(t, y, x, xe + 1, maxX, maxY, &ix[0], &iy[0], &fx[0], &fy[0]);
+                // Two channels, a picture that is not one block, or no span
+                // kernel: bilinear pixel by pixel on the stored positions.
                 unsigned char* out = m_dst.ptr<unsigned char>(y);
                 int lo = m_rowMin[y], hi = m_rowMax[y];
-                int kf = xs - x0, kl = xe - x0;
-                while (kf <= kl && ix[(size_t)kf] < 0) kf++;
-                while (kl >= kf && ix[(size_t)kl] < 0) kl--;
-                if (kf > kl) continue;
-                if (gather) {
-                    // A convex triangle covers one run of the row: when every
-                    // pixel of it reads inside the source, the kernel writes
-                    // the run's bytes straight into the row.
-                    bool whole = true;
-                    for (int k = kf; k <= kl; k++) whole &= ix[(size_t)k] >= 0;
-                    if (whole) {
-                        const size_t f = (size_t)kf;
-                        const int len = kl - kf + 1;
-                        const int done =
-                            detail::meshBilinear(img, stride, size, cn, &ix[f], &iy[f], &fx[f],
-                                                 &fy[f], len, out + (size_t)(x0 + kf) * cn);
-                        for (int k = kf + done; k <= kl; k++) {
-                            unsigned char* o = out + (size_t)(x0 + k) * cn;
-                            const unsigned char* r0 = m_src.ptr<unsigned char>(iy[(size_t)k]) +
-                                                      (size_t)ix[(size_t)k] * cn;
-                            const unsigned char* r1 = m_src.ptr<unsigned char>(iy[(size_t)k] + 1) +
-                                                      (size_t)ix[(size_t)k] * cn;
-                            for (int c = 0; c < cn; c++)
-                                o[c] = detail::meshBilinearPixel(r0 + c, r1 + c, cn, fx[(size_t)k],
-                                                                 fy[(size_t)k]);
-                        }
-                        m_rowMin[y] = std::min(lo, x0 + kf);
-                        m_rowMax[y] = std::max(hi, x0 + kl);
-                        continue;
-                    }
-                }
-                // The pixels to write, gathered to the front of the arrays.
-                int m = 0;
-                for (int k = kf; k <= kl; k++) {
-                    if (ix[(size_t)k] < 0) continue;
-                    at[(size_t)m] = x0 + k;
-                    ix[(size_t)m] = ix[(size_t)k];
-                    iy[(size_t)m] = iy[(size_t)k];
-                    fx[(size_t)m] = fx[(size_t)k];
-                    fy[(size_t)m] = fy[(size_t)k];
-                    m++;
-                }
-                if (m == 0) continue;
-                lo = std::min(lo, at[0]);
-                hi = std::max(hi, at[(size_t)m - 1]);
-                const int done = gather ? detail::meshBilinear(img, stride, size, cn, &ix[0],
-                                                               &iy[0], &fx[0], &fy[0], m, &vals[0])
-                                        : 0;
-                for (int k = 0; k < done; k++) {
-                    std::memcpy(out + (size_t)at[(size_t)k] * cn, &vals[(size_t)k * cn],
-                                (size_t)cn);
-                }
-                for (int k = done; k < m; k++) {
-                    unsigned char* o = out + (size_t)at[(size_t)k] * cn;
+                for (int k = xs - x0; k <= xe - x0; k++) {
                     const int sx = ix[(size_t)k], sy = iy[(size_t)k];
+                    if (sx < 0) continue;
+                    unsigned char* o = out + (size_t)(x0 + k) * cn;
                     const unsigned char* r0 = m_src.ptr<unsigned char>(sy) + (size_t)sx * cn;
                     const unsigned char* r1 = m_src.ptr<unsigned char>(sy + 1) + (size_t)sx * cn;
                     const float a = fx[(size_t)k], b = fy[(size_t)k];
                     for (int c = 0; c < cn; c++)
                         o[c] = detail::meshBilinearPixel(r0 + c, r1 + c, cn, a, b);
+                    lo = std::min(lo, x0 + k);
+                    hi = std::max(hi, x0 + k);
                 }
                 m_rowMin[y] = lo;
                 m_rowMax[y] = hi;

@@ -58,14 +58,6 @@ void meshRowScalar(const MeshTri& t, int y, int x0, int x1, float maxX, float ma
 int meshRowVector(const MeshTri& t, int y, int x0, int x1, float maxX, float maxY, int* ix, int* iy,
                   float* fx, float* fy);
 
-// Bilinear values of n pixels of cn channels (1, 3 or 4; others: none) at
-// (ix[k] + fx[k], iy[k] + fy[k]) of a continuous byte image of `size` bytes
-// (rows stride bytes apart, offsets within int32) into vals[cn k + c], as the
-// scalar step computes them; entries with ix < 0 are left meaningless.
-// Returns how many pixels it handled.
-int meshBilinear(const uint8_t* img, int stride, int size, int cn, const int* ix, const int* iy,
-                 const float* fx, const float* fy, int n, uint8_t* vals);
-
 // The whole vector walk of one row span: for the pixels xs..xe-1 of row y
 // that pass the inside test and read inside the source, writes the bilinear
 // value straight into `out` (row y of a destination of `cols` pixels of cn

@@ -21,10 +21,6 @@ namespace hn = hwy::HWY_NAMESPACE;
 int MeshRow(const MeshTri&, int, int x0, int, float, float, int*, int*, float*, float*) {
     return x0;
 }
-int Bilinear(const uint8_t*, int, int, int, const int*, const int*, const float*, const float*, int,
-             uint8_t*) {
-    return 0;
-}
 bool Span(const MeshTri&, int, int, int, float, float, const uint8_t*, int, int, int, uint8_t*, int,
           bool, int*, int*) {
     return false;
@@ -122,79 +118,6 @@ int MeshRow(const MeshTri& t, int y, int x0, int x1, float maxX, float maxY, int
         hn::StoreU(hn::Sub(sys, hn::ConvertTo(df, j)), df, fy + o);
     }
     return x;
-}
-
-// Bilinear values of CN-channel pixels (CN 1, 3 or 4) of one continuous
-// image of `size` >= 8 bytes. One 64-bit word read at the base pixel holds
-// its channels in bytes 0..CN-1 and those of the right-hand pixel in bytes
-// CN..2CN-1; a word that would pass the end of the image is read that many
-// bytes earlier and shifted down, so nothing outside is touched. Two gathers
-// per pixel instead of one per channel and row. Lanes with ix < 0 read pixel
-// 0 and are ignored. Per channel the arithmetic is the scalar expression.
-template <int CN>
-int BilinearN(const uint8_t* img, int stride, int size, const int* ix, const int* iy,
-              const float* fx, const float* fy, int n, uint8_t* vals) {
-    const hn::ScalableTag<int64_t> d64;
-    const hn::Rebind<int32_t, decltype(d64)> d32;
-    const hn::Rebind<float, decltype(d64)> df;
-    const hn::Rebind<uint8_t, decltype(d64)> d8;
-    const hn::RebindToUnsigned<decltype(d64)> du64;
-    const hn::Rebind<uint32_t, decltype(d64)> du32;
-    const int N = (int)hn::Lanes(d64);
-    const int64_t* base = reinterpret_cast<const int64_t*>(img);
-    const auto st = hn::Set(d64, stride), end = hn::Set(d64, int64_t(size) - 8);
-    const auto low = hn::Set(d64, 0xFF);
-    const auto lo0 = hn::Zero(d32), hi255 = hn::Set(d32, 255);
-    const auto zero64 = hn::Zero(d64);
-    auto word = [&](decltype(st) off) {
-        // back = bytes the word would pass the end by (0 almost always).
-        const auto over = hn::Sub(off, end);
-        const auto back = hn::IfThenElse(hn::Gt(over, zero64), over, zero64);
-        const auto w = hn::GatherOffset(d64, base, hn::Sub(off, back));
-        return hn::BitCast(
-            d64, hn::Shr(hn::BitCast(du64, w), hn::BitCast(du64, hn::ShiftLeft<3>(back))));
-    };
-    auto fl = [&](decltype(st) v) {
-        return hn::ConvertTo(
-            df, hn::BitCast(d32, hn::TruncateTo(du32, hn::BitCast(du64, hn::And(v, low)))));
-    };
-    int k = 0;
-    for (; k + N <= n; k += N) {
-        const auto x = hn::PromoteTo(d64, hn::LoadU(d32, ix + k));
-        const auto ok = hn::Gt(x, hn::Set(d64, -1));
-        const auto y = hn::IfThenElseZero(ok, hn::PromoteTo(d64, hn::LoadU(d32, iy + k)));
-        const auto off =
-            hn::Add(hn::Mul(y, st), hn::Mul(hn::IfThenElseZero(ok, x), hn::Set(d64, CN)));
-        const auto w0 = word(off), w1 = word(hn::Add(off, st));
-        const auto a = hn::LoadU(df, fx + k), b = hn::LoadU(df, fy + k);
-        hn::Vec<decltype(d8)> ch[CN];
-        for (int c = 0; c < CN; c++) {
-            const int sh = 8 * c;
-            const auto pb = fl(hn::ShiftRightSame(w0, sh));
-            const auto pr = fl(hn::ShiftRightSame(w0, sh + 8 * CN));
-            const auto pd = fl(hn::ShiftRightSame(w1, sh));
-            const auto prd = fl(hn::ShiftRightSame(w1, sh + 8 * CN));
-            auto v = hn::Add(pb, hn::Mul(hn::Sub(pr, pb), a));
-            v = hn::Add(v, hn::Mul(hn::Sub(pd, pb), b));
-            v = hn::Add(v, hn::Mul(hn::Mul(hn::Add(hn::Sub(hn::Sub(pb, pr), pd), prd), a), b));
-            ch[c] = hn::DemoteTo(d8, hn::Min(hn::Max(hn::ConvertTo(d32, v), lo0), hi255));
-        }
-        if constexpr (CN == 1)
-            hn::StoreU(ch[0], d8, vals + k);
-        else if constexpr (CN == 3)
-            hn::StoreInterleaved3(ch[0], ch[1], ch[2], d8, vals + 3 * k);
-        else
-            hn::StoreInterleaved4(ch[0], ch[1], ch[2], ch[3], d8, vals + 4 * k);
-    }
-    return k;
-}
-
-int Bilinear(const uint8_t* img, int stride, int size, int cn, const int* ix, const int* iy,
-             const float* fx, const float* fy, int n, uint8_t* vals) {
-    if (cn == 1) return BilinearN<1>(img, stride, size, ix, iy, fx, fy, n, vals);
-    if (cn == 3) return BilinearN<3>(img, stride, size, ix, iy, fx, fy, n, vals);
-    if (cn == 4) return BilinearN<4>(img, stride, size, ix, iy, fx, fy, n, vals);
-    return 0;
 }
 
 // The 32-bit words at byte offsets off and off + CN (CN 3 or 4) from one
@@ -373,7 +296,6 @@ HWY_AFTER_NAMESPACE();
 namespace tarvo {
 namespace detail {
 HWY_EXPORT(MeshRow);
-HWY_EXPORT(Bilinear);
 HWY_EXPORT(Span);
 HWY_EXPORT(Available);
 
@@ -387,12 +309,6 @@ bool meshSpanVector(const MeshTri& t, int y, int xs, int xe, float maxX, float m
 
 bool meshSpanAvailable() {
     return HWY_DYNAMIC_DISPATCH(Available)();
-}
-
-int meshBilinear(const uint8_t* img, int stride, int size, int cn, const int* ix, const int* iy,
-                 const float* fx, const float* fy, int n, uint8_t* vals) {
-    if (size < 8) return 0;
-    return HWY_DYNAMIC_DISPATCH(Bilinear)(img, stride, size, cn, ix, iy, fx, fy, n, vals);
 }
 
 int meshRowVector(const MeshTri& t, int y, int x0, int x1, float maxX, float maxY, int* ix, int* iy,

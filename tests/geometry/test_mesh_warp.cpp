@@ -214,9 +214,18 @@ TEST(MeshWarp, DegenerateEmptyAndRefused) {
 
 TEST(MeshWarp, MatchesPerPixelVersionOnEveryPath) {
     std::mt19937 rng(5);
-    for (int cn : {1, 3, 4}) {
+    // Two channels, and a picture whose rows are not one block (a view into a
+    // larger one), take the per-pixel bilinear step.
+    const struct {
+        int cn;
+        bool view;
+    } cases[] = {{1, false}, {2, false}, {3, false}, {4, false}, {3, true}};
+    for (const auto& cs : cases) {
+        const int cn = cs.cn;
         // 420 x 330 runs in several stripes.
-        const Mat src = randomMat(330, 420, MAT_Tuchar | ((cn - 1) << 3), 20 + cn);
+        Mat src = randomMat(330, 420, MAT_Tuchar | ((cn - 1) << 3), 20 + cn);
+        const Mat outer = randomMat(340, 432, MAT_Tuchar | ((cn - 1) << 3), 30);
+        if (cs.view) outer.subRefMat(Rect_<int>(7, 5, 420, 330), src);
         std::vector<P> sp, dp;
         const TriangleModel m = gridModel(7, 55, sp, 12, &rng);
         gridModel(7, 55, dp, 12, &rng);
@@ -232,11 +241,12 @@ TEST(MeshWarp, MatchesPerPixelVersionOnEveryPath) {
             ip::warpMesh(src, got, box, sp.data(), dp.data(), &m);
             detail::setUseOptimized(true);
             setNumThreads(0);
-            EXPECT_TRUE(matEqual(got, want)) << "channels " << cn << " path " << path;
+            EXPECT_TRUE(matEqual(got, want))
+                << "channels " << cn << " view " << cs.view << " path " << path;
             EXPECT_EQ(box, wantBox);
         }
         // In place gives the same picture.
-        Mat self = src;
+        Mat self = src.clone();
         ip::warpMesh(self, self, box, sp.data(), dp.data(), &m);
         EXPECT_TRUE(matEqual(self, want));
     }
