@@ -1,7 +1,8 @@
-// Vector kernel of the mesh warp: edge functions, barycentric coordinates and
-// source positions of a whole vector of pixels at once. Products and sums are
-// separate operations in the scalar kernel's order (no fused multiply-add),
-// so both kernels give the same positions bit for bit.
+// Vector kernels of the mesh warp: edge functions (or sub-areas), barycentric
+// coordinates and source positions of a whole vector of pixels at once, and
+// the span kernel that goes on to the bilinear values and the stores.
+// Products and sums are separate operations in the scalar code's order (no
+// fused multiply-add), so every kernel gives the scalar bytes.
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "geometry/mesh_warp_simd.cpp"
 #include "hwy/foreach_target.h"  // IWYU pragma: keep
@@ -122,8 +123,8 @@ int MeshRow(const MeshTri& t, int y, int x0, int x1, float maxX, float maxY, int
 
 // The 32-bit words at byte offsets off and off + CN (CN 3 or 4) from one
 // 64-bit gather per pixel: the word at off is the gathered word's low half,
-// the one at off + CN its bytes from CN on. Half as many gathered elements as
-// two 32-bit gathers, which is what gathers cost.
+// the one at off + CN its bytes from CN on: half as many gathered elements as
+// two 32-bit gathers.
 template <int CN, class DI>
 HWY_INLINE void GatherPair(DI di, const int64_t* base, hn::Vec<DI> off, hn::Vec<DI>& w,
                            hn::Vec<DI>& wr) {
