@@ -214,21 +214,27 @@ TEST(MeshWarp, DegenerateEmptyAndRefused) {
 
 TEST(MeshWarp, MatchesPerPixelVersionOnEveryPath) {
     std::mt19937 rng(5);
-    // Two channels, and a picture whose rows are not one block (a view into a
-    // larger one), take the per-pixel bilinear step.
+    // 420 x 330 runs in several stripes. Two channels, and a picture whose
+    // rows are not one block (a view into a larger one), take the per-pixel
+    // bilinear step; smaller pictures suffice there.
     const struct {
         int cn;
         bool view;
-    } cases[] = {{1, false}, {2, false}, {3, false}, {4, false}, {3, true}};
+        int cols, rows;
+        float cell;
+    } cases[] = {{1, false, 420, 330, 55},
+                 {3, false, 420, 330, 55},
+                 {4, false, 420, 330, 55},
+                 {2, false, 150, 120, 20},
+                 {3, true, 150, 120, 20}};
     for (const auto& cs : cases) {
         const int cn = cs.cn;
-        // 420 x 330 runs in several stripes.
-        Mat src = randomMat(330, 420, MAT_Tuchar | ((cn - 1) << 3), 20 + cn);
-        const Mat outer = randomMat(340, 432, MAT_Tuchar | ((cn - 1) << 3), 30);
-        if (cs.view) outer.subRefMat(Rect_<int>(7, 5, 420, 330), src);
+        Mat src = randomMat(cs.rows, cs.cols, MAT_Tuchar | ((cn - 1) << 3), 20 + cn);
+        const Mat outer = randomMat(cs.rows + 10, cs.cols + 12, MAT_Tuchar | ((cn - 1) << 3), 30);
+        if (cs.view) outer.subRefMat(Rect_<int>(7, 5, cs.cols, cs.rows), src);
         std::vector<P> sp, dp;
-        const TriangleModel m = gridModel(7, 55, sp, 12, &rng);
-        gridModel(7, 55, dp, 12, &rng);
+        const TriangleModel m = gridModel(7, cs.cell, sp, 12, &rng);
+        gridModel(7, cs.cell, dp, 12, &rng);
         // Points pushed off the picture on both sides exercise the clamped boxes.
         dp[9] = P(-30, 20);
         sp[10] = P(500, -4);
@@ -364,15 +370,21 @@ TEST(MeshWarp, WarpingGivesTheScalarResultOnEveryPath) {
     // warping tests sub-areas in the triangleArea form and keeps what it does
     // not reach, so the vector walk is checked against the scalar walk on a
     // destination that already holds a picture: threaded (420 x 330 runs in
-    // several stripes), one thread, and every instruction set.
+    // several stripes), one thread, and (the small pictures) every
+    // instruction set.
     std::mt19937 rng(17);
-    for (int cn : {1, 3, 4}) {
+    const struct {
+        int cn, cols, rows;
+        float cell;
+    } cases[] = {{3, 420, 330, 55}, {1, 150, 120, 20}, {4, 150, 120, 20}};
+    for (const auto& cs : cases) {
+        const int cn = cs.cn;
         const int type = MAT_Tuchar | ((cn - 1) << 3);
-        const Mat src = randomMat(330, 420, type, 70 + cn);
-        const Mat before = randomMat(330, 420, type, 80 + cn);
+        const Mat src = randomMat(cs.rows, cs.cols, type, 70 + cn);
+        const Mat before = randomMat(cs.rows, cs.cols, type, 80 + cn);
         std::vector<P> sp, dp;
-        TriangleModel m = gridModel(7, 55, sp, 12, &rng);
-        gridModel(7, 60, dp, 12, &rng);
+        TriangleModel m = gridModel(7, cs.cell, sp, 12, &rng);
+        gridModel(7, cs.cell * 1.1f, dp, 12, &rng);
         dp[9] = P(-30, 20);
         sp[10] = P(500, -4);
         Mat want = before.clone();
@@ -389,8 +401,9 @@ TEST(MeshWarp, WarpingGivesTheScalarResultOnEveryPath) {
         };
         check("threaded");
         setNumThreads(1);
+        check("one thread");
         const uint64_t targets = (uint64_t)(hwy::SupportedTargets() & HWY_TARGETS);
-        for (uint64_t bit = 1; bit != 0; bit <<= 1) {
+        for (uint64_t bit = 1; bit != 0 && cs.cols < 400; bit <<= 1) {
             if (!(targets & bit) || bit == (uint64_t)HWY_SCALAR || bit == (uint64_t)HWY_EMU128)
                 continue;
             hwy::SetSupportedTargetsForTest((int64_t)bit);
