@@ -3,6 +3,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "colorspace_simd.h"
 #include "detail/aliasing.h"
 #include "detail/parallel_rows.h"
 #include "mat_internal.h"
@@ -56,6 +57,20 @@ inline T luma(T r, T g, T b) {
     }
 }
 
+// Vector luminance of the leading pixels of a row, for the depths that have
+// a kernel; returns how many pixels it wrote.
+template <typename T>
+inline int greyRow(const T* s, T* d, int n, int cn, bool rgb) {
+    if constexpr (std::is_same<T, unsigned char>::value)
+        return detail::greyRowU8(s, d, n, cn, rgb);
+    else if constexpr (std::is_same<T, float>::value)
+        return detail::greyRowF32(s, d, n, cn, rgb);
+    else if constexpr (std::is_same<T, double>::value)
+        return detail::greyRowF64(s, d, n, cn, rgb);
+    else
+        return (void)s, (void)d, (void)n, (void)cn, (void)rgb, 0;
+}
+
 template <typename T>
 constexpr double chromaOffset() {
     return std::is_same<T, unsigned char>::value ? 128.0 : 0.0;
@@ -93,6 +108,7 @@ void ColorSpace::RGBtoGray(const Mat& src, Mat& dst, int format) {
     if (!colourSource(src)) return;
     const int cn = src.channels();
     const int ri = format == BMP_RGB ? 0 : 2, bi = 2 - ri;
+    const bool vec = checkHardwareSupport(CPU_FLOAT_VECTORS);
     produce(src, dst, src.type(), [&](Mat& out) {
         withDepth(src.type(), [&](auto t) {
             using T = decltype(t);
@@ -100,7 +116,9 @@ void ColorSpace::RGBtoGray(const Mat& src, Mat& dst, int format) {
                 for (int y = y0; y < y1; y++) {
                     const T* s = src.ptr<T>(y);
                     T* d = out.ptr<T>(y);
-                    for (int x = 0; x < src.cols(); x++, s += cn)
+                    const int x0 = vec ? greyRow(s, d, src.cols(), cn, ri == 0) : 0;
+                    s += size_t(x0) * cn;
+                    for (int x = x0; x < src.cols(); x++, s += cn)
                         d[x] = luma<T>(s[ri], s[1], s[bi]);
                 }
             });

@@ -70,8 +70,13 @@ bool decodeImage(const unsigned char* data, size_t size, unsigned long flags,
 // Encoders. img is a valid byte matrix whose channel count the format accepts
 // (checked by the caller); rows are read through the row table, so references
 // to sub-matrices work. They return false on any write error. PNG compression
-// 0..9 sets the zlib level; other values keep the codec's default.
+// 0..9 sets the zlib level; other values keep the codec's default. Level 1
+// goes to encodePngFast.
 bool encodePng(const Mat& img, const char* path, int compression = -1);
+// The fastest level (image_png_fast.cpp): Sub-filtered rows, one Huffman
+// block per band of rows over literals and runs, bands compressed in parallel
+// with bytes that do not depend on the thread count.
+bool encodePngFast(const Mat& img, const char* path);
 bool encodeJpeg(const Mat& img, const char* path, int quality);
 bool encodeBmp(const Mat& img, const char* path);
 bool encodePnm(const Mat& img, const char* path);

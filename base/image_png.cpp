@@ -143,11 +143,12 @@ bool pngWriteBody(PngWriteState& st, const Mat& img, int compression) {
                  PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     if (compression >= 0 && compression <= 9) {
         png_set_compression_level(st.png, compression);
-        // Fast levels also take the one cheap row filter instead of trying
-        // all five on every row, and run-length matching only (distance one,
+        // Level 2 also takes the one cheap row filter instead of trying all
+        // five on every row, and run-length matching only (distance one,
         // which after the row filter is where photographs repeat); the pixels
-        // written are the same, only the file is somewhat larger.
-        if (compression >= 1 && compression <= 2) {
+        // written are the same, only the file is somewhat larger. Level 1
+        // never comes here: encodePngFast writes it.
+        if (compression == 2) {
             png_set_filter(st.png, PNG_FILTER_TYPE_BASE, PNG_FILTER_SUB);
             png_set_compression_strategy(st.png, Z_RLE);
         }
@@ -179,6 +180,7 @@ bool decodePng(const unsigned char* data, size_t size, bool keepAlpha, const Ima
 }
 
 bool encodePng(const Mat& img, const char* path, int compression) {
+    if (compression == 1) return encodePngFast(img, path);
     PngWriteState st;
     st.fp = std::fopen(path, "wb");
     if (!st.fp) return false;

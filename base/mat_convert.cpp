@@ -70,11 +70,15 @@ void convertRows(const Mat& src, Mat& dst, CASTTYPE cast) {
 template <typename D, typename S>
 void scaleRows(const Mat& src, Mat& dst, double scale, double shift) {
     const int n = src.cols() * src.channels();
+    const bool vec = checkHardwareSupport(CPU_FLOAT_VECTORS);
     detail::parallelRows(src.rows(), double(n) * src.rows(), [&](int r0, int r1) {
         for (int r = r0; r < r1; r++) {
             const S* s = src.ptr<S>(r);
             D* d = dst.ptr<D>(r);
-            for (int i = 0; i < n; i++) d[i] = saturate_cast<D>(double(s[i]) * scale + shift);
+            int i = vec ? detail::scaleRow(detail::DepthOf<S>::value, s, detail::DepthOf<D>::value,
+                                           d, n, scale, shift)
+                        : 0;
+            for (; i < n; i++) d[i] = saturate_cast<D>(double(s[i]) * scale + shift);
         }
     });
 }

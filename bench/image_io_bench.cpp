@@ -143,11 +143,11 @@ void BM_DecodeJpegReused_1080p(benchmark::State& state) {
 
 }  // namespace
 
-BENCHMARK(BM_ImageCopyBaseline_1080p)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_DecodePng_1080p)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_DecodeJpeg_1080p)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_DecodeBmp_1080p)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_DecodePpm_1080p)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_DecodePngReused_1080p)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_DecodeJpegReused_1080p)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_EncodePng_1080p)->Arg(1)->Arg(6)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ImageCopyBaseline_1080p)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_DecodePng_1080p)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_DecodeJpeg_1080p)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_DecodeBmp_1080p)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_DecodePpm_1080p)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_DecodePngReused_1080p)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_DecodeJpegReused_1080p)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_EncodePng_1080p)->Arg(1)->Arg(6)->Unit(benchmark::kMillisecond)->UseRealTime();

@@ -232,6 +232,20 @@ int HPass<unsigned char, int, short>::vec(const unsigned char* S, int* D,
                           t.alpha.data(), t.ksize, cn, dx0, dx1);
 }
 
+template <>
+int HPass<float, float, float>::vec(const float* S, float* D, const GenericTables<float>& t,
+                                    int swidth, int dwidth, int cn, int dx0, int dx1) {
+    if (dx0 >= dx1 || !resizeUseFloatVector()) return dx0;
+    return hresize32f(S, swidth, D, dwidth, t.xofs.data(), t.alpha.data(), t.ksize, cn, dx0, dx1);
+}
+template <>
+int HPass<short, float, float>::vec(const short* S, float* D, const GenericTables<float>& t,
+                                    int swidth, int dwidth, int cn, int dx0, int dx1) {
+    if (dx0 >= dx1 || !resizeUseFloatVector()) return dx0;
+    return hresize16s32f(reinterpret_cast<const int16_t*>(S), swidth, D, dwidth, t.xofs.data(),
+                         t.alpha.data(), t.ksize, cn, dx0, dx1);
+}
+
 // ---------------------------------------------------------------- vertical pass
 
 template <typename T, typename WT, typename AT>

@@ -88,6 +88,13 @@ int vresize32f16s(const float* const* rows, const float* beta, int ksize, int16_
 // element not written (dx0 when none), always a pixel boundary.
 int hresizeFixed8u(const uint8_t* src, int swidth, int32_t* dst, int dwidth, const int* xofs,
                    const int16_t* alpha, int ksize, int cn, int dx0, int dx1);
+// The same for the float engine's work rows: float sources, and short
+// sources converted to float, with float weights; dst[dx] is summed left to
+// right in float. Same bounds and return contract.
+int hresize32f(const float* src, int swidth, float* dst, int dwidth, const int* xofs,
+               const float* alpha, int ksize, int cn, int dx0, int dx1);
+int hresize16s32f(const int16_t* src, int swidth, float* dst, int dwidth, const int* xofs,
+                  const float* alpha, int ksize, int cn, int dx0, int dx1);
 int areaFast2x8u(const uint8_t* r0, const uint8_t* r1, uint8_t* dst, int n, int cn);
 int areaFast2x16s(const int16_t* r0, const int16_t* r1, int16_t* dst, int n, int cn);
 

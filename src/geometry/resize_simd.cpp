@@ -37,6 +37,13 @@ int HresizeFixed8u(const uint8_t*, int, int32_t*, int, const int*, const int16_t
                    int dx0, int) {
     return dx0;
 }
+int Hresize32f(const float*, int, float*, int, const int*, const float*, int, int, int dx0, int) {
+    return dx0;
+}
+int Hresize16s32f(const int16_t*, int, float*, int, const int*, const float*, int, int, int dx0,
+                  int) {
+    return dx0;
+}
 #else
 
 // s = R0*b0 + R1*b1 + ... over ksize rows at element x.
@@ -172,6 +179,105 @@ int AreaFast2x16s(const int16_t* r0, const int16_t* r1, int16_t* dst, int n, int
 }
 
 // ---- horizontal pass, bytes with fixed-point weights into int work rows.
+// ---- horizontal pass of the float engine (float and short sources, float
+// work rows). Each output element is s[0]*a[0] + s[cn]*a[1] + ... in float,
+// summed left to right like the scalar loop. Colour rows take one pixel per
+// 128-bit step: the taps of all its channels share one weight (the tables
+// repeat it per channel), so each tap is one load times one broadcast.
+
+HWY_INLINE hn::Vec128<float> LoadPixel(hn::Full128<float> d, const float* p) {
+    return hn::LoadU(d, p);
+}
+HWY_INLINE hn::Vec128<float> LoadPixel(hn::Full128<float> d, const int16_t* p) {
+    const hn::Full128<int32_t> di;
+    return hn::ConvertTo(d, hn::PromoteTo(di, hn::LoadU(hn::Full64<int16_t>(), p)));
+}
+
+template <int K, typename T>
+int HresizeFloatPixels(const T* S, int swidth, float* D, int dwidth, const int* xofs,
+                       const float* alpha, int cn, int dx0, int dx1) {
+    const hn::Full128<float> d;
+    const int before = (K / 2 - 1) * cn;
+    int dx = dx0;
+    // Four lanes are stored per pixel: the spare lane of a 3-channel pixel
+    // lands on the next pixel's first element, written next (or by the
+    // caller's scalar loop, which resumes at the returned element).
+    for (; dx < dx1 && dx + 4 <= dwidth; dx += cn) {
+        const int base = xofs[dx] - before;
+        if (base < 0 || base + (K - 1) * cn + 4 > swidth) break;
+        const float* a = alpha + (size_t)dx * K;
+        auto v = hn::Mul(LoadPixel(d, S + base), hn::Set(d, a[0]));
+        for (int j = 1; j < K; j++)
+            v = hn::Add(v, hn::Mul(LoadPixel(d, S + base + j * cn), hn::Set(d, a[j])));
+        hn::StoreU(v, d, D + dx);
+    }
+    return dx;
+}
+
+// Grey rows of 4 or 8 taps, four outputs per step: each output's taps are
+// consecutive, so one load of four samples times one load of four weights
+// gives four products of one output; a 4 x 4 transpose turns them into tap
+// vectors, which are then summed in tap order.
+template <int K, typename T>
+int HresizeFloatGrey(const T* S, float* D, const int* xofs, const float* alpha, int dx0, int dx1) {
+    static_assert(K % 4 == 0, "four taps per load");
+    const hn::Full128<float> d;
+    const int before = K / 2 - 1;
+    int dx = dx0;
+    for (; dx + 4 <= dx1; dx += 4) {
+        hn::Vec128<float> v;
+        for (int q = 0; q < K; q += 4) {
+            hn::Vec128<float> p[4];
+            for (int o = 0; o < 4; o++)
+                p[o] = hn::Mul(LoadPixel(d, S + xofs[dx + o] - before + q),
+                               hn::LoadU(d, alpha + (size_t)(dx + o) * K + q));
+            const auto lo01 = hn::InterleaveLower(d, p[0], p[1]);
+            const auto lo23 = hn::InterleaveLower(d, p[2], p[3]);
+            const auto hi01 = hn::InterleaveUpper(d, p[0], p[1]);
+            const auto hi23 = hn::InterleaveUpper(d, p[2], p[3]);
+            const auto t0 = hn::ConcatLowerLower(d, lo23, lo01);
+            v = q == 0 ? t0 : hn::Add(v, t0);
+            v = hn::Add(v, hn::ConcatUpperUpper(d, lo23, lo01));
+            v = hn::Add(v, hn::ConcatLowerLower(d, hi23, hi01));
+            v = hn::Add(v, hn::ConcatUpperUpper(d, hi23, hi01));
+        }
+        hn::StoreU(v, d, D + dx);
+    }
+    return dx;
+}
+
+template <typename T>
+int HresizeFloat(const T* S, int swidth, float* D, int dwidth, const int* xofs, const float* alpha,
+                 int ksize, int cn, int dx0, int dx1) {
+    if (dx0 >= dx1) return dx0;
+    if (cn == 1) {
+        // Two taps stay with the scalar loop, which is as fast for them.
+        if (ksize == 4) return HresizeFloatGrey<4>(S, D, xofs, alpha, dx0, dx1);
+        if (ksize == 8) return HresizeFloatGrey<8>(S, D, xofs, alpha, dx0, dx1);
+        return dx0;
+    }
+    if ((cn != 3 && cn != 4) || dx0 % cn != 0) return dx0;
+    switch (ksize) {
+        case 2:
+            return HresizeFloatPixels<2>(S, swidth, D, dwidth, xofs, alpha, cn, dx0, dx1);
+        case 4:
+            return HresizeFloatPixels<4>(S, swidth, D, dwidth, xofs, alpha, cn, dx0, dx1);
+        case 8:
+            return HresizeFloatPixels<8>(S, swidth, D, dwidth, xofs, alpha, cn, dx0, dx1);
+        default:
+            return dx0;
+    }
+}
+
+int Hresize32f(const float* S, int swidth, float* D, int dwidth, const int* xofs,
+               const float* alpha, int ksize, int cn, int dx0, int dx1) {
+    return HresizeFloat(S, swidth, D, dwidth, xofs, alpha, ksize, cn, dx0, dx1);
+}
+int Hresize16s32f(const int16_t* S, int swidth, float* D, int dwidth, const int* xofs,
+                  const float* alpha, int ksize, int cn, int dx0, int dx1) {
+    return HresizeFloat(S, swidth, D, dwidth, xofs, alpha, ksize, cn, dx0, dx1);
+}
+
 // Products of a byte and a 16-bit weight are summed in pairs by the
 // multiply-add of 16-bit lanes into 32-bit lanes; every sum is exact integer
 // arithmetic, so grouping the taps differently from the scalar loop gives the
@@ -298,6 +404,19 @@ HWY_EXPORT(Vresize32f16s);
 HWY_EXPORT(AreaFast2x8u);
 HWY_EXPORT(AreaFast2x16s);
 HWY_EXPORT(HresizeFixed8u);
+HWY_EXPORT(Hresize32f);
+HWY_EXPORT(Hresize16s32f);
+
+int hresize32f(const float* src, int swidth, float* dst, int dwidth, const int* xofs,
+               const float* alpha, int ksize, int cn, int dx0, int dx1) {
+    return HWY_DYNAMIC_DISPATCH(Hresize32f)(src, swidth, dst, dwidth, xofs, alpha, ksize, cn, dx0,
+                                            dx1);
+}
+int hresize16s32f(const int16_t* src, int swidth, float* dst, int dwidth, const int* xofs,
+                  const float* alpha, int ksize, int cn, int dx0, int dx1) {
+    return HWY_DYNAMIC_DISPATCH(Hresize16s32f)(src, swidth, dst, dwidth, xofs, alpha, ksize, cn,
+                                               dx0, dx1);
+}
 
 int hresizeFixed8u(const uint8_t* src, int swidth, int32_t* dst, int dwidth, const int* xofs,
                    const int16_t* alpha, int ksize, int cn, int dx0, int dx1) {

@@ -1,10 +1,13 @@
 // Vector and threaded paths of the Mat element loops give the bytes of the
 // scalar one-thread loop, on shapes that leave vector tails and stripe edges.
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include "hwy/targets.h"
 
 #include "support/all_paths.h"
 #include "support/test_util.h"
@@ -33,6 +36,7 @@ Mat awkward(int rows, int cols, int type, uint32_t seed) {
                                -127.5,
                                0.49999997,
                                0.50000006,
+                               0.49999999999999994,  // v + 0.5 rounds up to 1 in double
                                -1e-10,
                                1e30,
                                -1e30,
@@ -86,8 +90,24 @@ TEST(MatPaths, ConvertToEveryPairAndCastRule) {
                             }
                     }
                 }
-                test::onEveryPath([&](Mat& d) { src.convertTo(d, to, 0.37, -3.25); },
-                                  "scaled convertTo");
+                // Scaled form: a plain factor, exact ties, overflow to
+                // infinity, and a NaN factor (every element NaN).
+                const double scales[][2] = {{0.37, -3.25},
+                                            {0.5, 0.0},
+                                            {1e300, -1.0},
+                                            {std::numeric_limits<double>::quiet_NaN(), 0.0}};
+                for (const auto& a : scales) {
+                    const Mat out =
+                        test::onEveryPath([&](Mat& d) { src.convertTo(d, to, a[0], a[1]); },
+                                          "scaled convertTo " + std::to_string(from) + "->" +
+                                              std::to_string(to) + " by " + std::to_string(a[0]));
+                    // Spot-check the reference against the element rule.
+                    if (to == MAT_Tuchar && !out.empty()) {
+                        const int i = sh.cols * sh.cn - 1, r = sh.rows - 1;
+                        const double v = test::at(src, r, sh.cols - 1, sh.cn - 1) * a[0] + a[1];
+                        ASSERT_EQ(out.ptr<unsigned char>(r)[i], saturate_cast<unsigned char>(v));
+                    }
+                }
             }
         }
     }
@@ -139,6 +159,52 @@ TEST(MatPaths, ColourConversionsOnStripes) {
             test::onEveryPath([&](Mat& d) { ColorSpace::GraytoRGB(grey, d); }, "to rgb " + tag);
         }
     }
+}
+
+TEST(MatPaths, EveryCompiledVectorTargetMatchesScalar) {
+    // The processor picks one target; mock the others it can run so that each
+    // compiled conversion and grey kernel is checked against the scalar loops.
+    struct Restore {
+        ~Restore() {
+            hwy::SetSupportedTargetsForTest(0);
+            detail::setUseOptimized(true);
+        }
+    } restore;
+    std::vector<std::function<void(Mat&)>> ops;
+    std::vector<Mat> srcs;
+    srcs.reserve(32);  // the operations hold references into it
+    for (int from : kDepths) srcs.push_back(awkward(7, 45, MAKETYPE(from, 3), 30u + from));
+    for (const Mat& src : srcs)
+        for (int to : kDepths) {
+            ops.push_back([&src, to](Mat& d) { src.convertTo(d, to, 0.37, -3.25); });
+            ops.push_back([&src, to](Mat& d) { src.convertTo(d, to, CT_Round); });
+            ops.push_back([&src, to](Mat& d) { src.convertTo(d, to, CT_Cast); });
+        }
+    for (int depth : kDepths)
+        for (int cn : {3, 4}) {
+            srcs.push_back(test::randomMat(5, 53, MAKETYPE(depth, cn), 40u + depth, -0.25, 1.25));
+            const Mat& src = srcs.back();
+            ops.push_back([&src](Mat& d) { ColorSpace::RGBtoGray(src, d, BMP_BGR); });
+        }
+    std::vector<Mat> refs(ops.size());
+    detail::setUseOptimized(false);
+    for (size_t i = 0; i < ops.size(); i++) ops[i](refs[i]);
+    detail::setUseOptimized(true);
+    const uint64_t targets = (uint64_t)(hwy::SupportedTargets() & HWY_TARGETS);
+    int tried = 0;
+    for (uint64_t bit = 1; bit != 0; bit <<= 1) {
+        if (!(targets & bit) || bit == (uint64_t)HWY_SCALAR || bit == (uint64_t)HWY_EMU128)
+            continue;
+        hwy::SetSupportedTargetsForTest((int64_t)bit);
+        for (size_t i = 0; i < ops.size(); i++) {
+            Mat out;
+            ops[i](out);
+            EXPECT_TRUE(test::sameBytes(out, refs[i]))
+                << hwy::TargetName((int64_t)bit) << " op " << i;
+        }
+        tried++;
+    }
+    EXPECT_GT(tried, 0);
 }
 
 }  // namespace

@@ -417,6 +417,9 @@ TEST(Resize, EveryCompiledVectorTargetMatchesScalar) {
         {MAT_Tshort, 26, 12, ip::ResizeArea},
         {MAT_Tshort3, 26, 12, ip::ResizeLinear},
         {MAKETYPE(MAT_Tshort, 4), 26, 12, ip::ResizeArea},
+        {MAT_Tfloat, 29, 11, ip::ResizeLanczos4},
+        {MAT_Tshort, 31, 13, ip::ResizeCubic},
+        {MAKETYPE(MAT_Tfloat, 4), 33, 14, ip::ResizeCubic},
     };
     std::vector<Mat> srcs, refs;
     detail::setUseOptimized(false);
