@@ -237,22 +237,71 @@ const uint32_t* packedLinear() {
     return packed.data();
 }
 
+// The cubic or Lanczos table's weights as 16-bit pairs, row by row; empty
+// when some weight other than code 0's centre does not fit 16 bits or code 0
+// is not the whole pixel, and the vector routine is not used.
+const std::vector<uint32_t>& pairedTable(int code) {
+    auto build = [](int c) {
+        const InterpTable& t = interpTable(c);
+        const int k = t.ksize, kk = k * k, centre = (k / 2 - 1) * (k + 1);
+        std::vector<uint32_t> p(size_t(kTabSize2) * size_t(kk / 2));
+        for (int e = 0; e < kk; e++)
+            if (t.i[size_t(e)] != (e == centre ? 32768 : 0)) return std::vector<uint32_t>();
+        for (size_t c2 = 1; c2 < size_t(kTabSize2); c2++)
+            for (int e = 0; e < kk; e += 2) {
+                const int lo = t.i[c2 * size_t(kk) + size_t(e)];
+                const int hi = t.i[c2 * size_t(kk) + size_t(e) + 1];
+                if (lo < -32767 || lo > 32767 || hi < -32767 || hi > 32767)
+                    return std::vector<uint32_t>();
+                p[c2 * size_t(kk / 2) + size_t(e / 2)] =
+                    uint32_t(uint16_t(int16_t(lo))) | uint32_t(uint16_t(int16_t(hi))) << 16;
+            }
+        return p;
+    };
+    static const std::vector<uint32_t> cubic = build(2);
+    static const std::vector<uint32_t> lanczos = build(4);
+    return code == 2 ? cubic : lanczos;
+}
+
 // Positions handed to the scalar routine after a vector kernel stops: at
 // least one vector's worth, so the kernel restarts past the position that
 // stopped it.
 constexpr int kScalarRun = 16;
 
 // The linear byte routine through the vector kernel: runs of positions whose
-// 2 x 2 taps lie inside go to the kernel; the group that stops it takes the
-// scalar routine. Same sums, same bytes.
+// 2 x 2 taps lie inside (or any positions under the fill and clamp borders)
+// go to the kernel; the group that stops it takes the scalar routine. Same
+// sums, same bytes.
 void remapLinearRowVector(const RemapParams& p, const ByteImage& img, const short* xy,
                           const unsigned short* a, unsigned char* d, int n) {
     const uint32_t* packed = packedLinear();
     const int cn = img.cn;
+    unsigned char fill[4];
+    for (int k = 0; k < cn; k++) fill[k] = saturate_cast<unsigned char>(p.value[k % 4]);
+    const int edge = p.border == BorderFill ? 1 : p.border == BorderClamp ? 2 : 0;
     int x = 0;
     while (x < n) {
-        x += remapLinearRow8u(img, xy + 2 * x, a ? a + x : nullptr, packed, d + size_t(x) * cn,
-                              n - x);
+        x += remapLinearRow8u(img, xy + 2 * x, a ? a + x : nullptr, packed, edge, fill,
+                              d + size_t(x) * cn, n - x);
+        if (x >= n) break;
+        const int m = std::min(kScalarRun, n - x);
+        remapRow<unsigned char>(p, xy + 2 * x, a ? a + x : nullptr, d + size_t(x) * cn, m);
+        x += m;
+    }
+}
+
+// The cubic and Lanczos byte routines through the vector kernel, the same
+// way as the linear one.
+void remapTapsRowVector(const RemapParams& p, const ByteImage& img, const uint32_t* pairs,
+                        const short* xy, const unsigned short* a, unsigned char* d, int n) {
+    const int cn = img.cn, ks = p.interpolation == 2 ? 4 : 8;
+    unsigned char fill[4];
+    for (int k = 0; k < cn; k++) fill[k] = saturate_cast<unsigned char>(p.value[k % 4]);
+    const unsigned char* f = p.border == BorderFill ? fill : nullptr;
+    int x = 0;
+    while (x < n) {
+        x += remapTapsRow8u(img, ks, xy + 2 * x, a ? a + x : nullptr, pairs, f, d + size_t(x) * cn,
+                            n - x);
         if (x >= n) break;
         const int m = std::min(kScalarRun, n - x);
         remapRow<unsigned char>(p, xy + 2 * x, a ? a + x : nullptr, d + size_t(x) * cn, m);
@@ -309,10 +358,21 @@ public:
                                cn <= 4 && checkHardwareSupport(CPU_INT_VECTORS) &&
                                byteImageOf(*p_.src, img);
         const bool vecMap = !nearest && checkHardwareSupport(CPU_INT_VECTORS);
+        const uint32_t* pairs = nullptr;
+        if (std::is_same<T, unsigned char>::value && cn <= 4 &&
+            (p_.interpolation == 2 || p_.interpolation == 4) &&
+            checkHardwareSupport(CPU_INT_VECTORS) && byteImageOf(*p_.src, img)) {
+            const std::vector<uint32_t>& t = pairedTable(p_.interpolation);
+            if (!t.empty()) pairs = t.data();
+        }
         auto row = [&](const short* pos, const unsigned short* fr, T* d, int n) {
             if constexpr (std::is_same<T, unsigned char>::value) {
                 if (vecLinear) {
                     remapLinearRowVector(p_, img, pos, fr, d, n);
+                    return;
+                }
+                if (pairs) {
+                    remapTapsRowVector(p_, img, pairs, pos, fr, d, n);
                     return;
                 }
             }

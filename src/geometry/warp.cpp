@@ -153,24 +153,22 @@ public:
         bool vec = checkHardwareSupport(CPU_INT_VECTORS) && cn <= 4 && byteImageOf(src, img);
         if (vec && bytes) vec = src.cols() >= 2 && src.rows() >= 2;
         if (vec && !bytes) vec = src.type() == MAT_Tfloat && img.pitch % 4 == 0;
-        std::vector<float> pos(vec ? size_t(cols) * 2 : 0);
+        if (vec) {
+            for (int i = range.start; i < range.end; i++) {
+                const float sx = a[0] * float(i) + a[2], sy = a[3] * float(i) + a[5];
+                unsigned char* d = dst.data.ptr[i];
+                if (bytes)
+                    warpAffineRow8u(img, sx, sy, a[1], a[4], d, cols);
+                else
+                    warpAffineRow32f(reinterpret_cast<const float*>(img.base), img.pitch / 4,
+                                     img.cols, img.rows, cn, sx, sy, a[1], a[4],
+                                     reinterpret_cast<float*>(d), cols);
+            }
+            return;
+        }
         for (int i = range.start; i < range.end; i++) {
             float sx = a[0] * float(i) + a[2], sy = a[3] * float(i) + a[5];
             unsigned char* d = dst.data.ptr[i];
-            if (vec) {
-                float *xs = pos.data(), *ys = xs + cols;
-                for (int j = 0; j < cols; j++, sx += a[1], sy += a[4]) {
-                    xs[j] = sx;
-                    ys[j] = sy;
-                }
-                if (bytes)
-                    warpAffineRow8u(img, xs, ys, d, cols);
-                else
-                    warpAffineRow32f(reinterpret_cast<const float*>(img.base), img.pitch / 4,
-                                     img.cols, img.rows, cn, xs, ys, reinterpret_cast<float*>(d),
-                                     cols);
-                continue;
-            }
             if (bytes) {
                 switch (src.channels()) {
                     case 1:

@@ -67,14 +67,16 @@ inline void warpPixel8u(const ByteImage& s, float sx, float sy, uint8_t* d) {
                                    r1[x1 * cn + k], fx, fy);
 }
 
-// One row of the byte affine warp: pixel j at (sx[j], sy[j]) (the scalar
-// running sums), n pixels, cn 1 to 4, source at least 2 x 2.
-void warpAffineRow8u(const ByteImage& s, const float* sx, const float* sy, uint8_t* dst, int n);
+// One row of the byte affine warp: pixel j at the running float sums
+// sx0 + ax + ... + ax and sy0 + ay + ... (j steps, each rounded, as the
+// scalar loop adds them), n pixels, cn 1 to 4, source at least 2 x 2.
+void warpAffineRow8u(const ByteImage& s, float sx0, float sy0, float ax, float ay, uint8_t* dst,
+                     int n);
 
 // One row of the float affine warp (edges repeated, float weights), cn 1 to 4;
-// `pitch` in floats.
-void warpAffineRow32f(const float* base, int32_t pitch, int cols, int rows, int cn, const float* sx,
-                      const float* sy, float* dst, int n);
+// `pitch` in floats; positions as for the byte row.
+void warpAffineRow32f(const float* base, int32_t pitch, int cols, int rows, int cn, float sx0,
+                      float sy0, float ax, float ay, float* dst, int n);
 
 // One row of the byte perspective warp from the running sums X, Y, W of each
 // pixel: only pixels whose position lies inside are written. Source at least 2 x 2.
@@ -82,12 +84,21 @@ void warpPerspectiveRow8u(const ByteImage& s, const float* X, const float* Y, co
                           uint8_t* dst, int n);
 
 // remap's linear byte routine on a leading part of n positions (xy pairs,
-// fraction codes a or null): stops at the first group of positions holding
-// one whose 2 x 2 taps are not all inside (or would read past `readable`).
-// `packed` holds each code's four weights as two (low, high) 16-bit pairs.
-// Returns how many positions it wrote.
+// fraction codes a or null). Taps outside the source read fill[k] (edge 1)
+// or the nearest edge pixel (edge 2); with edge 0 it stops at the first group
+// of positions holding one whose 2 x 2 taps are not all inside. It also stops
+// at a group that would read past `readable`. `packed` holds each code's four
+// weights as two (low, high) 16-bit pairs. Returns how many positions it wrote.
 int remapLinearRow8u(const ByteImage& s, const short* xy, const unsigned short* a,
-                     const uint32_t* packed, uint8_t* dst, int n);
+                     const uint32_t* packed, int edge, const uint8_t* fill, uint8_t* dst, int n);
+
+// remap's cubic (ksize 4) or Lanczos (ksize 8) byte routine on a leading part
+// of n positions: groups whose taps all lie inside, and with `fill` (the fill
+// border's values) groups whose taps all lie outside. `pairs` holds each
+// code's weights, row by row, as 16-bit pairs (code 0: zeros, the whole pixel).
+// Returns how many positions it wrote.
+int remapTapsRow8u(const ByteImage& s, int ksize, const short* xy, const unsigned short* a,
+                   const uint32_t* pairs, const uint8_t* fill, uint8_t* dst, int n);
 
 // Map coordinates to tile positions and fraction codes (round(v 32), ties up)
 // for a leading part of n positions; x[i * step], y[i * step]. Stops at the

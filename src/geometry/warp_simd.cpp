@@ -13,6 +13,7 @@
 #include "hwy/highway.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include "geometry/warp_internal.h"
@@ -111,6 +112,36 @@ inline VI bilinear10Vec(const Quad& q, const Weights10& w, int cn, int k) {
     return hn::Min(hn::ShiftRight<20>(s), hn::Set(di, 255));
 }
 
+#if HWY_ARCH_X86 && HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
+// The one-channel bilinear as two pairwise 16-bit products and one blend of
+// the rows: top = p00 (1024 - fx) + p01 fx, bottom likewise, then
+// top (1024 - fy) + bottom fy, the same integer sum as bilinear10 (at most
+// 255 << 20, so no clamp is needed). The 16-bit pair products are the x86
+// pairwise multiply-add, whose lane pairing is fixed there.
+inline VI bilinearGrey(const uint8_t* base, VI off, int32_t pitch, VI fx, VI fy) {
+    const DI di;
+    const hn::Repartition<uint8_t, DI> du8;
+    const hn::Repartition<int16_t, DI> di16;
+    const int32_t* b = reinterpret_cast<const int32_t*>(base);
+    // Bytes 0 and 1 of each lane widened to two 16-bit halves.
+    const VI pick =
+        hn::Add(hn::Mul(hn::And(hn::Iota(di, 0), hn::Set(di, 3)), hn::Set(di, 0x00040004)),
+                hn::Set(di, int32_t(0x80018000u)));
+    const auto idx = hn::BitCast(du8, pick);
+    const VI g0 = hn::GatherOffset(di, b, off);
+    const VI g1 = hn::GatherOffset(di, b, hn::Add(off, hn::Set(di, pitch)));
+    const auto p0 = hn::BitCast(di16, hn::TableLookupBytesOr0(hn::BitCast(du8, g0), idx));
+    const auto p1 = hn::BitCast(di16, hn::TableLookupBytesOr0(hn::BitCast(du8, g1), idx));
+    const auto wx =
+        hn::BitCast(di16, hn::Or(hn::Sub(hn::Set(di, 1024), fx), hn::ShiftLeft<16>(fx)));
+    VI unused = hn::Zero(di);
+    const VI top = hn::ReorderWidenMulAccumulate(di, p0, wx, hn::Zero(di), unused);
+    const VI bottom = hn::ReorderWidenMulAccumulate(di, p1, wx, hn::Zero(di), unused);
+    const VI v = hn::Add(hn::ShiftLeft<10>(top), hn::Mul(hn::Sub(bottom, top), fy));
+    return hn::ShiftRight<20>(v);
+}
+#endif
+
 // Stores channel vectors c0..c3 (cn of them) interleaved as bytes.
 inline void storeBytes(VI c0, VI c1, VI c2, VI c3, int cn, uint8_t* d) {
     const D8 d8;
@@ -167,24 +198,106 @@ inline VI fixedVec(VF v, int n) {
     return hn::IfThenElse(high, hn::Set(di, (n - 1) * 1024 - 1024), hn::IfThenElseZero(pos, in));
 }
 
-void WarpAffineRow8u(const ByteImage& s, const float* sx, const float* sy, uint8_t* dst, int n) {
+// The running float sum s, s + a, (s + a) + a, ... of the scalar loops, a
+// vector of lanes at a time and bit for bit. Inside one binade the floats are
+// evenly spaced by u, so adding a (not a half multiple of u) moves a value by
+// round(a / u) steps of u, the same count every time: while a group of sums
+// stays strictly inside the binade, sum k has the bit pattern of the first
+// plus k times that count. Groups that leave the binade, cross zero, meet a
+// tie or a non-finite value are summed one by one.
+class RunningSum {
+public:
+    RunningSum(float s, float a) : s_(s), a_(a) {}
+
+    // The next Lanes(df) sums; the state moves past them.
+    VF next() {
+        const DF df;
+        const DI di;
+        const int N = int(hn::Lanes(df));
+        uint32_t b;
+        std::memcpy(&b, &s_, 4);
+        const uint32_t m = b & 0x7FFFFFFFu;
+        const int e = int(m >> 23);
+        if (e != 0 && e != 255) {
+            if (e != e_) {
+                e_ = e;
+                stepOk_ = stepFor(e, step_);
+            }
+            const int64_t d = (b >> 31) ? -int64_t(step_) : int64_t(step_);
+            if (stepOk_ && inside(int64_t(m) + d, e) && inside(int64_t(m) + N * d, e)) {
+                const VI bits = hn::Add(hn::Set(di, int32_t(b)),
+                                        hn::Mul(hn::Iota(di, 0), hn::Set(di, int32_t(d))));
+                const uint32_t nb = uint32_t(int64_t(b) + N * d);
+                std::memcpy(&s_, &nb, 4);
+                return hn::BitCast(df, bits);
+            }
+        }
+        HWY_ALIGN float t[hn::MaxLanes(df)];
+        for (int i = 0; i < N; i++) {
+            t[i] = s_;
+            s_ += a_;
+        }
+        return hn::Load(df, t);
+    }
+    // The next single sum.
+    float nextOne() {
+        const float v = s_;
+        s_ += a_;
+        return v;
+    }
+
+private:
+    static bool inside(int64_t m, int e) { return (m >> 23) == e && (m & 0x7FFFFF) != 0; }
+    // round(a / u) for the binade of exponent field e; false on a tie or a
+    // step too large to matter.
+    bool stepFor(int e, int32_t& step) const {
+        if (!(std::fabs(a_) <= 3.0e38f)) return false;
+        const double t = std::ldexp(double(a_), 150 - e);  // a / u, exact
+        if (!(std::fabs(t) < 16777216.0)) return false;
+        const double f = std::floor(t);
+        if (t - f == 0.5) return false;
+        step = int32_t(t - f < 0.5 ? f : f + 1.0);
+        return true;
+    }
+
+    float s_, a_;
+    int e_ = -1;
+    int32_t step_ = 0;
+    bool stepOk_ = false;
+};
+
+template <int CN>
+void affineRow8u(const ByteImage& s, float sx0, float sy0, float ax, float ay, uint8_t* dst,
+                 int n) {
     const DI di;
-    const DF df;
-    const int N = int(hn::Lanes(di)), cn = s.cn;
+    const int N = int(hn::Lanes(di)), cn = CN;
+    RunningSum gx(sx0, ax), gy(sy0, ay);
     const VI safe = hn::Set(di, safeOffset(s) + 1), vp = hn::Set(di, s.pitch),
              vcn = hn::Set(di, cn);
     const VI m1023 = hn::Set(di, 1023);
     int j = 0;
     for (; j + N <= n; j += N) {
-        const VI x = fixedVec(hn::LoadU(df, sx + j), s.cols);
-        const VI y = fixedVec(hn::LoadU(df, sy + j), s.rows);
+        const VF vx = gx.next(), vy = gy.next();
+        const VI x = fixedVec(vx, s.cols);
+        const VI y = fixedVec(vy, s.rows);
         const VI off =
             hn::Add(hn::Mul(hn::ShiftRight<10>(y), vp), hn::Mul(hn::ShiftRight<10>(x), vcn));
         uint8_t* d = dst + size_t(j) * cn;
         if (!hn::AllTrue(di, hn::Lt(off, safe))) {
-            for (int e = 0; e < N; e++) warpPixel8u(s, sx[j + e], sy[j + e], d + e * cn);
+            const DF df;
+            HWY_ALIGN float px[hn::MaxLanes(df)], py[hn::MaxLanes(df)];
+            hn::Store(vx, df, px);
+            hn::Store(vy, df, py);
+            for (int e = 0; e < N; e++) warpPixel8u(s, px[e], py[e], d + e * cn);
             continue;
         }
+#if HWY_ARCH_X86 && HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
+        if constexpr (CN == 1) {
+            const VI v = bilinearGrey(s.base, off, s.pitch, hn::And(x, m1023), hn::And(y, m1023));
+            storeBytes(v, v, v, v, 1, d);
+            continue;
+        }
+#endif
         const Weights10 w = weights10(hn::And(x, m1023), hn::And(y, m1023));
         const Quad q = gatherQuad(s.base, off, s.pitch, cn);
         const VI c0 = bilinear10Vec(q, w, cn, 0);
@@ -193,7 +306,24 @@ void WarpAffineRow8u(const ByteImage& s, const float* sx, const float* sy, uint8
         const VI c3 = cn > 3 ? bilinear10Vec(q, w, cn, 3) : c0;
         storeBytes(c0, c1, c2, c3, cn, d);
     }
-    for (; j < n; j++) warpPixel8u(s, sx[j], sy[j], dst + size_t(j) * cn);
+    for (; j < n; j++) {
+        const float x = gx.nextOne(), y = gy.nextOne();
+        warpPixel8u(s, x, y, dst + size_t(j) * cn);
+    }
+}
+
+void WarpAffineRow8u(const ByteImage& s, float sx0, float sy0, float ax, float ay, uint8_t* dst,
+                     int n) {
+    switch (s.cn) {
+        case 1:
+            return affineRow8u<1>(s, sx0, sy0, ax, ay, dst, n);
+        case 2:
+            return affineRow8u<2>(s, sx0, sy0, ax, ay, dst, n);
+        case 3:
+            return affineRow8u<3>(s, sx0, sy0, ax, ay, dst, n);
+        default:
+            return affineRow8u<4>(s, sx0, sy0, ax, ay, dst, n);
+    }
 }
 
 // Float position clamped to 0 .. n - 1 (NaN to 0): taps and fraction.
@@ -229,18 +359,19 @@ inline void floatPixel(const float* base, int32_t pitch, int cols, int rows, int
     }
 }
 
-void WarpAffineRow32f(const float* base, int32_t pitch, int cols, int rows, int cn, const float* sx,
-                      const float* sy, float* dst, int n) {
+void WarpAffineRow32f(const float* base, int32_t pitch, int cols, int rows, int cn, float sx0,
+                      float sy0, float ax, float ay, float* dst, int n) {
     const DI di;
     const DF df;
     const int N = int(hn::Lanes(di));
     const VI vp = hn::Set(di, pitch), vcn = hn::Set(di, cn);
+    RunningSum gx(sx0, ax), gy(sy0, ay);
     int j = 0;
     for (; j + N <= n; j += N) {
         VI x0, x1, y0, y1;
         VF fx, fy;
-        floatPosVec(hn::LoadU(df, sx + j), cols, x0, x1, fx);
-        floatPosVec(hn::LoadU(df, sy + j), rows, y0, y1, fy);
+        floatPosVec(gx.next(), cols, x0, x1, fx);
+        floatPosVec(gy.next(), rows, y0, y1, fy);
         const VI r0 = hn::Mul(y0, vp), r1 = hn::Mul(y1, vp);
         const VI c0 = hn::Mul(x0, vcn), c1 = hn::Mul(x1, vcn);
         const VI i00 = hn::Add(r0, c0), i01 = hn::Add(r0, c1);
@@ -269,7 +400,10 @@ void WarpAffineRow32f(const float* base, int32_t pitch, int cols, int rows, int 
             hn::StoreInterleaved4(v0, v1, v2, channel(3), df, d);
         }
     }
-    for (; j < n; j++) floatPixel(base, pitch, cols, rows, cn, sx[j], sy[j], dst + size_t(j) * cn);
+    for (; j < n; j++) {
+        const float x = gx.nextOne(), y = gy.nextOne();
+        floatPixel(base, pitch, cols, rows, cn, x, y, dst + size_t(j) * cn);
+    }
 }
 
 void WarpPerspectiveRow8u(const ByteImage& s, const float* X, const float* Y, const float* W,
@@ -323,18 +457,32 @@ void WarpPerspectiveRow8u(const ByteImage& s, const float* X, const float* Y, co
     for (; j < n; j++) perspectivePixel8u(s, X[j], Y[j], W[j], dst + size_t(j) * cn);
 }
 
-int RemapLinearRow8u(const ByteImage& s, const short* xy, const unsigned short* a,
-                     const uint32_t* packed, uint8_t* dst, int n) {
+// One tap row of the edge path: bytes at the clamped positions (yc, xc),
+// channel k of each lane, or the fill value where the tap lies outside.
+template <int CN>
+inline VI edgeSample(const uint8_t* base, VI off, hn::Mask<DI> valid, int k, VI fillK) {
+    const DI di;
+    const VI g = hn::GatherOffset(di, reinterpret_cast<const int32_t*>(base), off);
+    return hn::IfThenElse(valid, byteOf(g, k), fillK);
+}
+
+template <int CN>
+int remapLinear8u(const ByteImage& s, const short* xy, const unsigned short* a,
+                  const uint32_t* packed, int edge, const uint8_t* fill, uint8_t* dst, int n) {
     const DI di;
     const D16 d16;
     const DU16 du16;
-    const int N = int(hn::Lanes(di)), cn = s.cn;
+    const int N = int(hn::Lanes(di)), cn = CN;
     const VI safe = hn::Set(di, safeOffset(s) + 1), vp = hn::Set(di, s.pitch),
              vcn = hn::Set(di, cn);
+    // Edge taps read four bytes at any pixel: offsets must stay below this.
+    const VI safe1 = hn::Set(di, s.readable - 3);
     const VI endX = hn::Set(di, s.cols - 1), endY = hn::Set(di, s.rows - 1), zero = hn::Zero(di);
-    const VI minus1 = hn::Set(di, -1);
+    const VI minus1 = hn::Set(di, -1), one = hn::Set(di, 1);
     const VI m1023 = hn::Set(di, 1023), mlow = hn::Set(di, 0xFFFF), half = hn::Set(di, 1 << 14);
     const VI m255 = hn::Set(di, 255);
+    VI fills[4];
+    for (int k = 0; k < 4; k++) fills[k] = hn::Set(di, fill && k < cn ? int32_t(fill[k]) : 0);
     const int32_t* tab = reinterpret_cast<const int32_t*>(packed);
     int j = 0;
     for (; j + N <= n; j += N) {
@@ -343,30 +491,184 @@ int RemapLinearRow8u(const ByteImage& s, const short* xy, const unsigned short* 
         const VI x = hn::PromoteTo(di, vx), y = hn::PromoteTo(di, vy);
         const auto in = hn::And(hn::And(hn::Gt(x, minus1), hn::Lt(x, endX)),
                                 hn::And(hn::Gt(y, minus1), hn::Lt(y, endY)));
-        if (!hn::AllTrue(di, in)) break;
+        const bool allIn = hn::AllTrue(di, in);
+        if (!allIn && edge == 0) break;
         const VI off = hn::Add(hn::Mul(y, vp), hn::Mul(x, vcn));
-        if (!hn::AllTrue(di, hn::Lt(off, safe))) break;
+        if (allIn && !hn::AllTrue(di, hn::Lt(off, safe))) break;
         const VI code = a ? hn::And(hn::PromoteTo(di, hn::LoadU(du16, a + j)), m1023) : zero;
         const VI i2 = hn::Add(code, code);
         const VI wa = hn::GatherIndex(di, tab, i2);
-        const VI wb = hn::GatherIndex(di, tab, hn::Add(i2, hn::Set(di, 1)));
+        const VI wb = hn::GatherIndex(di, tab, hn::Add(i2, one));
         const VI w0 = hn::And(wa, mlow), w1 = hn::And(hn::ShiftRight<16>(wa), mlow);
         const VI w2 = hn::And(wb, mlow), w3 = hn::And(hn::ShiftRight<16>(wb), mlow);
-        const Quad q = gatherQuad(s.base, off, s.pitch, cn);
-        auto channel = [&](int k) {
-            VI p00, p01, p10, p11;
-            samplesOf(q, cn, k, p00, p01, p10, p11);
-            const VI sum = hn::Add(hn::Add(hn::Mul(w0, p00), hn::Mul(w1, p01)),
-                                   hn::Add(hn::Mul(w2, p10), hn::Mul(w3, p11)));
+        auto finish = [&](VI sum) {
             return hn::Max(hn::Min(hn::ShiftRight<15>(hn::Add(sum, half)), m255), zero);
         };
-        const VI c0 = channel(0);
-        const VI c1 = cn > 1 ? channel(1) : c0;
-        const VI c2 = cn > 2 ? channel(2) : c0;
-        const VI c3 = cn > 3 ? channel(3) : c0;
-        storeBytes(c0, c1, c2, c3, cn, dst + size_t(j) * cn);
+        VI c[4];
+        if (allIn) {
+            const Quad q = gatherQuad(s.base, off, s.pitch, cn);
+            for (int k = 0; k < cn; k++) {
+                VI p00, p01, p10, p11;
+                samplesOf(q, cn, k, p00, p01, p10, p11);
+                c[k] = finish(hn::Add(hn::Add(hn::Mul(w0, p00), hn::Mul(w1, p01)),
+                                      hn::Add(hn::Mul(w2, p10), hn::Mul(w3, p11))));
+            }
+        } else {
+            // Taps outside read the fill value (edge 1) or the nearest edge
+            // pixel (edge 2); each tap is gathered at its clamped position.
+            const VI x1 = hn::Add(x, one), y1 = hn::Add(y, one);
+            auto clampTo = [&](VI v, VI end) { return hn::Min(hn::Max(v, zero), end); };
+            auto validIn = [&](VI v, VI end) {
+                return hn::And(hn::Gt(v, minus1), hn::Not(hn::Gt(v, end)));
+            };
+            const VI cx0 = hn::Mul(clampTo(x, endX), vcn), cx1 = hn::Mul(clampTo(x1, endX), vcn);
+            const VI ry0 = hn::Mul(clampTo(y, endY), vp), ry1 = hn::Mul(clampTo(y1, endY), vp);
+            const VI o00 = hn::Add(ry0, cx0), o01 = hn::Add(ry0, cx1);
+            const VI o10 = hn::Add(ry1, cx0), o11 = hn::Add(ry1, cx1);
+            if (!hn::AllTrue(di, hn::Lt(hn::Max(hn::Max(o00, o01), hn::Max(o10, o11)), safe1)))
+                break;
+            auto all = hn::Eq(zero, zero);
+            const auto vx0 = edge == 1 ? validIn(x, endX) : all;
+            const auto vx1 = edge == 1 ? validIn(x1, endX) : all;
+            const auto vy0 = edge == 1 ? validIn(y, endY) : all;
+            const auto vy1 = edge == 1 ? validIn(y1, endY) : all;
+            const auto v00 = hn::And(vy0, vx0), v01 = hn::And(vy0, vx1);
+            const auto v10 = hn::And(vy1, vx0), v11 = hn::And(vy1, vx1);
+            const VI g00 = hn::GatherOffset(di, reinterpret_cast<const int32_t*>(s.base), o00);
+            const VI g01 = hn::GatherOffset(di, reinterpret_cast<const int32_t*>(s.base), o01);
+            const VI g10 = hn::GatherOffset(di, reinterpret_cast<const int32_t*>(s.base), o10);
+            const VI g11 = hn::GatherOffset(di, reinterpret_cast<const int32_t*>(s.base), o11);
+            for (int k = 0; k < cn; k++) {
+                const VI p00 = hn::IfThenElse(v00, byteOf(g00, k), fills[k]);
+                const VI p01 = hn::IfThenElse(v01, byteOf(g01, k), fills[k]);
+                const VI p10 = hn::IfThenElse(v10, byteOf(g10, k), fills[k]);
+                const VI p11 = hn::IfThenElse(v11, byteOf(g11, k), fills[k]);
+                c[k] = finish(hn::Add(hn::Add(hn::Mul(w0, p00), hn::Mul(w1, p01)),
+                                      hn::Add(hn::Mul(w2, p10), hn::Mul(w3, p11))));
+            }
+        }
+        for (int k = cn; k < 4; k++) c[k] = c[0];
+        storeBytes(c[0], c[1], c[2], c[3], cn, dst + size_t(j) * cn);
     }
     return j;
+}
+
+int RemapLinearRow8u(const ByteImage& s, const short* xy, const unsigned short* a,
+                     const uint32_t* packed, int edge, const uint8_t* fill, uint8_t* dst, int n) {
+    switch (s.cn) {
+        case 1:
+            return remapLinear8u<1>(s, xy, a, packed, edge, fill, dst, n);
+        case 2:
+            return remapLinear8u<2>(s, xy, a, packed, edge, fill, dst, n);
+        case 3:
+            return remapLinear8u<3>(s, xy, a, packed, edge, fill, dst, n);
+        default:
+            return remapLinear8u<4>(s, xy, a, packed, edge, fill, dst, n);
+    }
+}
+
+// Cubic (KS 4) and Lanczos (KS 8) byte remap on inside positions. Weights
+// come as 16-bit pairs (taps i, i + 1 of one row); code 0 is the whole pixel
+// (its centre weight 32768 does not fit 16 bits, so its pairs hold zeros and
+// those lanes take the centre sample). A tap row's KS * CN bytes are read as
+// whole 32-bit words, which never reach past the last tap.
+template <int KS, int CN>
+int remapTaps8u(const ByteImage& s, const short* xy, const unsigned short* a, const uint32_t* pairs,
+                const uint8_t* fill, uint8_t* dst, int n) {
+    const DI di;
+    const D16 d16;
+    const DU16 du16;
+    constexpr int kOff = KS / 2 - 1, kWords = KS * CN / 4, kPairs = KS * KS / 2;
+    const int N = int(hn::Lanes(di));
+    const VI vp = hn::Set(di, s.pitch), vcn = hn::Set(di, CN), zero = hn::Zero(di);
+    const VI loX = hn::Set(di, kOff - 1), hiX = hn::Set(di, s.cols - KS + kOff + 1);
+    const VI loY = hn::Set(di, kOff - 1), hiY = hn::Set(di, s.rows - KS + kOff + 1);
+    // Fully outside: every tap beyond one edge.
+    const VI outLoX = hn::Set(di, kOff - KS + 1), outHiX = hn::Set(di, s.cols + kOff - 1);
+    const VI outLoY = hn::Set(di, kOff - KS + 1), outHiY = hn::Set(di, s.rows + kOff - 1);
+    const VI m1023 = hn::Set(di, 1023), half = hn::Set(di, 1 << 14), m255 = hn::Set(di, 255);
+    const int32_t* tab = reinterpret_cast<const int32_t*>(pairs);
+    const int32_t* base = reinterpret_cast<const int32_t*>(s.base);
+    int j = 0;
+    for (; j + N <= n; j += N) {
+        hn::Vec<D16> vx, vy;
+        hn::LoadInterleaved2(d16, xy + 2 * j, vx, vy);
+        const VI x = hn::PromoteTo(di, vx), y = hn::PromoteTo(di, vy);
+        uint8_t* d = dst + size_t(j) * CN;
+        const auto in = hn::And(hn::And(hn::Gt(x, loX), hn::Lt(x, hiX)),
+                                hn::And(hn::Gt(y, loY), hn::Lt(y, hiY)));
+        if (!hn::AllTrue(di, in)) {
+            if (!fill) break;
+            const auto out = hn::Or(hn::Or(hn::Lt(x, outLoX), hn::Gt(x, outHiX)),
+                                    hn::Or(hn::Lt(y, outLoY), hn::Gt(y, outHiY)));
+            if (!hn::AllTrue(di, out)) break;
+            // Every tap reads the fill value and the weights sum to 32768.
+            for (int e = 0; e < N; e++)
+                for (int k = 0; k < CN; k++) d[e * CN + k] = fill[k];
+            continue;
+        }
+        const VI code = a ? hn::And(hn::PromoteTo(di, hn::LoadU(du16, a + j)), m1023) : zero;
+        const VI pbase = hn::Mul(code, hn::Set(di, kPairs));
+        const VI off0 = hn::Add(hn::Mul(hn::Sub(y, hn::Set(di, kOff)), vp),
+                                hn::Mul(hn::Sub(x, hn::Set(di, kOff)), vcn));
+        VI acc[CN], centre[CN];
+        for (int k = 0; k < CN; k++) acc[k] = centre[k] = zero;
+        for (int r = 0; r < KS; r++) {
+            const VI roff = hn::Add(off0, hn::Set(di, r * s.pitch));
+            VI words[kWords];
+            for (int q = 0; q < kWords; q++)
+                words[q] = hn::GatherOffset(di, base, hn::Add(roff, hn::Set(di, 4 * q)));
+            for (int i2 = 0; i2 < KS / 2; i2++) {
+                const VI wp =
+                    hn::GatherIndex(di, tab, hn::Add(pbase, hn::Set(di, r * KS / 2 + i2)));
+                const VI w[2] = {hn::ShiftRight<16>(hn::ShiftLeft<16>(wp)), hn::ShiftRight<16>(wp)};
+                for (int h = 0; h < 2; h++) {
+                    const int i = 2 * i2 + h;
+                    for (int k = 0; k < CN; k++) {
+                        const int b = i * CN + k;
+                        const VI v = byteOf(words[b / 4], b % 4);
+                        acc[k] = hn::Add(acc[k], hn::Mul(w[h], v));
+                        if (r == kOff && i == kOff) centre[k] = v;
+                    }
+                }
+            }
+        }
+        const auto whole = hn::Eq(code, zero);
+        VI c[4];
+        for (int k = 0; k < CN; k++) {
+            const VI v = hn::Max(hn::Min(hn::ShiftRight<15>(hn::Add(acc[k], half)), m255), zero);
+            c[k] = hn::IfThenElse(whole, centre[k], v);
+        }
+        for (int k = CN; k < 4; k++) c[k] = c[0];
+        storeBytes(c[0], c[1], c[2], c[3], CN, d);
+    }
+    return j;
+}
+
+int RemapTapsRow8u(const ByteImage& s, int ksize, const short* xy, const unsigned short* a,
+                   const uint32_t* pairs, const uint8_t* fill, uint8_t* dst, int n) {
+    if (ksize == 4) {
+        switch (s.cn) {
+            case 1:
+                return remapTaps8u<4, 1>(s, xy, a, pairs, fill, dst, n);
+            case 2:
+                return remapTaps8u<4, 2>(s, xy, a, pairs, fill, dst, n);
+            case 3:
+                return remapTaps8u<4, 3>(s, xy, a, pairs, fill, dst, n);
+            default:
+                return remapTaps8u<4, 4>(s, xy, a, pairs, fill, dst, n);
+        }
+    }
+    switch (s.cn) {
+        case 1:
+            return remapTaps8u<8, 1>(s, xy, a, pairs, fill, dst, n);
+        case 2:
+            return remapTaps8u<8, 2>(s, xy, a, pairs, fill, dst, n);
+        case 3:
+            return remapTaps8u<8, 3>(s, xy, a, pairs, fill, dst, n);
+        default:
+            return remapTaps8u<8, 4>(s, xy, a, pairs, fill, dst, n);
+    }
 }
 
 int MapToFixed(const float* x, const float* y, int step, short* xy, unsigned short* a, int n) {
@@ -615,6 +917,7 @@ HWY_EXPORT(WarpAffineRow8u);
 HWY_EXPORT(WarpAffineRow32f);
 HWY_EXPORT(WarpPerspectiveRow8u);
 HWY_EXPORT(RemapLinearRow8u);
+HWY_EXPORT(RemapTapsRow8u);
 HWY_EXPORT(MapToFixed);
 HWY_EXPORT(ResampleHorizontal);
 HWY_EXPORT(ResampleVertical);
@@ -626,20 +929,25 @@ void quarterTurnBlock(const uint8_t* const* src, uint8_t* const* dst, int es, in
     HWY_DYNAMIC_DISPATCH(QuarterTurnBlock)(src, dst, es, type, rows, cols, y0, y1, x0, x1);
 }
 
-void warpAffineRow8u(const ByteImage& s, const float* sx, const float* sy, uint8_t* dst, int n) {
-    HWY_DYNAMIC_DISPATCH(WarpAffineRow8u)(s, sx, sy, dst, n);
+void warpAffineRow8u(const ByteImage& s, float sx0, float sy0, float ax, float ay, uint8_t* dst,
+                     int n) {
+    HWY_DYNAMIC_DISPATCH(WarpAffineRow8u)(s, sx0, sy0, ax, ay, dst, n);
 }
-void warpAffineRow32f(const float* base, int32_t pitch, int cols, int rows, int cn, const float* sx,
-                      const float* sy, float* dst, int n) {
-    HWY_DYNAMIC_DISPATCH(WarpAffineRow32f)(base, pitch, cols, rows, cn, sx, sy, dst, n);
+void warpAffineRow32f(const float* base, int32_t pitch, int cols, int rows, int cn, float sx0,
+                      float sy0, float ax, float ay, float* dst, int n) {
+    HWY_DYNAMIC_DISPATCH(WarpAffineRow32f)(base, pitch, cols, rows, cn, sx0, sy0, ax, ay, dst, n);
 }
 void warpPerspectiveRow8u(const ByteImage& s, const float* X, const float* Y, const float* W,
                           uint8_t* dst, int n) {
     HWY_DYNAMIC_DISPATCH(WarpPerspectiveRow8u)(s, X, Y, W, dst, n);
 }
 int remapLinearRow8u(const ByteImage& s, const short* xy, const unsigned short* a,
-                     const uint32_t* packed, uint8_t* dst, int n) {
-    return HWY_DYNAMIC_DISPATCH(RemapLinearRow8u)(s, xy, a, packed, dst, n);
+                     const uint32_t* packed, int edge, const uint8_t* fill, uint8_t* dst, int n) {
+    return HWY_DYNAMIC_DISPATCH(RemapLinearRow8u)(s, xy, a, packed, edge, fill, dst, n);
+}
+int remapTapsRow8u(const ByteImage& s, int ksize, const short* xy, const unsigned short* a,
+                   const uint32_t* pairs, const uint8_t* fill, uint8_t* dst, int n) {
+    return HWY_DYNAMIC_DISPATCH(RemapTapsRow8u)(s, ksize, xy, a, pairs, fill, dst, n);
 }
 int mapToFixed(const float* x, const float* y, int step, short* xy, unsigned short* a, int n) {
     return HWY_DYNAMIC_DISPATCH(MapToFixed)(x, y, step, xy, a, n);

@@ -5,6 +5,7 @@
 #include <thread>
 #include <vector>
 
+#include "hwy/targets.h"
 #include "support/naive_warp.h"
 #include "support/test_util.h"
 #include "tarvo/ip/geometry.h"
@@ -353,9 +354,10 @@ TEST(RemapMaps, ConvertMapsRoundTrips) {
 
 TEST(RemapMaps, IdentityMapsCopyForEveryCodeAndBorder) {
     for (int type : {MAT_Tuchar, MAT_Tuchar3, MAT_Tfloat, MAT_Tshort3, MAT_Tdouble}) {
-        const Mat src = test::randomMat(9, 11, type, 4, -50, 300);
+        // Wide enough for whole vector groups of inside positions.
+        const Mat src = test::randomMat(12, 40, type, 4, -50, 300);
         Mat my;
-        const Mat mx = identityMaps(9, 11, my);
+        const Mat mx = identityMaps(12, 40, my);
         Mat xy, fr;
         ip::convertMaps(mx, my, xy, fr, kMapShort2, false);
         Mat both;
@@ -461,48 +463,105 @@ TEST(RemapMaps, ThreadsAndFirstCallsAgree) {
 }
 
 TEST(WarpAffine, VectorAndScalarPathsAgree) {
-    const Mat t = coeffs({0.27, 1.13, -7.5, 0.96, -0.31, 12.25});
-    for (int type :
-         {int(MAT_Tuchar), int(MAT_Tuchar) | (1 << 3), int(MAT_Tuchar3), int(MAT_Tuchar4)}) {
-        for (int shape = 0; shape < 3; shape++) {
-            const int rows = shape == 1 ? 1 : 37, cols = shape == 2 ? 1 : 53;
-            const Mat src = test::randomMat(rows, cols, type, 31);
-            Mat vec(41, 67, type), sca(41, 67, type);
-            ip::warpAffine(src, vec, t, false);
-            detail::setUseOptimized(false);
-            ip::warpAffine(src, sca, t, false);
-            detail::setUseOptimized(true);
-            EXPECT_TRUE(matEqual(vec, sca)) << type << " " << rows << "x" << cols;
+    // Column steps that cross zero and powers of two, and steps of one and a
+    // half units of the last place on [2, 4), whose rounded additions
+    // alternate between two increments (visible in float pixels).
+    const Mat steps[] = {coeffs({0.27, 1.13, -7.5, 0.96, -0.31, 12.25}),
+                         coeffs({0.01, 1.00000011920928955, 2.0, 0.5, 0.3, -9.0}),
+                         coeffs({0.3, -0.0625, 0.75, 0.02, 0.7, -20.0}),
+                         coeffs({0.04, 3.5762786865234375e-07, 2.5, 0.9, -5.0e-7, 3.0})};
+    for (const Mat& t : steps)
+        for (int type : {int(MAT_Tuchar), int(MAT_Tuchar) | (1 << 3), int(MAT_Tuchar3),
+                         int(MAT_Tuchar4), int(MAT_Tfloat3)}) {
+            for (int shape = 0; shape < 3; shape++) {
+                const int rows = shape == 1 ? 1 : 37, cols = shape == 2 ? 1 : 53;
+                const Mat src = test::randomMat(rows, cols, type, 31);
+                Mat vec(41, 67, type), sca(41, 67, type);
+                ip::warpAffine(src, vec, t, false);
+                detail::setUseOptimized(false);
+                ip::warpAffine(src, sca, t, false);
+                detail::setUseOptimized(true);
+                EXPECT_TRUE(matEqual(vec, sca)) << type << " " << rows << "x" << cols;
+            }
         }
-    }
     // A sub-matrix reference (rows spaced by the parent's pitch) as the source.
     const Mat big = test::randomMat(60, 80, MAT_Tuchar3, 2);
     Mat part;
     big.subRefMat(Rect_<int>(10, 5, 40, 30), part);
     Mat copy = part.clone(), a(30, 40, MAT_Tuchar3), b(30, 40, MAT_Tuchar3);
-    ip::warpAffine(part, a, t, false);
-    ip::warpAffine(copy, b, t, false);
+    ip::warpAffine(part, a, steps[0], false);
+    ip::warpAffine(copy, b, steps[0], false);
     EXPECT_TRUE(matEqual(a, b));
 }
 
 TEST(RemapMaps, VectorAndScalarPathsAgree) {
+    // Wider than the source, so that whole runs of positions fall outside it.
     Mat mx, my;
-    test::rotationMaps(47, 61, 40, 50, 23.0, mx, my);
-    for (int type : {int(MAT_Tuchar), int(MAT_Tuchar3), int(MAT_Tuchar4)}) {
+    test::rotationMaps(47, 121, 40, 50, 23.0, mx, my);
+    for (int type :
+         {int(MAT_Tuchar), int(MAT_Tuchar) | (1 << 3), int(MAT_Tuchar3), int(MAT_Tuchar4)}) {
         const Mat src = test::randomMat(40, 50, type, 17);
         Mat xy, fr;
         ip::convertMaps(mx, my, xy, fr, kMapShort2, false);
-        for (int border : {BorderFill, BorderClamp, BorderWrap}) {
-            Mat v1, v2, s1, s2;
-            ip::remap(src, v1, mx, my, 1, border, Point4_<double>(7, 8, 9, 10));
-            ip::remap(src, v2, xy, fr, 1, border, Point4_<double>(7, 8, 9, 10));
-            detail::setUseOptimized(false);
-            ip::remap(src, s1, mx, my, 1, border, Point4_<double>(7, 8, 9, 10));
-            ip::remap(src, s2, xy, fr, 1, border, Point4_<double>(7, 8, 9, 10));
-            detail::setUseOptimized(true);
-            EXPECT_TRUE(matEqual(v1, s1)) << type << " " << border;
-            EXPECT_TRUE(matEqual(v2, s2)) << type << " " << border;
-            EXPECT_TRUE(matEqual(v1, v2)) << type << " " << border;
-        }
+        for (int code : {1, 2, 4})
+            for (int border : {BorderFill, BorderClamp, BorderWrap}) {
+                Mat v1, v2, s1, s2;
+                ip::remap(src, v1, mx, my, code, border, Point4_<double>(7, 8, 9, 10));
+                ip::remap(src, v2, xy, fr, code, border, Point4_<double>(7, 8, 9, 10));
+                detail::setUseOptimized(false);
+                ip::remap(src, s1, mx, my, code, border, Point4_<double>(7, 8, 9, 10));
+                ip::remap(src, s2, xy, fr, code, border, Point4_<double>(7, 8, 9, 10));
+                detail::setUseOptimized(true);
+                EXPECT_TRUE(matEqual(v1, s1)) << type << " " << code << " " << border;
+                EXPECT_TRUE(matEqual(v2, s2)) << type << " " << code << " " << border;
+                EXPECT_TRUE(matEqual(v1, v2)) << type << " " << code << " " << border;
+            }
     }
+}
+
+TEST(WarpBoth, EveryVectorTargetMatchesTheScalarPath) {
+    // The turn and the tie-rounding column step, warps and each remap code.
+    const Mat turn = coeffs({0.29, 0.96, -6.0, 0.96, -0.29, 14.0});
+    const Mat tie = coeffs({0.04, 3.5762786865234375e-07, 2.5, 0.9, -5.0e-7, 3.0});
+    const Mat persp = coeffs({1.05, 0.1, -10, 0.02, 0.95, 5, 1e-4, 2e-4, 1}, 3);
+    Mat mx, my;
+    test::rotationMaps(29, 90, 30, 41, 19.0, mx, my);
+    auto runAll = [&] {
+        std::vector<Mat> out;
+        for (int type : {int(MAT_Tuchar), int(MAT_Tuchar3), int(MAT_Tfloat3)}) {
+            const Mat src = test::randomMat(30, 41, type, 23, 0, 255);
+            for (const Mat* t : {&turn, &tie}) {
+                Mat d(29, 90, type);
+                ip::warpAffine(src, d, *t, false);
+                out.push_back(d);
+            }
+            Mat p(29, 90, type, Point4_<double>(3, 3, 3, 3));
+            ip::warpPerspective(src, p, persp);
+            out.push_back(p);
+            if (type == MAT_Tfloat3) continue;
+            for (int code : {1, 2, 4})
+                for (int border : {BorderFill, BorderClamp}) {
+                    Mat r;
+                    ip::remap(src, r, mx, my, code, border, Point4_<double>(5, 6, 7, 8));
+                    out.push_back(r);
+                }
+        }
+        return out;
+    };
+    detail::setUseOptimized(false);
+    const std::vector<Mat> ref = runAll();
+    detail::setUseOptimized(true);
+    const uint64_t targets = (uint64_t)(hwy::SupportedTargets() & HWY_TARGETS);
+    int tried = 0;
+    for (uint64_t bit = 1; bit != 0; bit <<= 1) {
+        if (!(targets & bit) || bit == (uint64_t)HWY_SCALAR || bit == (uint64_t)HWY_EMU128)
+            continue;
+        hwy::SetSupportedTargetsForTest((int64_t)bit);
+        const std::vector<Mat> got = runAll();
+        for (size_t i = 0; i < ref.size(); i++)
+            EXPECT_TRUE(matEqual(got[i], ref[i])) << hwy::TargetName((int64_t)bit) << " case " << i;
+        tried++;
+    }
+    hwy::SetSupportedTargetsForTest(0);
+    EXPECT_GT(tried, 0);
 }
