@@ -1,5 +1,5 @@
-// Triangle meshes: warpMesh on 1080p RGB with a jittered 16 x 9 grid mesh,
-// triangle generation on a 300 x 300 grid (about 270,000 edges), and loading
+// Triangle meshes: warpMesh and warping on 1080p RGB with a jittered 16 x 9
+// grid mesh, triangle generation on a 300 x 300 grid (about 270,000 edges), and loading
 // the edge file of that grid.
 #include <benchmark/benchmark.h>
 
@@ -61,6 +61,31 @@ void BM_WarpMesh(benchmark::State& state) {
     bench::setPixelCounters(state, 1920LL * 1080, 1920LL * 1080 * 3);
 }
 BENCHMARK(BM_WarpMesh)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// warping draws into the destination as it stands; the same scene.
+void BM_Warping(benchmark::State& state) {
+    Mat src(1080, 1920, MAT_Tuchar | (2 << 3));
+    for (int y = 0; y < 1080; y++)
+        for (int x = 0; x < 1920 * 3; x++) src.ptr<unsigned char>(y)[x] = (unsigned char)(x ^ y);
+    std::vector<P> sp, dp;
+    TriangleModel m = grid(16, 9, 1919, 1079, &sp, 10, 1);
+    grid(16, 9, 1919, 1079, &dp, 10, 2);
+    m.generateTriangles();
+    Rect_<int> box;
+    bench::checkPaths(
+        [&](Mat& d) {
+            d = Mat(1080, 1920, MAT_Tuchar | (2 << 3), Point4_<double>(7, 7, 7, 0));
+            ip::warping(src, d, &box, sp.data(), dp.data(), &m);
+        },
+        "warping");
+    Mat dst(1080, 1920, MAT_Tuchar | (2 << 3));
+    for (auto _ : state) {
+        ip::warping(src, dst, &box, sp.data(), dp.data(), &m);
+        benchmark::DoNotOptimize(dst.data.ptr);
+    }
+    bench::setPixelCounters(state, 1920LL * 1080, 1920LL * 1080 * 3);
+}
+BENCHMARK(BM_Warping)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_GenerateTriangles(benchmark::State& state) {
     TriangleModel m = grid(300, 300, 300, 300, nullptr, 0, 0);

@@ -32,21 +32,13 @@ bool boxOf(float a, float b, float c, int size, int& lo, int& hi) {
     return lo <= hi;
 }
 
-unsigned char truncByte(float v) {
-    // Bilinear values lie in [0, 255] up to rounding; truncInt keeps NaN safe.
-    const int i = v > -1.0f && v < 256.0f ? (int)v : truncInt(v);
-    return (unsigned char)(i < 0 ? 0 : i > 255 ? 255 : i);
-}
-
-// Bilinear value of channel k at (ix + fx, iy + fy): base, plus the step to
-// the right times fx, plus the step down times fy, plus the cross term.
-inline unsigned char bilinear(const unsigned char* r0, const unsigned char* r1, int cn, float fx,
-                              float fy) {
-    const float b = r0[0], r = r0[cn], d = r1[0], rd = r1[cn];
-    float v = b + (r - b) * fx;
-    v = v + (d - b) * fy;
-    v = v + ((b - r - d + rd) * fx) * fy;
-    return truncByte(v);
+// A cache hint; no effect on results.
+inline void prefetch(const unsigned char* p) {
+#if defined(__GNUC__) || defined(__clang__)
+    __builtin_prefetch(p);
+#else
+    (void)p;
+#endif
 }
 
 bool validIndices(const Triangle* t) {
@@ -71,6 +63,10 @@ bool prepare(const Triangle& tri, const Point2_<float>* sp, const Point2_<float>
         t.A[k] = i.y - j.y;
         t.B[k] = j.x - i.x;
         t.C[k] = i.x * j.y - j.x * i.y;
+        t.vx[k] = j.x;
+        t.vy[k] = j.y;
+        t.hy[k] = j.y - i.y;
+        t.hx[k] = j.x - i.x;
     }
     const float area = ip::triangleArea(p0.x, p0.y, p1.x, p1.y, p2.x, p2.y);
     t.limit = area + 1e-3f * std::max(area, 1.0f);
@@ -147,106 +143,104 @@ bool rowSpan(const detail::MeshTri& t, int y, int& xs, int& xe) {
     return xs <= xe;
 }
 
+// The gathering kernels address the picture as one block with int32 offsets.
+bool gatherable(const Mat& src) {
+    const long long stride = src.rowByteSize();
+    bool ok = (long long)src.rows() * stride < INT_MAX / 2;
+    for (int y = 1; y < src.rows() && ok; y++)
+        ok = src.ptr<unsigned char>(y) == src.ptr<unsigned char>(0) + y * stride;
+    return ok;
+}
+
 // The whole-mesh pixel walk over a band of rows. Every band walks all
 // triangles in model order over its own rows, so each pixel sees the same
 // sequence of writes whatever the banding.
 class MeshBody : public ParallelLoopBody {
 public:
+    // area: the inside test of ip::warping (sub-areas in the triangleArea
+    // form, whole boxes walked), which needs meshSpanVector for every row;
+    // otherwise that of warpMesh, and each band zeroes its rows first.
     MeshBody(const Mat& src, Mat& dst, const std::vector<detail::MeshTri>& tris, int* rowMin,
-             int* rowMax)
-        : m_src(src), m_dst(dst), m_tris(tris), m_rowMin(rowMin), m_rowMax(rowMax) {
-        // The gathering kernel addresses the picture as one block with int32 offsets.
-        const long long stride = src.rowByteSize();
-        m_gatherable = (long long)src.rows() * stride < INT_MAX / 2;
-        for (int y = 1; y < src.rows() && m_gatherable; y++)
-            m_gatherable = src.ptr<unsigned char>(y) == src.ptr<unsigned char>(0) + y * stride;
+             int* rowMax, bool area)
+        : m_src(src), m_dst(dst), m_tris(tris), m_rowMin(rowMin), m_rowMax(rowMax), m_area(area) {
+        m_gatherable = gatherable(src);
     }
 
     void operator()(const Range& range) const override {
-        const int cols = m_src.cols(), cn = m_src.channels();
-        const float maxX = (float)(m_src.cols() - 1), maxY = (float)(m_src.rows() - 1);
+        const int cols = m_src.cols();
         std::vector<int> ix((size_t)cols), iy((size_t)cols);
         std::vector<float> fx((size_t)cols), fy((size_t)cols);
-        std::vector<unsigned char> vals((size_t)cols * 4);
-        std::vector<int> at((size_t)cols);
+        // Bands of a few rows keep the destination rows and the source rows
+        // they read in cache; each band starts by zeroing its rows.
+        for (int band = range.start; band < range.end; band += kBand) {
+            const int bandEnd = std::min(range.end, band + kBand);
+            for (int y = band; y < bandEnd && !m_area; y++)
+                std::memset(m_dst.ptr<unsigned char>(y), 0, (size_t)m_dst.rowByteSize());
+            // Mesh warps mostly move pixels by a few rows, so the next band
+            // reads about the source rows of the same numbers: asking for them
+            // now hides the memory latency that otherwise stalls the gathers
+            // at each new row. Only a hint: other meshes just waste it.
+            const int ahead = std::min(bandEnd + kBand, m_src.rows());
+            for (int y = bandEnd; y < ahead; y++) {
+                const unsigned char* r = m_src.ptr<unsigned char>(y);
+                for (int b = 0; b < m_src.rowByteSize(); b += 64) prefetch(r + b);
+            }
+            walk(band, bandEnd, ix, iy, fx, fy);
+        }
+    }
+
+private:
+    static const int kBand = 16;
+
+    void walk(int bandStart, int bandEnd, std::vector<int>& ix, std::vector<int>& iy,
+              std::vector<float>& fx, std::vector<float>& fy) const {
+        const int cols = m_src.cols(), cn = m_src.channels();
+        const float maxX = (float)(m_src.cols() - 1), maxY = (float)(m_src.rows() - 1);
         const bool vec = checkHardwareSupport(CPU_FLOAT_VECTORS);
         const bool gather = vec && (cn == 1 || cn == 3 || cn == 4) && m_gatherable;
         const unsigned char* img = m_src.ptr<unsigned char>(0);
         const int stride = m_src.rowByteSize();
         const int size = (int)((long long)m_src.rows() * stride);
         for (const detail::MeshTri& t : m_tris) {
-            const int y0 = std::max(t.top, range.start), y1 = std::min(t.bottom + 1, range.end);
+            const int y0 = std::max(t.top, bandStart), y1 = std::min(t.bottom + 1, bandEnd);
             const int x0 = t.left, x1 = t.right + 1;
             for (int y = y0; y < y1; y++) {
                 // The vector path walks only the row's span of the triangle;
                 // the scalar reference tests the whole box.
                 int xs = x0, xe = x1 - 1;
-                if (vec && !rowSpan(t, y, xs, xe)) continue;
+                if (vec && !m_area && !rowSpan(t, y, xs, xe)) continue;
+                int first, last;
+                if ((gather || m_area) &&
+                    detail::meshSpanVector(t, y, xs, xe + 1, maxX, maxY, img, stride, size, cn,
+                                           m_dst.ptr<unsigned char>(y), cols, m_area, &first,
+                                           &last)) {
+                    if (first <= last) {
+                        m_rowMin[y] = std::min(m_rowMin[y], first);
+                        m_rowMax[y] = std::max(m_rowMax[y], last);
+                    }
+                    continue;
+                }
+                if (m_area) continue;  // not reached: the caller checked the kernel
                 int x = xs;
                 if (vec)
                     x = detail::meshRowVector(t, y, xs, xe + 1, maxX, maxY, &ix[0], &iy[0], &fx[0],
                                               &fy[0]);
                 detail::meshRowScalar(t, y, x, xe + 1, maxX, maxY, &ix[0], &iy[0], &fx[0], &fy[0]);
+                // Two channels, a picture that is not one block, or no span
+                // kernel: bilinear pixel by pixel on the stored positions.
                 unsigned char* out = m_dst.ptr<unsigned char>(y);
                 int lo = m_rowMin[y], hi = m_rowMax[y];
-                int kf = xs - x0, kl = xe - x0;
-                while (kf <= kl && ix[(size_t)kf] < 0) kf++;
-                while (kl >= kf && ix[(size_t)kl] < 0) kl--;
-                if (kf > kl) continue;
-                if (gather) {
-                    // A convex triangle covers one run of the row: when every
-                    // pixel of it reads inside the source, the kernel writes
-                    // the run's bytes straight into the row.
-                    bool whole = true;
-                    for (int k = kf; k <= kl; k++) whole &= ix[(size_t)k] >= 0;
-                    if (whole) {
-                        const size_t f = (size_t)kf;
-                        const int len = kl - kf + 1;
-                        const int done =
-                            detail::meshBilinear(img, stride, size, cn, &ix[f], &iy[f], &fx[f],
-                                                 &fy[f], len, out + (size_t)(x0 + kf) * cn);
-                        for (int k = kf + done; k <= kl; k++) {
-                            unsigned char* o = out + (size_t)(x0 + k) * cn;
-                            const unsigned char* r0 = m_src.ptr<unsigned char>(iy[(size_t)k]) +
-                                                      (size_t)ix[(size_t)k] * cn;
-                            const unsigned char* r1 = m_src.ptr<unsigned char>(iy[(size_t)k] + 1) +
-                                                      (size_t)ix[(size_t)k] * cn;
-                            for (int c = 0; c < cn; c++)
-                                o[c] = bilinear(r0 + c, r1 + c, cn, fx[(size_t)k], fy[(size_t)k]);
-                        }
-                        m_rowMin[y] = std::min(lo, x0 + kf);
-                        m_rowMax[y] = std::max(hi, x0 + kl);
-                        continue;
-                    }
-                }
-                // The pixels to write, gathered to the front of the arrays.
-                int m = 0;
-                for (int k = kf; k <= kl; k++) {
-                    if (ix[(size_t)k] < 0) continue;
-                    at[(size_t)m] = x0 + k;
-                    ix[(size_t)m] = ix[(size_t)k];
-                    iy[(size_t)m] = iy[(size_t)k];
-                    fx[(size_t)m] = fx[(size_t)k];
-                    fy[(size_t)m] = fy[(size_t)k];
-                    m++;
-                }
-                if (m == 0) continue;
-                lo = std::min(lo, at[0]);
-                hi = std::max(hi, at[(size_t)m - 1]);
-                const int done = gather ? detail::meshBilinear(img, stride, size, cn, &ix[0],
-                                                               &iy[0], &fx[0], &fy[0], m, &vals[0])
-                                        : 0;
-                for (int k = 0; k < done; k++) {
-                    std::memcpy(out + (size_t)at[(size_t)k] * cn, &vals[(size_t)k * cn],
-                                (size_t)cn);
-                }
-                for (int k = done; k < m; k++) {
-                    unsigned char* o = out + (size_t)at[(size_t)k] * cn;
+                for (int k = xs - x0; k <= xe - x0; k++) {
                     const int sx = ix[(size_t)k], sy = iy[(size_t)k];
+                    if (sx < 0) continue;
+                    unsigned char* o = out + (size_t)(x0 + k) * cn;
                     const unsigned char* r0 = m_src.ptr<unsigned char>(sy) + (size_t)sx * cn;
                     const unsigned char* r1 = m_src.ptr<unsigned char>(sy + 1) + (size_t)sx * cn;
                     const float a = fx[(size_t)k], b = fy[(size_t)k];
-                    for (int c = 0; c < cn; c++) o[c] = bilinear(r0 + c, r1 + c, cn, a, b);
+                    for (int c = 0; c < cn; c++)
+                        o[c] = detail::meshBilinearPixel(r0 + c, r1 + c, cn, a, b);
+                    lo = std::min(lo, x0 + k);
+                    hi = std::max(hi, x0 + k);
                 }
                 m_rowMin[y] = lo;
                 m_rowMax[y] = hi;
@@ -254,14 +248,47 @@ public:
         }
     }
 
-private:
     const Mat& m_src;
     Mat& m_dst;
     const std::vector<detail::MeshTri>& m_tris;
     int* m_rowMin;
     int* m_rowMax;
+    bool m_area;
     bool m_gatherable;
 };
+
+// The banded walk of warpMesh (area false: dst is zeroed band by band) or
+// of ip::warping's vector path (area true: dst is drawn into as it stands);
+// returns the box of the written pixels, from the running box's inverted
+// start (cols - 1, rows - 1) .. (1, 1).
+Rect_<int> walkMesh(const Mat& in, Mat& dst, const Point2_<float>* srcPoints,
+                    const Point2_<float>* dstPoints, const TriangleModel::TriangleList& list,
+                    bool area) {
+    const int rows = in.rows(), cols = in.cols();
+    std::vector<detail::MeshTri> tris;
+    tris.reserve((size_t)list.getSize());
+    for (int i = 0; i < list.getSize(); i++) {
+        detail::MeshTri t;
+        if (validIndices(list[i]) && prepare(*list[i], srcPoints, dstPoints, cols, rows, t))
+            tris.push_back(t);
+    }
+    std::vector<int> rowMin((size_t)rows, INT_MAX), rowMax((size_t)rows, INT_MIN);
+    if (!tris.empty()) {
+        MeshBody body(in, dst, tris, rowMin.data(), rowMax.data(), area);
+        parallel_for_(Range(0, rows), body, (double)rows * cols / 65536.0);
+    } else if (!area) {
+        dst.zero();
+    }
+    int left = cols - 1, top = rows - 1, right = 1, bottom = 1;
+    for (int y = 0; y < rows; y++) {
+        if (rowMin[(size_t)y] > rowMax[(size_t)y]) continue;
+        left = std::min(left, rowMin[(size_t)y]);
+        right = std::max(right, rowMax[(size_t)y]);
+        top = std::min(top, y);
+        bottom = std::max(bottom, y);
+    }
+    return Rect_<int>(left, top, right - left, bottom - top);
+}
 
 }  // namespace
 
@@ -360,7 +387,7 @@ void warpTriangle(const Mat& src, Mat& dst, const Array<Point2_<float>>& srcTria
                         wd = (1.0f - fy) * fx, wrd = fx * fy;
             for (int c = 0; c < 3; c++) {
                 const float v = ((wb * r0[c] + wr * r0[3 + c]) + wd * r1[c]) + wrd * r1[3 + c];
-                out[3 * x + c] = truncByte(v);
+                out[3 * x + c] = detail::meshTruncByte(v);
             }
         }
     }
@@ -379,31 +406,8 @@ void warpMesh(const Mat& src, Mat& dst, Rect_<int>& bounds, const Point2_<float>
     }
     const int rows = in->rows(), cols = in->cols();
     if (dst.create(rows, cols, in->type1()) < 0) return;
-    dst.zero();
 
-    const TriangleModel::TriangleList& list = model->triangleList;
-    std::vector<detail::MeshTri> tris;
-    tris.reserve((size_t)list.getSize());
-    for (int i = 0; i < list.getSize(); i++) {
-        detail::MeshTri t;
-        if (validIndices(list[i]) && prepare(*list[i], srcPoints, dstPoints, cols, rows, t))
-            tris.push_back(t);
-    }
-    std::vector<int> rowMin((size_t)rows, INT_MAX), rowMax((size_t)rows, INT_MIN);
-    if (!tris.empty()) {
-        MeshBody body(*in, dst, tris, rowMin.data(), rowMax.data());
-        parallel_for_(Range(0, rows), body, (double)rows * cols / 65536.0);
-    }
-    // The running box starts inverted at (cols - 1, rows - 1) .. (1, 1).
-    int left = cols - 1, top = rows - 1, right = 1, bottom = 1;
-    for (int y = 0; y < rows; y++) {
-        if (rowMin[(size_t)y] > rowMax[(size_t)y]) continue;
-        left = std::min(left, rowMin[(size_t)y]);
-        right = std::max(right, rowMax[(size_t)y]);
-        top = std::min(top, y);
-        bottom = std::max(bottom, y);
-    }
-    bounds = Rect_<int>(left, top, right - left, bottom - top);
+    bounds = walkMesh(*in, dst, srcPoints, dstPoints, model->triangleList, false);
 }
 
 void warping(const Mat& src, Mat& dst, Rect_<int>* bounds, Point2_<float>* srcPoints,
@@ -422,9 +426,18 @@ void warping(const Mat& src, Mat& dst, Rect_<int>* bounds, Point2_<float>* srcPo
         if (dst.create(rows, cols, in->type1()) < 0) return;
         dst.zero();
     }
+    const TriangleModel::TriangleList& list = model->triangleList;
+    // The vector walk: the same tests and arithmetic, in bands that may run
+    // in parallel, each walking all triangles in order over its own rows.
+    if (checkHardwareSupport(CPU_FLOAT_VECTORS) && (cn == 1 || cn == 3 || cn == 4) &&
+        (long long)rows * in->rowByteSize() >= 8 && gatherable(*in) &&
+        detail::meshSpanAvailable()) {
+        const Rect_<int> box = walkMesh(*in, dst, srcPoints, dstPoints, list, true);
+        if (bounds) *bounds = box;
+        return;
+    }
     int left = cols - 1, top = rows - 1, right = 1, bottom = 1;
     const float maxX = (float)(cols - 1), maxY = (float)(rows - 1);
-    const TriangleModel::TriangleList& list = model->triangleList;
     for (int i = 0; i < list.getSize(); i++) {
         const Triangle* tri = list[i];
         if (!validIndices(tri)) continue;
@@ -459,7 +472,8 @@ void warping(const Mat& src, Mat& dst, Rect_<int>* bounds, Point2_<float>* srcPo
                 const unsigned char* r0 = in->ptr<unsigned char>(iy) + (size_t)ix * cn;
                 const unsigned char* r1 = in->ptr<unsigned char>(iy + 1) + (size_t)ix * cn;
                 unsigned char* o = out + (size_t)x * cn;
-                for (int k = 0; k < cn; k++) o[k] = bilinear(r0 + k, r1 + k, cn, fx, fy);
+                for (int k = 0; k < cn; k++)
+                    o[k] = detail::meshBilinearPixel(r0 + k, r1 + k, cn, fx, fy);
                 left = std::min(left, x);
                 right = std::max(right, x);
                 top = std::min(top, y);

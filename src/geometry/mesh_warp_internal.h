@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "tarvo/ip/geometry.h"
+#include "tarvo/saturate.h"
 
 namespace tarvo {
 namespace detail {
@@ -22,7 +23,29 @@ struct MeshTri {
     // Source corners.
     float sx0, sy0, sx1, sy1, sx2, sy2;
     int left, top, right, bottom;  // pixel box, inclusive, clamped to the image
+    // The sub-areas in the triangleArea form |(vx - X)(vy - uy) + (vx - ux)(Y - vy)|
+    // of the pixel with edge k from u to v (the form ip::warping tests).
+    float vx[3], vy[3], hy[3], hx[3];  // hy = vy - uy, hx = vx - ux
 };
+
+// The scalar bilinear step: truncation to a byte, clamped (NaN-safe).
+inline unsigned char meshTruncByte(float v) {
+    // Bilinear values lie in [0, 255] up to rounding; truncInt keeps NaN safe.
+    const int i = v > -1.0f && v < 256.0f ? (int)v : truncInt(v);
+    return (unsigned char)(i < 0 ? 0 : i > 255 ? 255 : i);
+}
+
+// Bilinear value of channel k at (ix + fx, iy + fy): base, plus the step to
+// the right times fx, plus the step down times fy, plus the cross term.
+// r0 and r1 point at channel k of the base pixel and of the one below it.
+inline unsigned char meshBilinearPixel(const unsigned char* r0, const unsigned char* r1, int cn,
+                                       float fx, float fy) {
+    const float b = r0[0], r = r0[cn], d = r1[0], rd = r1[cn];
+    float v = b + (r - b) * fx;
+    v = v + (d - b) * fy;
+    v = v + ((b - r - d + rd) * fx) * fy;
+    return meshTruncByte(v);
+}
 
 // Source positions of the pixels x0..x1-1 of row y of one triangle: for each
 // pixel outside the triangle or whose source is off the interpolation area,
@@ -35,13 +58,19 @@ void meshRowScalar(const MeshTri& t, int y, int x0, int x1, float maxX, float ma
 int meshRowVector(const MeshTri& t, int y, int x0, int x1, float maxX, float maxY, int* ix, int* iy,
                   float* fx, float* fy);
 
-// Bilinear values of n pixels of cn channels (1, 3 or 4; others: none) at
-// (ix[k] + fx[k], iy[k] + fy[k]) of a continuous byte image of `size` bytes
-// (rows stride bytes apart, offsets within int32) into vals[cn k + c], as the
-// scalar step computes them; entries with ix < 0 are left meaningless.
-// Returns how many pixels it handled.
-int meshBilinear(const uint8_t* img, int stride, int size, int cn, const int* ix, const int* iy,
-                 const float* fx, const float* fy, int n, uint8_t* vals);
+// The whole vector walk of one row span: for the pixels xs..xe-1 of row y
+// that pass the inside test and read inside the source, writes the bilinear
+// value straight into `out` (row y of a destination of `cols` pixels of cn
+// channels, cn 1, 3 or 4). The source is one continuous block of `size` bytes
+// with rows `stride` bytes apart (offsets within int32). Returns false when
+// no vector kernel is available (nothing written); otherwise *first and *last
+// receive the first and last pixel written (*first > *last when none).
+// With `area`, the inside test sums the sub-areas in the triangleArea form.
+bool meshSpanVector(const MeshTri& t, int y, int xs, int xe, float maxX, float maxY,
+                    const uint8_t* img, int stride, int size, int cn, uint8_t* out, int cols,
+                    bool area, int* first, int* last);
+// True when meshSpanVector has a vector kernel on this processor.
+bool meshSpanAvailable();
 
 }  // namespace detail
 }  // namespace tarvo

@@ -418,8 +418,10 @@ void resampleSimple(const Mat& src, Mat& tmp, int sampler) {
 // The vector passes do the same operations with one output per lane: columns
 // whose taps lie inside gather from the source row converted to float, with
 // the first tap and the weights of every column laid out once per call.
-// Stripes hold at least 32 output rows, so that refilling the ring at each
-// stripe's start stays a small part of the work.
+// Each stripe refills its ring at its start, N - 1 source rows that the
+// serial walk computes only once, so stripes are few: two per thread, and
+// at least max(32, 8 N) output rows each. Stripes only split the rows; the
+// bytes do not depend on them.
 template <typename T, int N>
 void kernelRows(const SampleSource<T>& s, const std::vector<AxisTaps>& ax,
                 const std::vector<AxisTaps>& ay, Mat& tmp) {
@@ -436,7 +438,8 @@ void kernelRows(const SampleSource<T>& s, const std::vector<AxisTaps>& ax,
         first[size_t(x)] = a.inside ? a.i0 * cn : 0;
         for (int i = 0; i < N; i++) wcol[size_t(i) * W + size_t(x)] = a.w[i];
     }
-    const double stripes = std::min(double(W) * H * N / 65536.0, double(H / 32));
+    const double stripes = std::min(
+        {double(W) * H * N / 65536.0, double(H / std::max(32, 8 * N)), 2.0 * getNumThreads()});
     detail::forRows(H, stripes * 65536.0, [&](int r0, int r1) {
         std::vector<float> ring(rowLen * N), srcRow(vec ? srcLen : 0);
         long long tag[N];
@@ -458,11 +461,17 @@ void kernelRows(const SampleSource<T>& s, const std::vector<AxisTaps>& ax,
         };
         auto fill = [&](int r, float* h) {
             const bool rowIn = r >= 0 && r < s.rows;
-            if (!vec || !rowIn) {
+            // A row above or below the image under wrap, clamp or mirror reads
+            // one source row at every column whose taps lie inside, so those
+            // columns take the vector pass on that row (the same sums).
+            const int from = rowIn             ? r
+                             : s.movesInside() ? detail::moveIndex(r, s.rows, s.overflow)
+                                               : -1;
+            if (!vec || from < 0) {
                 for (int x = 0; x < W; x++) fillScalar(r, rowIn, x, h);
                 return;
             }
-            const T* p = s.src->template ptr<T>(r);
+            const T* p = s.src->template ptr<T>(from);
             for (size_t i = 0; i < srcLen; i++) srcRow[i] = float(p[i]);
             for (int x = 0; x < W;) {
                 if (!ax[size_t(x)].inside) {

@@ -131,7 +131,8 @@ TEST(GeometryPaths, KernelResampling) {
     for (int type : types)
         for (int method : {InterpCatmullRom, InterpLanczos, InterpBSpline})
             for (int overflow : {OverflowClamp, OverflowColor, OverflowMirror}) {
-                // Rows of 32 and more make several stripes; 67 columns leave tails.
+                // 67 columns leave vector tails (the stripes are tried on larger
+                // pictures by the serial-and-parallel resample test).
                 const Mat src =
                     test::randomMat(43, 45, type, uint32_t(method + overflow), -20, 300);
                 const std::string what = "type " + std::to_string(type) + " method " +

@@ -5,8 +5,10 @@
 
 #include <cmath>
 #include <random>
+#include <string>
 #include <vector>
 
+#include "hwy/targets.h"
 #include "support/naive_mesh.h"
 #include "support/test_util.h"
 #include "tarvo/ip/geometry.h"
@@ -212,12 +214,27 @@ TEST(MeshWarp, DegenerateEmptyAndRefused) {
 
 TEST(MeshWarp, MatchesPerPixelVersionOnEveryPath) {
     std::mt19937 rng(5);
-    for (int cn : {1, 3, 4}) {
-        // 420 x 330 runs in several stripes.
-        const Mat src = randomMat(330, 420, MAT_Tuchar | ((cn - 1) << 3), 20 + cn);
+    // 420 x 330 runs in several stripes. Two channels, and a picture whose
+    // rows are not one block (a view into a larger one), take the per-pixel
+    // bilinear step; smaller pictures suffice there.
+    const struct {
+        int cn;
+        bool view;
+        int cols, rows;
+        float cell;
+    } cases[] = {{1, false, 420, 330, 55},
+                 {3, false, 420, 330, 55},
+                 {4, false, 420, 330, 55},
+                 {2, false, 150, 120, 20},
+                 {3, true, 150, 120, 20}};
+    for (const auto& cs : cases) {
+        const int cn = cs.cn;
+        Mat src = randomMat(cs.rows, cs.cols, MAT_Tuchar | ((cn - 1) << 3), 20 + cn);
+        const Mat outer = randomMat(cs.rows + 10, cs.cols + 12, MAT_Tuchar | ((cn - 1) << 3), 30);
+        if (cs.view) outer.subRefMat(Rect_<int>(7, 5, cs.cols, cs.rows), src);
         std::vector<P> sp, dp;
-        const TriangleModel m = gridModel(7, 55, sp, 12, &rng);
-        gridModel(7, 55, dp, 12, &rng);
+        const TriangleModel m = gridModel(7, cs.cell, sp, 12, &rng);
+        gridModel(7, cs.cell, dp, 12, &rng);
         // Points pushed off the picture on both sides exercise the clamped boxes.
         dp[9] = P(-30, 20);
         sp[10] = P(500, -4);
@@ -230,11 +247,12 @@ TEST(MeshWarp, MatchesPerPixelVersionOnEveryPath) {
             ip::warpMesh(src, got, box, sp.data(), dp.data(), &m);
             detail::setUseOptimized(true);
             setNumThreads(0);
-            EXPECT_TRUE(matEqual(got, want)) << "channels " << cn << " path " << path;
+            EXPECT_TRUE(matEqual(got, want))
+                << "channels " << cn << " view " << cs.view << " path " << path;
             EXPECT_EQ(box, wantBox);
         }
         // In place gives the same picture.
-        Mat self = src;
+        Mat self = src.clone();
         ip::warpMesh(self, self, box, sp.data(), dp.data(), &m);
         EXPECT_TRUE(matEqual(self, want));
     }
@@ -297,4 +315,101 @@ TEST(MeshWarp, WarpingKeepsPixelsItDoesNotReach) {
     ip::warping(src, other, nullptr, sp.data(), dp.data(), &model);
     ASSERT_EQ(other.type1(), kRGB);
     EXPECT_EQ(other.ptr<unsigned char>(39)[0], 0);
+}
+
+TEST(MeshWarp, EveryVectorTargetMatchesPerPixelVersion) {
+    // Each instruction set has its own vector width, so its own partial
+    // vectors at span ends and at the row end; a shrinking and a growing mesh
+    // give source steps below and above one pixel.
+    std::mt19937 rng(11);
+    struct Case {
+        int cn, cols, rows;
+        float cell, srcCell;
+    };
+    const Case cases[] = {{1, 61, 47, 12, 11}, {3, 61, 47, 12, 9}, {4, 61, 47, 12, 14}};
+    std::vector<Mat> srcs, wants;
+    std::vector<std::vector<P>> sps, dps;
+    std::vector<Rect_<int>> boxes;
+    const TriangleModel m = [] {
+        std::vector<P> unused;
+        return gridModel(5, 12, unused);
+    }();
+    for (const Case& c : cases) {
+        std::vector<P> sp, dp;
+        gridModel(5, c.srcCell, sp, 3, &rng);
+        gridModel(5, c.cell, dp, 3, &rng);
+        srcs.push_back(randomMat(c.rows, c.cols, MAT_Tuchar | ((c.cn - 1) << 3), 60 + c.cn));
+        Mat want;
+        Rect_<int> box;
+        test::naiveWarpMesh(srcs.back(), want, box, sp.data(), dp.data(), m);
+        wants.push_back(want);
+        boxes.push_back(box);
+        sps.push_back(sp);
+        dps.push_back(dp);
+    }
+    const uint64_t targets = (uint64_t)(hwy::SupportedTargets() & HWY_TARGETS);
+    int tried = 0;
+    for (uint64_t bit = 1; bit != 0; bit <<= 1) {
+        if (!(targets & bit) || bit == (uint64_t)HWY_SCALAR || bit == (uint64_t)HWY_EMU128)
+            continue;
+        hwy::SetSupportedTargetsForTest((int64_t)bit);
+        for (size_t i = 0; i < srcs.size(); i++) {
+            Mat got;
+            Rect_<int> box;
+            ip::warpMesh(srcs[i], got, box, sps[i].data(), dps[i].data(), &m);
+            EXPECT_TRUE(matEqual(got, wants[i])) << hwy::TargetName((int64_t)bit) << " case " << i;
+            EXPECT_EQ(box, boxes[i]) << hwy::TargetName((int64_t)bit) << " case " << i;
+        }
+        tried++;
+    }
+    hwy::SetSupportedTargetsForTest(0);
+    EXPECT_GT(tried, 0);
+}
+
+TEST(MeshWarp, WarpingGivesTheScalarResultOnEveryPath) {
+    // warping tests sub-areas in the triangleArea form and keeps what it does
+    // not reach, so the vector walk is checked against the scalar walk on a
+    // destination that already holds a picture: threaded (420 x 330 runs in
+    // several stripes), one thread, and (the small pictures) every
+    // instruction set.
+    std::mt19937 rng(17);
+    const struct {
+        int cn, cols, rows;
+        float cell;
+    } cases[] = {{3, 420, 330, 55}, {1, 150, 120, 20}, {4, 150, 120, 20}};
+    for (const auto& cs : cases) {
+        const int cn = cs.cn;
+        const int type = MAT_Tuchar | ((cn - 1) << 3);
+        const Mat src = randomMat(cs.rows, cs.cols, type, 70 + cn);
+        const Mat before = randomMat(cs.rows, cs.cols, type, 80 + cn);
+        std::vector<P> sp, dp;
+        TriangleModel m = gridModel(7, cs.cell, sp, 12, &rng);
+        gridModel(7, cs.cell * 1.1f, dp, 12, &rng);
+        dp[9] = P(-30, 20);
+        sp[10] = P(500, -4);
+        Mat want = before.clone();
+        Rect_<int> wantBox;
+        detail::setUseOptimized(false);
+        ip::warping(src, want, &wantBox, sp.data(), dp.data(), &m);
+        detail::setUseOptimized(true);
+        auto check = [&](const std::string& what) {
+            Mat got = before.clone();
+            Rect_<int> box;
+            ip::warping(src, got, &box, sp.data(), dp.data(), &m);
+            EXPECT_TRUE(matEqual(got, want)) << "channels " << cn << " " << what;
+            EXPECT_EQ(box, wantBox) << "channels " << cn << " " << what;
+        };
+        check("threaded");
+        setNumThreads(1);
+        check("one thread");
+        const uint64_t targets = (uint64_t)(hwy::SupportedTargets() & HWY_TARGETS);
+        for (uint64_t bit = 1; bit != 0 && cs.cols < 400; bit <<= 1) {
+            if (!(targets & bit) || bit == (uint64_t)HWY_SCALAR || bit == (uint64_t)HWY_EMU128)
+                continue;
+            hwy::SetSupportedTargetsForTest((int64_t)bit);
+            check(hwy::TargetName((int64_t)bit));
+        }
+        hwy::SetSupportedTargetsForTest(0);
+        setNumThreads(0);
+    }
 }
