@@ -188,12 +188,14 @@ void histAll(const Mat& s, Mat& d, Taps ty, Taps tx) {
     const int stripeRows = std::max(32, std::min(ty.lo + ty.hi + 1, rows));
     const int stripes = (rows + stripeRows - 1) / stripeRows;
     for (int c = 0; c < s.channels(); c++) {
-        // Few long stripes (four per thread, for balance when a thread is
-        // slowed): each one first fills the column histograms of a window's
-        // height and clears cols * 272 counts, so short stripes would spend
-        // more on that than on their rows.
+        // Few long stripes: each one first fills the column histograms of a
+        // window's height and clears cols * 272 counts, so a stripe spans at
+        // least eight window heights where the image allows (at most four per
+        // thread, for balance when a thread is slowed, at least one).
         const int threads = getNumThreads();
-        const int wanted = threads > 1 ? std::min(stripes, 4 * threads) : 1;
+        const int wanted =
+            threads > 1 ? std::min(stripes, std::max(threads, std::min(4 * threads, stripes / 8)))
+                        : 1;
         detail::directParallelRows(stripes, wanted * 65536.0, [&](int a, int b) {
             const int ya = a * stripeRows, yb = std::min(b * stripeRows, rows);
             if (nmax <= 65535) {
