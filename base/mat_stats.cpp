@@ -3,7 +3,11 @@
 #include <cstring>
 #include <type_traits>
 
+#include <limits>
+#include <vector>
+
 #include "detail/aliasing.h"
+#include "detail/parallel_rows.h"
 #include "mat_internal.h"
 #include "tarvo/mat.h"
 #include "tarvo/saturate.h"
@@ -21,38 +25,92 @@ bool usableMask(const Mat& m, const Mat& mask) {
            mask.cols() == m.cols() && (mask.channels() == 1 || mask.channels() == m.channels());
 }
 
-// Calls f(value) for every element of channel `ch` of m.
+// Calls f(value) for every element of channel `ch` of rows [r0, r1) of m.
 template <typename T, typename F>
-void forChannel(const Mat& m, int ch, F&& f) {
+void forChannel(const Mat& m, int ch, int r0, int r1, F&& f) {
     const int cn = m.channels();
-    for (int r = 0; r < m.rows(); r++) {
+    for (int r = r0; r < r1; r++) {
         const T* p = m.ptr<T>(r) + ch;
         for (int c = 0; c < m.cols(); c++) f(double(p[c * cn]));
     }
+}
+
+// Largest magnitude an element of depth T can have, for integer depths; 0 for
+// floating depths (whose sums depend on their order).
+template <typename T>
+constexpr double integerBound() {
+    return std::is_integral<T>::value ? double(std::numeric_limits<T>::max()) + 1.0 : 0.0;
+}
+
+// True when a double sum of `count` terms of magnitude up to `bound` is exact
+// at every step, whatever the order: the terms are integers and every partial
+// sum stays below 2^53. Such sums may run in row stripes on several threads.
+bool exactSum(double count, double bound) {
+    return bound > 0.0 && count * bound < 9007199254740992.0;
+}
+
+// Runs body(r0, r1, part) over row stripes of m (on several threads for large
+// matrices), each stripe writing its partial result into part, and returns
+// the partials in row order. `elements` is the work per row.
+template <typename P, typename F>
+std::vector<P> rowPartials(const Mat& m, double elements, const F& body) {
+    std::vector<P> parts(size_t(m.rows()));
+    std::vector<char> used(size_t(m.rows()), 0);
+    detail::parallelRows(m.rows(), double(m.rows()) * elements, [&](int r0, int r1) {
+        body(r0, r1, parts[size_t(r0)]);
+        used[size_t(r0)] = 1;
+    });
+    std::vector<P> out;
+    for (size_t r = 0; r < parts.size(); r++)
+        if (used[r]) out.push_back(parts[r]);
+    return out;
+}
+
+// The first extreme of channel `ch` in scan order: the first element, then
+// each element strictly better (`better(v, best)`) than the best so far, so
+// NaN never replaces a value and among equal values (0 and -0) the first
+// stays. Stripes after the first start at their first non-NaN element and
+// are folded in row order by the same strict test, which gives the serial
+// result bit for bit.
+template <typename Better>
+double firstExtreme(const Mat& m, int ch, Better better) {
+    struct Part {
+        bool has = false;
+        double best = 0.0;
+    };
+    Part first;
+    first.has = true;
+    first.best = m.value(0, 0, ch);
+    std::vector<Part> parts;
+    withDepth(m.type(), [&](auto t) {
+        using T = decltype(t);
+        parts = rowPartials<Part>(m, m.cols(), [&](int r0, int r1, Part& part) {
+            if (r0 == 0) part = first;
+            forChannel<T>(m, ch, r0, r1, [&](double v) {
+                if (!part.has) {
+                    if (v == v) part.has = true, part.best = v;
+                } else if (better(v, part.best)) {
+                    part.best = v;
+                }
+            });
+        });
+    });
+    double best = first.best;
+    for (const Part& p : parts)
+        if (p.has && better(p.best, best)) best = p.best;
+    return best;
 }
 
 }  // namespace
 
 double Mat::min(int channel) const {
     if (empty() || channel < 0 || channel >= channels()) return 0.0;
-    double best = value(0, 0, channel);
-    withDepth(type(), [&](auto t) {
-        forChannel<decltype(t)>(*this, channel, [&](double v) {
-            if (v < best) best = v;
-        });
-    });
-    return best;
+    return firstExtreme(*this, channel, [](double v, double best) { return v < best; });
 }
 
 double Mat::max(int channel) const {
     if (empty() || channel < 0 || channel >= channels()) return 0.0;
-    double best = value(0, 0, channel);
-    withDepth(type(), [&](auto t) {
-        forChannel<decltype(t)>(*this, channel, [&](double v) {
-            if (v > best) best = v;
-        });
-    });
-    return best;
+    return firstExtreme(*this, channel, [](double v, double best) { return v > best; });
 }
 
 Point4_<double> Mat::mean() const {
@@ -62,8 +120,18 @@ Point4_<double> Mat::mean() const {
     const int cn = channels() < 4 ? channels() : 4;
     for (int k = 0; k < cn; k++) {
         double s = 0.0;
-        withDepth(type(),
-                  [&](auto t) { forChannel<decltype(t)>(*this, k, [&](double v) { s += v; }); });
+        withDepth(type(), [&](auto t) {
+            using T = decltype(t);
+            if (!exactSum(n, integerBound<T>())) {
+                forChannel<T>(*this, k, 0, m_rows, [&](double v) { s += v; });
+                return;
+            }
+            // Integer sums below 2^53 are exact in any order: stripes.
+            for (double part : rowPartials<double>(*this, m_cols, [&](int r0, int r1, double&p) {
+                     forChannel<T>(*this, k, r0, r1, [&](double v) { p += v; });
+                 }))
+                s += part;
+        });
         res[k] = s / n;
     }
     return res;
@@ -73,7 +141,8 @@ Point4_<double> Mat::std() const {
     Point4_<double> res;
     if (empty()) return res;
     // Two passes (mean, then squared deviations) keep the result accurate
-    // for large offsets, where sum(x^2) - n * mean^2 would cancel.
+    // for large offsets, where sum(x^2) - n * mean^2 would cancel. The
+    // deviations are not integers, so this sum keeps its one order.
     const Point4_<double> mu = mean();
     const double n = double(m_rows) * double(m_cols);
     const int cn = channels() < 4 ? channels() : 4;
@@ -81,7 +150,7 @@ Point4_<double> Mat::std() const {
         double s = 0.0;
         const double m = mu[k];
         withDepth(type(), [&](auto t) {
-            forChannel<decltype(t)>(*this, k, [&](double v) { s += (v - m) * (v - m); });
+            forChannel<decltype(t)>(*this, k, 0, m_rows, [&](double v) { s += (v - m) * (v - m); });
         });
         res[k] = std::sqrt(s / n);
     }
@@ -96,25 +165,37 @@ double Mat::norm(int code, const Mat& mask) const {
     double acc = 0.0;
     withDepth(type(), [&](auto t) {
         using T = decltype(t);
-        for (int r = 0; r < m_rows; r++) {
-            const T* p = ptr<T>(r);
-            const unsigned char* mp = masked ? mask.ptr<unsigned char>(r) : nullptr;
-            for (int i = 0; i < m_cols * cn; i++) {
-                if (mp && !mp[mcn == 1 ? i / cn : i]) continue;
-                const double v = double(p[i]);
-                switch (code) {
-                    case 1:
-                        acc += std::fabs(v);
-                        break;
-                    case 3:
-                        if (std::fabs(v) > acc) acc = std::fabs(v);
-                        break;
-                    default:
-                        acc += v * v;
-                        break;
+        auto rows = [&](int r0, int r1, double& a) {
+            for (int r = r0; r < r1; r++) {
+                const T* p = ptr<T>(r);
+                const unsigned char* mp = masked ? mask.ptr<unsigned char>(r) : nullptr;
+                for (int i = 0; i < m_cols * cn; i++) {
+                    if (mp && !mp[mcn == 1 ? i / cn : i]) continue;
+                    const double v = double(p[i]);
+                    switch (code) {
+                        case 1:
+                            a += std::fabs(v);
+                            break;
+                        case 3:
+                            if (std::fabs(v) > a) a = std::fabs(v);
+                            break;
+                        default:
+                            a += v * v;
+                            break;
+                    }
                 }
             }
+        };
+        // The largest magnitude is the same in any order; integer sums below
+        // 2^53 are exact in any order. Other sums keep their one order.
+        const double bound = integerBound<T>();
+        const double count = double(m_rows) * m_cols * cn;
+        if (code != 3 && !exactSum(count, code == 1 ? bound : bound * bound)) {
+            rows(0, m_rows, acc);
+            return;
         }
+        for (double part : rowPartials<double>(*this, double(m_cols) * cn, rows))
+            acc = code == 3 ? (part > acc ? part : acc) : acc + part;
     });
     return code == 2 ? std::sqrt(acc) : acc;
 }
@@ -124,10 +205,17 @@ int Mat::countNonZero() const {
     long long n = 0;
     withDepth(type(), [&](auto t) {
         using T = decltype(t);
-        for (int r = 0; r < m_rows; r++) {
-            const T* p = ptr<T>(r);
-            for (int i = 0; i < m_cols * channels(); i++) n += p[i] != T(0);
-        }
+        // A count is exact in any order: row stripes.
+        for (double part :
+             rowPartials<double>(*this, double(m_cols) * channels(), [&](int r0, int r1, double&c) {
+                 long long k = 0;
+                 for (int r = r0; r < r1; r++) {
+                     const T* p = ptr<T>(r);
+                     for (int i = 0; i < m_cols * channels(); i++) k += p[i] != T(0);
+                 }
+                 c = double(k);
+             }))
+            n += (long long)part;
     });
     return int(n);
 }
