@@ -117,6 +117,14 @@ void BM_RGBtoGray(benchmark::State& state) {
     bench::setPixelCounters(state, int64_t(w) * h, bytesOf(w, h, MAT_Tuchar3));
 }
 
+// Per-channel mean of a colour byte picture: integer sums in row stripes.
+void BM_MatMean(benchmark::State& state) {
+    const int w = int(state.range(0)), h = int(state.range(1));
+    const Mat src = randomImage(w, h, MAT_Tuchar3);
+    for (auto _ : state) benchmark::DoNotOptimize(src.mean());
+    bench::setPixelCounters(state, int64_t(w) * h, bytesOf(w, h, MAT_Tuchar3));
+}
+
 void sizes(benchmark::internal::Benchmark* b) {
     b->Args({640, 480})->Args({1920, 1080})->Args({3840, 2160});
     b->Unit(benchmark::kMicrosecond)->UseRealTime();
@@ -131,3 +139,4 @@ BENCHMARK(BM_ConvertFloatToByteGrey)->Apply(sizes);
 BENCHMARK(BM_ConvertScaledByteToFloat)->Apply(sizes);
 BENCHMARK(BM_ConvertScaledFloatToByte)->Apply(sizes);
 BENCHMARK(BM_RGBtoGray)->Apply(sizes);
+BENCHMARK(BM_MatMean)->Apply(sizes);
