@@ -126,9 +126,16 @@ Point4_<double> Mat::mean() const {
                 forChannel<T>(*this, k, 0, m_rows, [&](double v) { s += v; });
                 return;
             }
-            // Integer sums below 2^53 are exact in any order: stripes.
+            // Integer sums below 2^53 are exact in any order: stripes, each
+            // summing in 64-bit integers (the same value as the double sum).
+            const int step = channels();
             for (double part : rowPartials<double>(*this, m_cols, [&](int r0, int r1, double&p) {
-                     forChannel<T>(*this, k, r0, r1, [&](double v) { p += v; });
+                     long long acc = 0;
+                     for (int r = r0; r < r1; r++) {
+                         const T* row = ptr<T>(r) + k;
+                         for (int c = 0; c < m_cols; c++) acc += (long long)row[c * step];
+                     }
+                     p = double(acc);
                  }))
                 s += part;
         });
