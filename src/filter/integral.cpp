@@ -159,6 +159,80 @@ void integralSplit(const Mat& src, Mat* sum, Mat* sqsum, bool vec) {
     });
 }
 
+// One pass on several threads for tables whose sums are exact in any order
+// (wrapping 32-bit sums; square sums of bytes while they stay below 2^53):
+// the rows are cut into stripes, a first pass adds up each stripe's source
+// columns (reading only the source), the column totals of the stripes above
+// give each stripe the table row it starts from, and every stripe then runs
+// the serial row loop from there. Integer and exact double additions do not
+// depend on their order, so every entry equals the serial loop's bit for bit,
+// and the table is written once. Returns false when the tables do not qualify.
+template <typename T>
+bool integralCarry(const Mat& src, Mat* sum, Mat* sqsum, bool vec) {
+    typedef typename SumType<T>::type ST;
+    if (!std::is_same<ST, uint32_t>::value) return false;
+    const int rows = src.rows(), cols = src.cols(), cn = src.channels();
+    if (sqsum && (!std::is_same<T, unsigned char>::value ||
+                  double(rows) * double(cols) * 65025.0 >= 9007199254740992.0))
+        return false;
+    const size_t n = size_t(cols + 1) * cn, e = size_t(cols) * cn;
+    const int stripes = std::max(1, std::min(rows, 4 * getNumThreads()));
+    auto first = [&](int k) { return int(int64_t(rows) * k / stripes); };
+    // Per stripe: the table row of that stripe alone (its last row's entries).
+    std::vector<ST> tot(sum ? size_t(stripes) * n : 0, ST(0));
+    std::vector<double> totSq(sqsum ? size_t(stripes) * n : 0, 0.0);
+    const double work = double(rows) * double(e);
+    tarvo::detail::parallelRows(stripes, work, [&](int k0, int k1) {
+        std::vector<ST> col(sum ? e : 0);
+        std::vector<double> colSq(sqsum ? e : 0);
+        for (int k = k0; k < k1; k++) {
+            std::fill(col.begin(), col.end(), ST(0));
+            std::fill(colSq.begin(), colSq.end(), 0.0);
+            for (int y = first(k); y < first(k + 1); y++) {
+                const T* s = src.ptr<T>(y);
+                if (sum)
+                    for (size_t i = 0; i < e; i++) col[i] += toSum<ST>(s[i]);
+                if (sqsum)
+                    for (size_t i = 0; i < e; i++) colSq[i] += double(s[i]) * double(s[i]);
+            }
+            for (int c = 0; c < cn; c++) {
+                ST acc = ST(0);
+                double accSq = 0.0;
+                for (int x = 0; x < cols; x++) {
+                    if (sum) tot[size_t(k) * n + size_t(x + 1) * cn + c] = acc += col[x * cn + c];
+                    if (sqsum)
+                        totSq[size_t(k) * n + size_t(x + 1) * cn + c] = accSq += colSq[x * cn + c];
+                }
+            }
+        }
+    });
+    // The starting row of stripe k: the totals of the stripes above it.
+    for (int k = 1; k < stripes; k++) {
+        for (size_t i = 0; i < n; i++) {
+            if (sum) tot[size_t(k) * n + i] += tot[size_t(k - 1) * n + i];
+            if (sqsum) totSq[size_t(k) * n + i] += totSq[size_t(k - 1) * n + i];
+        }
+    }
+    tarvo::detail::parallelRows(stripes, work, [&](int k0, int k1) {
+        for (int k = k0; k < k1; k++) {
+            const int y0 = first(k);
+            for (int y = y0; y < first(k + 1); y++) {
+                const T* s = src.ptr<T>(y);
+                if (sum) {
+                    const ST* a = y == y0 && k > 0 ? &tot[size_t(k - 1) * n] : rowOf<ST>(*sum, y);
+                    sumRow<T, ST>(s, a, rowOf<ST>(*sum, y + 1), cols, cn, vec);
+                }
+                if (sqsum) {
+                    const double* a =
+                        y == y0 && k > 0 ? &totSq[size_t(k - 1) * n] : rowOf<double>(*sqsum, y);
+                    sqRow<T>(s, a, rowOf<double>(*sqsum, y + 1), cols, cn);
+                }
+            }
+        }
+    });
+    return true;
+}
+
 template <typename T>
 void integralAll(const Mat& src, Mat* sum, Mat* sqsum, Mat* tilted) {
     typedef typename SumType<T>::type ST;
@@ -175,7 +249,7 @@ void integralAll(const Mat& src, Mat* sum, Mat* sqsum, Mat* tilted) {
     const bool vec = detail::pyrUseIntVector();
     if (!tilted && getNumThreads() > 1 &&
         double(rows) * n >= 2.0 * tarvo::detail::kPixelsPerStripe) {
-        integralSplit<T>(src, sum, sqsum, vec);
+        if (!integralCarry<T>(src, sum, sqsum, vec)) integralSplit<T>(src, sum, sqsum, vec);
         return;
     }
     for (int y = 0; y < rows; y++) {
