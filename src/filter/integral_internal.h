@@ -31,6 +31,15 @@ void pyrParallelRows(int n, double pixels, const std::function<void(int, int)>& 
 // dst[x] = above[x] + (src[0] + ... + src[x]) modulo 2^32, one channel.
 int integralRowU8(const uint8_t* src, const uint32_t* above, uint32_t* dst, int width);
 
+// The same for 3 or 4 interleaved channels, each summed on its own: pixels x
+// from 0 write dst[x*cn + k]. Returns the first pixel it did not write (0 for
+// other channel counts); a 3-channel row leaves at least its last pixel.
+int integralRowU8Cn(const uint8_t* src, const uint32_t* above, uint32_t* dst, int width, int cn);
+
+// col[x] += rows[0][x] + ... + rows[nrows-1][x] modulo 2^32 for x in [0, width)
+// by column blocks; returns the first column it did not add.
+int columnSumsU8(const uint8_t* const* rows, int nrows, uint32_t* col, int width);
+
 // Horizontal 1 4 6 4 1 with decimation, one channel, for outputs x in
 // [x0, x1): dst[x] = s[2x-2] + 4 s[2x-1] + 6 s[2x] + 4 s[2x+1] + s[2x+2].
 // The kernel keeps its reads inside [0, srcWidth) and returns the first x it

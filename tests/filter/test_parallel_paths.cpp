@@ -47,6 +47,26 @@ TEST(ParallelPaths, IntegralTablesInStripes) {
     }
 }
 
+// Bright byte pictures tall enough that one thread's share of the column
+// totals spans several hundred rows: partial sums near the top of their range
+// must not wrap, whatever the thread count.
+TEST(ParallelPaths, IntegralOfBrightTallBytesOnAnyThreadCount) {
+    for (int cn : {1, 3}) {
+        Mat src = test::randomMat(5003, 67, MAKETYPE(MAT_Tuchar, cn), 41u + cn);
+        for (int y = 0; y < src.rows(); y++)
+            for (int i = 0; i < src.rowByteSize(); i++)
+                if (src.data.ptr[y][i] > 8) src.data.ptr[y][i] = 255;
+        const Mat ref = test::onEveryPath([&](Mat& d) { ip::integralImage(src, d); });
+        for (int threads : {3, 7}) {
+            setNumThreads(threads);
+            Mat out;
+            ip::integralImage(src, out);
+            EXPECT_TRUE(test::sameBytes(ref, out)) << cn << " channels, " << threads << " threads";
+        }
+        setNumThreads(0);
+    }
+}
+
 // Mostly 0 and 255 with some other bytes, which count as "set" for dilation
 // and "not set" for erosion.
 Mat binaryPicture(int rows, int cols, int type, uint32_t seed) {
