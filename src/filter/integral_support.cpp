@@ -2,6 +2,8 @@
 // rule, the hardware switch and the parallel loop.
 #include "filter/integral_internal.h"
 
+#include <algorithm>
+
 #include "tarvo/ip/filter.h"
 #include "tarvo/parallel.h"
 
@@ -35,8 +37,11 @@ private:
 
 void pyrParallelRows(int n, double pixels, const std::function<void(int, int)>& body) {
     if (n <= 0) return;
-    // One stripe per 65536 pixels of work; small images stay on the calling thread.
-    parallel_for_(Range(0, n), RowsBody(body), pixels / 65536.0);
+    // One stripe per 65536 pixels of work, so small images stay on the calling
+    // thread, but at most four per thread: each stripe refills its own ring of
+    // filtered rows, and finer stripes would redo more of that work.
+    const double stripes = std::min(pixels / 65536.0, 4.0 * getNumThreads());
+    parallel_for_(Range(0, n), RowsBody(body), stripes);
 }
 
 }  // namespace detail
