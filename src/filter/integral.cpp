@@ -10,7 +10,14 @@
 #include <cstring>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <memory>
 #include <vector>
+
+#if defined(__x86_64__) || defined(__i386__)
+#include <immintrin.h>
+#endif
 
 #include "detail/aliasing.h"
 #include "detail/parallel_rows.h"
@@ -48,6 +55,19 @@ inline ST toSum(T v) {
 template <>
 inline uint32_t toSum<uint32_t, int>(int v) {
     return static_cast<uint32_t>(v);
+}
+
+#if defined(__GNUC__)
+#define TARVO_NOINLINE __attribute__((noinline))
+#else
+#define TARVO_NOINLINE
+#endif
+
+// One short pause in a wait loop.
+inline void cpuRelax() {
+#if defined(__x86_64__) || defined(__i386__)
+    _mm_pause();
+#endif
 }
 
 template <typename ST>
@@ -137,47 +157,47 @@ inline ST term(T v) {
     }
 }
 
-// Whole tables a group of eight rows at a time, channel by channel. The rows
-// run side by side: their running sums are independent chains, so the
-// processor overlaps them instead of waiting on one addition after another,
-// and each entry is still above + running sum, the serial loop's one addition
-// of the same two values. (About twice the speed of the row loop on float
-// pictures, whose additions are the slow part.)
+// Rows y .. y + m - 1 (m <= 8) of a table, columns x0 .. x1 - 1, channel by
+// channel. The rows run side by side: their running sums are independent
+// chains, so the processor overlaps them instead of waiting on one addition
+// after another, and each entry is still above + running sum, the serial
+// loop's one addition of the same two values. (About twice the speed of the
+// row loop on float pictures, whose additions are the slow part.) `start`
+// holds each row's running sums over the columns left of x0 (row-major, cn per
+// row; null when x0 is 0); `end`, when given, receives them over the columns
+// left of x1.
 //
-// These tables stay on one thread. Row stripes cannot start before the rows
-// above them are final (their sums round in order), and column blocks, each
-// running the sums over the columns to its left, ran slower on two threads
-// than this loop on one: both threads write neighbouring cache lines of the
-// same rows all the time.
+// Kept out of line: inlined into the column-block worker below, its loop
+// compiled to slower code and two threads ran a fifth slower.
+constexpr int kGroupRows = 8;
+
 template <typename T, typename ST, bool SQ>
-void tableInRowGroups(const Mat& src, Mat& tab) {
-    constexpr int R = 8;
-    const int rows = src.rows(), cols = src.cols(), cn = src.channels();
-    for (int y = 0; y < rows; y += R) {
-        const int m = std::min(R, rows - y);
-        const T* s[R];
-        ST* d[R + 1];
-        d[0] = rowOf<ST>(tab, y);
-        for (int r = 0; r < R; r++) {
-            s[r] = src.ptr<T>(y + std::min(r, m - 1));
-            d[r + 1] = rowOf<ST>(tab, y + 1 + std::min(r, m - 1));
-        }
-        for (int k = 0; k < cn; k++) {
+TARVO_NOINLINE void tableRowGroup(const Mat& src, Mat& tab, int y, int m, int x0, int x1,
+                                  const ST* start, ST* end) {
+    constexpr int R = kGroupRows;
+    const int cn = src.channels();
+    const T* s[R];
+    ST* d[R + 1];
+    d[0] = rowOf<ST>(tab, y);
+    for (int r = 0; r < R; r++) {
+        s[r] = src.ptr<T>(y + std::min(r, m - 1));
+        d[r + 1] = rowOf<ST>(tab, y + 1 + std::min(r, m - 1));
+    }
+    for (int k = 0; k < cn; k++) {
+        if (x0 == 0)
             for (int r = 0; r < m; r++) d[r + 1][k] = ST(0);
-            if (m < R) {
-                for (int r = 0; r < m; r++) {
-                    ST acc = ST(0);
-                    for (int x = 0; x < cols; x++) {
-                        const size_t i = size_t(x + 1) * cn + k;
-                        acc += term<ST, SQ>(s[r][x * cn + k]);
-                        d[r + 1][i] = d[r][i] + acc;
-                    }
+        ST a[R];
+        for (int r = 0; r < R; r++) a[r] = start ? start[std::min(r, m - 1) * cn + k] : ST(0);
+        if (m < R) {
+            for (int r = 0; r < m; r++) {
+                for (int x = x0; x < x1; x++) {
+                    const size_t i = size_t(x + 1) * cn + k;
+                    a[r] += term<ST, SQ>(s[r][size_t(x) * cn + k]);
+                    d[r + 1][i] = d[r][i] + a[r];
                 }
-                continue;
             }
-            ST a[R];
-            for (int r = 0; r < R; r++) a[r] = ST(0);
-            for (int x = 0; x < cols; x++) {
+        } else {
+            for (int x = x0; x < x1; x++) {
                 const size_t j = size_t(x) * cn + k, i = j + cn;
                 for (int r = 0; r < R; r++) a[r] += term<ST, SQ>(s[r][j]);
                 ST v = d[0][i];
@@ -187,7 +207,89 @@ void tableInRowGroups(const Mat& src, Mat& tab) {
                 }
             }
         }
+        if (end)
+            for (int r = 0; r < m; r++) end[r * cn + k] = a[r];
     }
+}
+
+template <typename T, typename ST, bool SQ>
+void tableInRowGroups(const Mat& src, Mat& tab) {
+    for (int y = 0; y < src.rows(); y += kGroupRows)
+        tableRowGroup<T, ST, SQ>(src, tab, y, std::min(kGroupRows, src.rows() - y), 0, src.cols(),
+                                 nullptr, nullptr);
+}
+
+// Tables that add in rounding order, on several threads: the columns are cut
+// into one block per thread, and each block runs the row groups above over its
+// columns, down the whole table. A block's rows start from the running sums
+// its left neighbour ended them with, which that neighbour publishes group by
+// group; a block that finds them missing waits a little, then adds up the
+// source left of it itself. Either way the running sum is the same sequence of
+// additions from column 0, so results never depend on timing. (Waiting only a
+// bounded time keeps a block whose neighbour never gets a thread, or runs after
+// it on the same thread, from stalling.) A block keeps two groups behind its
+// left neighbour, so the two never write the same table rows at once: they
+// share only the cache line at their edge in each row.
+template <typename T, typename ST, bool SQ>
+void tableInColumnBlocks(const Mat& src, Mat& tab, int blocks) {
+    constexpr int R = kGroupRows;
+    const int rows = src.rows(), cols = src.cols(), cn = src.channels();
+    const size_t perBlock = size_t(rows) * cn;
+    std::vector<ST> carry(size_t(blocks - 1) * perBlock);
+    struct alignas(64) Progress {
+        std::atomic<int> rows{0};
+    };
+    std::unique_ptr<Progress[]> progress(new Progress[blocks]);
+    auto edge = [&](int k) { return int(int64_t(cols) * k / blocks); };
+    auto runBlock = [&](int b) {
+        const int x0 = edge(b), x1 = edge(b + 1);
+        // With few rows, running behind the left block would leave little to
+        // do side by side: each block adds up the columns left of it instead.
+        const bool alone = rows < 4 * R;
+        bool patient = b > 0 && !alone;
+        std::vector<ST> own(b > 0 ? size_t(R) * cn : 0);
+        for (int y = 0; y < rows; y += R) {
+            const int m = std::min(R, rows - y);
+            const ST* start = nullptr;
+            if (b > 0) {
+                const Progress& left = progress[b - 1];
+                // The left block's next group starts from the table row this
+                // group ends with.
+                const int need = std::min(rows, y + m + R);
+                if (left.rows.load(std::memory_order_acquire) < need && patient) {
+                    const auto until =
+                        std::chrono::steady_clock::now() + std::chrono::microseconds(200);
+                    for (int spin = 1; left.rows.load(std::memory_order_acquire) < need; spin++) {
+                        cpuRelax();
+                        if (spin % 64 == 0 && std::chrono::steady_clock::now() > until) {
+                            patient = false;
+                            break;
+                        }
+                    }
+                }
+                if (!alone && left.rows.load(std::memory_order_acquire) >= y + m) {
+                    start = &carry[size_t(b - 1) * perBlock + size_t(y) * cn];
+                } else {
+                    for (int r = 0; r < m; r++) {
+                        const T* s = src.ptr<T>(y + r);
+                        for (int k = 0; k < cn; k++) {
+                            ST a = ST(0);
+                            for (int x = 0; x < x0; x++) a += term<ST, SQ>(s[size_t(x) * cn + k]);
+                            own[size_t(r) * cn + k] = a;
+                        }
+                    }
+                    start = own.data();
+                }
+            }
+            ST* end = b + 1 < blocks ? &carry[size_t(b) * perBlock + size_t(y) * cn] : nullptr;
+            tableRowGroup<T, ST, SQ>(src, tab, y, m, x0, x1, start, end);
+            if (end) progress[b].rows.store(y + m, std::memory_order_release);
+        }
+    };
+    const auto body = [&](int b0, int b1) {
+        for (int b = b0; b < b1; b++) runBlock(b);
+    };
+    parallel_for_(Range(0, blocks), tarvo::detail::RowStripes<decltype(body)>(body), blocks);
 }
 
 // One pass on several threads for tables whose sums are exact in any order
@@ -317,6 +419,13 @@ void integralAll(const Mat& src, Mat* sum, Mat* sqsum, Mat* tilted) {
         // The byte table's row loop has its own vector row kernel; the plain
         // row loop below is the reference the other paths are tested against.
         const bool byteRows = std::is_same<T, unsigned char>::value && !sqsum;
+        // Column blocks of at least 256 columns each.
+        const int blocks = std::min(getNumThreads(), cols / 256);
+        if (threaded && blocks > 1) {
+            if (sum) tableInColumnBlocks<T, ST, false>(src, *sum, blocks);
+            if (sqsum) tableInColumnBlocks<T, double, true>(src, *sqsum, blocks);
+            return;
+        }
         if (threaded || (vec && !byteRows)) {
             if (sum) tableInRowGroups<T, ST, false>(src, *sum);
             if (sqsum) tableInRowGroups<T, double, true>(src, *sqsum);

@@ -19,7 +19,8 @@ const int kDepths[] = {MAT_Tuchar, MAT_Tshort, MAT_Tint, MAT_Tfloat, MAT_Tdouble
 TEST(ParallelPaths, IntegralTablesInStripes) {
     struct Shape {
         int rows, cols, cn;
-    } shapes[] = {{1, 150001, 1}, {140001, 1, 1}, {311, 467, 1}, {173, 301, 3}, {129, 263, 4}};
+    } shapes[] = {{1, 150001, 1}, {140001, 1, 1}, {311, 467, 1}, {173, 301, 3},
+                  {129, 263, 4},  {61, 2053, 1},  {29, 1543, 3}};
     for (const Shape& sh : shapes) {
         for (int depth : kDepths) {
             // Wide value ranges: float sums round differently in any other
@@ -47,21 +48,29 @@ TEST(ParallelPaths, IntegralTablesInStripes) {
     }
 }
 
-// Bright byte pictures tall enough that one thread's share of the column
-// totals spans several hundred rows: partial sums near the top of their range
-// must not wrap, whatever the thread count.
-TEST(ParallelPaths, IntegralOfBrightTallBytesOnAnyThreadCount) {
+// More threads than processors. Bright byte pictures tall enough that one
+// thread's share of the column totals spans several hundred rows: partial sums
+// near the top of their range must not wrap. Wide float pictures cut into more
+// column blocks than can run at once: a block whose left neighbour has no
+// processor yet must still start its rows from the same running sums.
+TEST(ParallelPaths, IntegralOnAnyThreadCount) {
+    std::vector<Mat> pictures;
     for (int cn : {1, 3}) {
         Mat src = test::randomMat(5003, 67, MAKETYPE(MAT_Tuchar, cn), 41u + cn);
         for (int y = 0; y < src.rows(); y++)
             for (int i = 0; i < src.rowByteSize(); i++)
                 if (src.data.ptr[y][i] > 8) src.data.ptr[y][i] = 255;
+        pictures.push_back(src);
+        pictures.push_back(test::randomMat(83, 2311, MAKETYPE(MAT_Tfloat, cn), 7u + cn, -1e7, 1e7));
+    }
+    for (const Mat& src : pictures) {
         const Mat ref = test::onEveryPath([&](Mat& d) { ip::integralImage(src, d); });
         for (int threads : {3, 7}) {
             setNumThreads(threads);
             Mat out;
             ip::integralImage(src, out);
-            EXPECT_TRUE(test::sameBytes(ref, out)) << cn << " channels, " << threads << " threads";
+            EXPECT_TRUE(test::sameBytes(ref, out)) << src.cols() << " columns, " << src.channels()
+                                                   << " channels, " << threads << " threads";
         }
         setNumThreads(0);
     }
