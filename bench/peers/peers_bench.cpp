@@ -230,13 +230,19 @@ int main(int argc, char** argv) {
                         return finish(vips_image_new_from_file(jpg.c_str(), "access",
                                                                VIPS_ACCESS_SEQUENTIAL, nullptr));
                     }});
+    // At level 6 both choose a row filter per row from all five, as our writer
+    // does; left to its default the peer writes no row filter at all, a file
+    // about 40% larger, which is not the same work.
     for (int level : {1, 6})
-        rows.push_back({"PNG encode RGB level " + std::to_string(level),
-                        [&, level] { return rgb.toImage(out.c_str(), 95, level); },
-                        [&, level] {
-                            return vips_pngsave(vRgb, out.c_str(), "compression", level, nullptr) ==
-                                   0;
-                        }});
+        rows.push_back(
+            {"PNG encode RGB level " + std::to_string(level),
+             [&, level] { return rgb.toImage(out.c_str(), 95, level); },
+             [&, level] {
+                 return (level == 1
+                             ? vips_pngsave(vRgb, out.c_str(), "compression", level, nullptr)
+                             : vips_pngsave(vRgb, out.c_str(), "compression", level, "filter",
+                                            VIPS_FOREIGN_PNG_FILTER_ALL, nullptr)) == 0;
+             }});
 
     std::printf("1920x1080, one thread each; Mpix/s by wall time (CPU time in brackets)\n");
     std::printf("%-34s %22s %22s %8s %8s\n", "operation", "tarvoip", "libvips", "ratio",
