@@ -30,6 +30,9 @@ COFFEE = os.path.join(DATA, "coffee.png")
         ("resize", "--width 211 --height 97 --interpolation 2",
          lambda c: ip.resize(c, 211, 97, ip.ResizeCubic)),
         ("canny", "--low 40 --high 120", lambda c: ip.canny(c, 40, 120)),
+        ("pyr-down", "--levels 2 --border clamp",
+         lambda c: ip.pyrDown(ip.pyrDown(c, borderType=1), borderType=1)),
+        ("pyr-up", "", lambda c: ip.pyrUp(c)),
         ("sobel", "--dx 1 --dy 0",
          lambda c: np.abs(ip.sobel(c, 1, 0, ddepth=tarvo.MAT_Tshort).astype(np.int32))
          .clip(0, 255).astype(np.uint8)),

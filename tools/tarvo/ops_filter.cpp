@@ -1,6 +1,7 @@
 // Rows of the tarvo tool for the filter operations.
 #include "operations.h"
 #include "tarvo/ip/gaussian.h"
+#include "tarvo/ip/integral.h"
 #include "tarvo/ip/morphology.h"
 
 namespace tarvotool {
@@ -14,6 +15,42 @@ void runGaussian(const Mat& in, Mat& out, const Args& a) {
         tarvo::ip::gaussian(in, out, a.f(0), a.f(1));
     else
         tarvo::ip::gaussian(in, out, a.f(0));
+}
+
+// --levels halvings or doublings, each from the previous level. A level the
+// library refuses (a picture past its size bound) leaves the result empty.
+void runPyramid(bool down, const Mat& in, Mat& out, const Args& a) {
+    out.release();
+    Mat level = in;
+    for (int k = 0; k < a.i(0); k++) {
+        Mat next;
+        if (down)
+            tarvo::ip::pyrDown(level, next, tarvo::Size_<int>(), a.i(1));
+        else
+            tarvo::ip::pyrUp(level, next, tarvo::Size_<int>(), a.i(1));
+        if (next.empty()) return;
+        level = next;
+    }
+    out = level;
+}
+
+void runPyrDown(const Mat& in, Mat& out, const Args& a) {
+    runPyramid(true, in, out, a);
+}
+void runPyrUp(const Mat& in, Mat& out, const Args& a) {
+    runPyramid(false, in, out, a);
+}
+
+// A halving reads 2 source pixels either side of its centre; each further
+// level doubles the reach of the one before and adds its own 2: 2^(L+1) - 2.
+int reachPyrDown(const Args& a) {
+    return (2 << a.i(0)) - 2;
+}
+
+// A doubling reads its source pixel and one either side; further levels add
+// halves of that, which stay within two source pixels.
+int reachPyrUp(const Args& a) {
+    return a.i(0) > 1 ? 2 : 1;
 }
 
 enum MorphKind { kErode, kDilate, kOpening, kClosing };
@@ -99,6 +136,28 @@ const Operation kRows[] = {
      kGreyOrColour,
      nullptr,
      {reachGaussian, "--support, or 2 sigma, rounded"}},
+    {"pyr-down",
+     "Gaussian pyramid down: 5-tap smoothing and halving, --levels times",
+     {{"levels", "halvings, each from the one before", 1, 1, 8, true},
+      {"border", "how rows and columns beyond the edge are made up (fill: zeros)", 4, 0, 4, true,
+       kBorderChoices}},
+     runPyrDown,
+     nullptr,
+     "pyr-down --levels 2 in.png out.png",
+     kGreyOrColour,
+     nullptr,
+     {reachPyrDown, "2 source pixels per halving, doubled by each further level", true}},
+    {"pyr-up",
+     "Gaussian pyramid up: doubling with the 5-tap kernel, --levels times",
+     {{"levels", "doublings, each from the one before", 1, 1, 3, true},
+      {"border", "how rows beyond the edge are made up (columns always mirror; fill: zeros)", 4, 0,
+       4, true, kBorderChoices}},
+     runPyrUp,
+     nullptr,
+     "pyr-up --levels 1 in.png out.png",
+     kGreyOrColour,
+     nullptr,
+     {reachPyrUp, "one source pixel, two with more than one level", true}},
     {"erode",
      "Morphological erosion: each pixel becomes the minimum under the element (darkens)",
      TARVO_MORPH_PARAMS("erosion"),

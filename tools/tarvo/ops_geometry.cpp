@@ -107,6 +107,10 @@ const DemoStep kDemo[] = {
     {"resize-half.png", "shrunk to half size (area averaging)", "", "resize", "--scale 0.5", 350},
     {"resize-zoom.png", "the cut-out enlarged twice, Lanczos", "crop.png", "resize",
      "--scale 2 --interpolation lanczos4", 351},
+    {"pyr-down.png", "Gaussian pyramid, two levels down (a quarter of each side)", "", "pyr-down",
+     "--levels 2", 352},
+    {"pyr-up.png", "the cut-out doubled by the pyramid's 5-tap kernel", "crop.png", "pyr-up",
+     "--levels 1", 353},
 };
 
 }  // namespace
