@@ -46,6 +46,10 @@ int columnSumsU8(const uint8_t* const* rows, int nrows, uint32_t* col, int width
 // did not write (x0 when it wrote nothing).
 int pyrDownRowU8(const uint8_t* src, int srcWidth, uint16_t* dst, int x0, int x1);
 int pyrDownRowF32(const float* src, int srcWidth, float* dst, int x0, int x1);
+// The same for 2 to 4 interleaved channels (srcWidth in pixels, dst indexed
+// by output pixel times cn); returns the first output pixel not written in full.
+int pyrDownRowU8Cn(const uint8_t* src, int srcWidth, uint16_t* dst, int x0, int x1, int cn);
+int pyrDownRowF32Cn(const float* src, int srcWidth, float* dst, int x0, int x1, int cn);
 
 // Horizontal pyrUp, one channel, for pairs x in [x0, x1): dst[2x] =
 // s[x-1] + 6 s[x] + s[x+1], dst[2x+1] = 4 (s[x] + s[x+1]). Same return rule.

@@ -191,6 +191,11 @@ void pyrDownRow(const T* s, int sw, typename WorkType<T>::type* out, int dw, int
             x = detail::pyrDownRowU8(s, sw, out, x, et.hi);
         else if constexpr (std::is_same<T, float>::value)
             x = detail::pyrDownRowF32(s, sw, out, x, et.hi);
+    } else if (vec && cn <= 4) {
+        if constexpr (std::is_same<T, unsigned char>::value)
+            x = detail::pyrDownRowU8Cn(s, sw, out, x, et.hi, cn);
+        else if constexpr (std::is_same<T, float>::value)
+            x = detail::pyrDownRowF32Cn(s, sw, out, x, et.hi, cn);
     }
     pyrDownRowScalar<T>(s, out, x, et.hi, cn);
     auto edge = [&](int xo, const int* c) {

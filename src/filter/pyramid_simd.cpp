@@ -22,6 +22,12 @@ int PyrDownRowU8(const uint8_t*, int, uint16_t*, int x0, int) {
 int PyrDownRowF32(const float*, int, float*, int x0, int) {
     return x0;
 }
+int PyrDownRowU8Cn(const uint8_t*, int, uint16_t*, int x0, int, int) {
+    return x0;
+}
+int PyrDownRowF32Cn(const float*, int, float*, int x0, int, int) {
+    return x0;
+}
 int PyrDownColU8(const uint16_t* const*, uint8_t*, int) {
     return 0;
 }
@@ -85,6 +91,69 @@ int PyrDownRowF32(const float* src, int srcWidth, float* dst, int x0, int x1) {
         hn::StoreU(v, d, dst + x);
     }
     return x;
+}
+
+// Rows of 2 to 4 interleaved channels. The filter runs at every source
+// element, its taps cn elements apart (the same channel of the neighbouring
+// pixels); an output pixel is the filter at the first cn elements of every
+// 2 cn, so a repeating mask keeps those lanes and compresses them together.
+// The mask of a vector starting j vectors in is the pattern shifted by
+// (j N) mod 2 cn, read from a table of the pattern. Returns the first output
+// pixel not written in full (a vector may end inside a pixel).
+template <class D, typename T, class Kernel>
+int PyrDownRowCn(D d, const T* src, int srcWidth, hn::TFromD<D>* dst, int x0, int x1, int cn,
+                 const Kernel& f) {
+    typedef hn::TFromD<D> WT;
+    const hn::RebindToUnsigned<D> du;
+    typedef hn::TFromD<decltype(du)> MT;
+    const int N = (int)hn::Lanes(d), period = 2 * cn;
+    if (x0 < 1 || cn < 2 || cn > 4 || N + period > int(HWY_MAX_BYTES / sizeof(WT)) + 8) return x0;
+    MT pattern[HWY_MAX_BYTES / sizeof(WT) + 8];
+    for (int t = 0; t < N + period; t++) pattern[t] = (t % period) < cn ? MT(~MT(0)) : MT(0);
+    const size_t rowEnd = size_t(srcWidth) * cn, stop = size_t(2) * x1 * cn;
+    WT* const first = dst + size_t(x0) * cn;
+    WT* const end = dst + size_t(x1) * cn;
+    WT* out = first;
+    int phase = 0;
+    for (size_t e = size_t(2) * x0 * cn; e + N <= stop && e + N + period <= rowEnd; e += N) {
+        const auto v = f(src + e, cn);
+        const auto keep = hn::RebindMask(d, hn::Ne(hn::LoadU(du, pattern + phase), hn::Zero(du)));
+        // A whole-vector store is cheaper than a masked one; its spare lanes
+        // land on outputs that a later store or the caller's loop rewrites,
+        // as long as the vector ends inside [x0, x1).
+        if (out + N <= end)
+            out += hn::CompressStore(v, keep, d, out);
+        else
+            out += hn::CompressBlendedStore(v, keep, d, out);
+        phase = (phase + N) % period;
+    }
+    return x0 + int((out - first) / cn);
+}
+
+int PyrDownRowU8Cn(const uint8_t* src, int srcWidth, uint16_t* dst, int x0, int x1, int cn) {
+    const hn::ScalableTag<uint16_t> d;
+    const hn::Rebind<uint8_t, decltype(d)> d8;
+    auto kernel = [&](const uint8_t* s, int step) {
+        const auto a = hn::PromoteTo(d, hn::LoadU(d8, s - 2 * step));
+        const auto b = hn::PromoteTo(d, hn::LoadU(d8, s - step));
+        const auto c = hn::PromoteTo(d, hn::LoadU(d8, s));
+        const auto e = hn::PromoteTo(d, hn::LoadU(d8, s + step));
+        const auto g = hn::PromoteTo(d, hn::LoadU(d8, s + 2 * step));
+        auto v = hn::Add(hn::Add(a, g), hn::ShiftLeft<2>(hn::Add(b, e)));
+        return hn::Add(v, hn::Add(hn::ShiftLeft<2>(c), hn::ShiftLeft<1>(c)));
+    };
+    return PyrDownRowCn(d, src, srcWidth, dst, x0, x1, cn, kernel);
+}
+
+int PyrDownRowF32Cn(const float* src, int srcWidth, float* dst, int x0, int x1, int cn) {
+    const hn::ScalableTag<float> d;
+    const auto four = hn::Set(d, 4.0f), six = hn::Set(d, 6.0f);
+    auto kernel = [&](const float* s, int step) {
+        const auto a = hn::LoadU(d, s - 2 * step), b = hn::LoadU(d, s - step);
+        const auto c = hn::LoadU(d, s), e = hn::LoadU(d, s + step), g = hn::LoadU(d, s + 2 * step);
+        return hn::Add(hn::Add(hn::Add(a, g), hn::Mul(hn::Add(b, e), four)), hn::Mul(c, six));
+    };
+    return PyrDownRowCn(d, src, srcWidth, dst, x0, x1, cn, kernel);
 }
 
 int PyrDownColU8(const uint16_t* const* rows, uint8_t* dst, int width) {
@@ -210,6 +279,8 @@ namespace tarvo {
 namespace detail {
 HWY_EXPORT(PyrDownRowU8);
 HWY_EXPORT(PyrDownRowF32);
+HWY_EXPORT(PyrDownRowU8Cn);
+HWY_EXPORT(PyrDownRowF32Cn);
 HWY_EXPORT(PyrDownColU8);
 HWY_EXPORT(PyrDownColF32);
 HWY_EXPORT(PyrUpRowU8);
@@ -222,6 +293,12 @@ int pyrDownRowU8(const uint8_t* src, int srcWidth, uint16_t* dst, int x0, int x1
 }
 int pyrDownRowF32(const float* src, int srcWidth, float* dst, int x0, int x1) {
     return HWY_DYNAMIC_DISPATCH(PyrDownRowF32)(src, srcWidth, dst, x0, x1);
+}
+int pyrDownRowU8Cn(const uint8_t* src, int srcWidth, uint16_t* dst, int x0, int x1, int cn) {
+    return HWY_DYNAMIC_DISPATCH(PyrDownRowU8Cn)(src, srcWidth, dst, x0, x1, cn);
+}
+int pyrDownRowF32Cn(const float* src, int srcWidth, float* dst, int x0, int x1, int cn) {
+    return HWY_DYNAMIC_DISPATCH(PyrDownRowF32Cn)(src, srcWidth, dst, x0, x1, cn);
 }
 int pyrDownColU8(const uint16_t* const* rows, uint8_t* dst, int width) {
     return HWY_DYNAMIC_DISPATCH(PyrDownColU8)(rows, dst, width);
