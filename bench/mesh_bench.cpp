@@ -42,14 +42,27 @@ TriangleModel grid(int nx, int ny, float w, float h, std::vector<P>* pts, float 
     return m;
 }
 
-void BM_WarpMesh(benchmark::State& state) {
-    Mat src(1080, 1920, MAT_Tuchar | (2 << 3));
-    for (int y = 0; y < 1080; y++)
-        for (int x = 0; x < 1920 * 3; x++) src.ptr<unsigned char>(y)[x] = (unsigned char)(x ^ y);
+// A 1080p RGB pattern and a 16 x 9 grid mesh, its inner points moved at
+// random for the source and the destination.
+struct MeshScene {
+    Mat src{1080, 1920, MAT_Tuchar | (2 << 3)};
     std::vector<P> sp, dp;
-    TriangleModel m = grid(16, 9, 1919, 1079, &sp, 10, 1);
-    grid(16, 9, 1919, 1079, &dp, 10, 2);
-    m.generateTriangles();
+    TriangleModel m;
+    MeshScene() {
+        for (int y = 0; y < 1080; y++)
+            for (int x = 0; x < 1920 * 3; x++)
+                src.ptr<unsigned char>(y)[x] = (unsigned char)(x ^ y);
+        m = grid(16, 9, 1919, 1079, &sp, 10, 1);
+        grid(16, 9, 1919, 1079, &dp, 10, 2);
+        m.generateTriangles();
+    }
+};
+
+void BM_WarpMesh(benchmark::State& state) {
+    MeshScene scene;
+    const Mat& src = scene.src;
+    std::vector<P>&sp = scene.sp, &dp = scene.dp;
+    TriangleModel& m = scene.m;
     Rect_<int> box;
     bench::checkPaths([&](Mat& d) { ip::warpMesh(src, d, box, sp.data(), dp.data(), &m); },
                       "warpMesh");
@@ -64,13 +77,10 @@ BENCHMARK(BM_WarpMesh)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 // warping draws into the destination as it stands; the same scene.
 void BM_Warping(benchmark::State& state) {
-    Mat src(1080, 1920, MAT_Tuchar | (2 << 3));
-    for (int y = 0; y < 1080; y++)
-        for (int x = 0; x < 1920 * 3; x++) src.ptr<unsigned char>(y)[x] = (unsigned char)(x ^ y);
-    std::vector<P> sp, dp;
-    TriangleModel m = grid(16, 9, 1919, 1079, &sp, 10, 1);
-    grid(16, 9, 1919, 1079, &dp, 10, 2);
-    m.generateTriangles();
+    MeshScene scene;
+    const Mat& src = scene.src;
+    std::vector<P>&sp = scene.sp, &dp = scene.dp;
+    TriangleModel& m = scene.m;
     Rect_<int> box;
     bench::checkPaths(
         [&](Mat& d) {

@@ -7,8 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "hwy/targets.h"
-
+#include "support/vector_targets.h"
 #include "support/all_paths.h"
 #include "support/test_util.h"
 #include "tarvo/colorspace.h"
@@ -165,10 +164,7 @@ TEST(MatPaths, EveryCompiledVectorTargetMatchesScalar) {
     // The processor picks one target; mock the others it can run so that each
     // compiled conversion and grey kernel is checked against the scalar loops.
     struct Restore {
-        ~Restore() {
-            hwy::SetSupportedTargetsForTest(0);
-            detail::setUseOptimized(true);
-        }
+        ~Restore() { detail::setUseOptimized(true); }
     } restore;
     std::vector<std::function<void(Mat&)>> ops;
     std::vector<Mat> srcs;
@@ -190,20 +186,13 @@ TEST(MatPaths, EveryCompiledVectorTargetMatchesScalar) {
     detail::setUseOptimized(false);
     for (size_t i = 0; i < ops.size(); i++) ops[i](refs[i]);
     detail::setUseOptimized(true);
-    const uint64_t targets = (uint64_t)(hwy::SupportedTargets() & HWY_TARGETS);
-    int tried = 0;
-    for (uint64_t bit = 1; bit != 0; bit <<= 1) {
-        if (!(targets & bit) || bit == (uint64_t)HWY_SCALAR || bit == (uint64_t)HWY_EMU128)
-            continue;
-        hwy::SetSupportedTargetsForTest((int64_t)bit);
+    const int tried = test::onEveryVectorTarget([&](const char* target) {
         for (size_t i = 0; i < ops.size(); i++) {
             Mat out;
             ops[i](out);
-            EXPECT_TRUE(test::sameBytes(out, refs[i]))
-                << hwy::TargetName((int64_t)bit) << " op " << i;
+            EXPECT_TRUE(test::sameBytes(out, refs[i])) << target << " op " << i;
         }
-        tried++;
-    }
+    });
     EXPECT_GT(tried, 0);
 }
 

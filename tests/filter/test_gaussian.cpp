@@ -4,8 +4,8 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <hwy/targets.h>
 
+#include "support/vector_targets.h"
 #include "support/test_util.h"
 #include "tarvo/ip/gaussian.h"
 #include "tarvo/parallel.h"
@@ -257,20 +257,12 @@ TEST(GaussianReference, EveryCompiledVectorTargetMatchesScalar) {
     ASSERT_NE(g, nullptr);
     ip::convolveImage(&fsrc, g, g, &fref, false);
     detail::setUseOptimized(true);
-    const uint64_t targets = (uint64_t)(hwy::SupportedTargets() & HWY_TARGETS);
-    int tried = 0;
-    for (uint64_t bit = 1; bit != 0; bit <<= 1) {
-        if (!(targets & bit) || bit == (uint64_t)HWY_SCALAR || bit == (uint64_t)HWY_EMU128)
-            continue;
-        hwy::SetSupportedTargetsForTest((int64_t)bit);
+    const int tried = test::onEveryVectorTarget([&](const char* target) {
         for (size_t i = 0; i < srcs.size(); i++)
-            EXPECT_TRUE(matEqual(gauss(srcs[i], 1.6f), refs[i]))
-                << hwy::TargetName((int64_t)bit) << " type " << types[i];
+            EXPECT_TRUE(matEqual(gauss(srcs[i], 1.6f), refs[i])) << target << " type " << types[i];
         ip::convolveImage(&fsrc, g, g, &fout, false);
-        EXPECT_TRUE(matEqual(fout, fref)) << hwy::TargetName((int64_t)bit);
-        tried++;
-    }
-    hwy::SetSupportedTargetsForTest(0);
+        EXPECT_TRUE(matEqual(fout, fref)) << target;
+    });
     delete g;
     EXPECT_GT(tried, 0);
 }

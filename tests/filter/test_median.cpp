@@ -6,8 +6,8 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <hwy/targets.h>
 
+#include "support/vector_targets.h"
 #include "support/naive_median.h"
 #include "support/test_util.h"
 #include "tarvo/ip/filter.h"
@@ -373,22 +373,14 @@ TEST(Median, NetworksAgreeOnEveryVectorTarget) {
     // side bands are long enough for the clipped-window kernel.
     PathGuard g;
     const Mat srcs[2] = {fewLevels(97, 150, MAT_Tuchar, 41), randomMat(40, 67, MAT_Tuchar3, 42)};
-    const uint64_t targets = (uint64_t)(hwy::SupportedTargets() & HWY_TARGETS);
-    int tried = 0;
-    for (uint64_t bit = 1; bit != 0; bit <<= 1) {
-        if (!(targets & bit) || bit == (uint64_t)HWY_SCALAR || bit == (uint64_t)HWY_EMU128)
-            continue;
-        hwy::SetSupportedTargetsForTest((int64_t)bit);
+    const int tried = test::onEveryVectorTarget([&](const char* target) {
         for (const Mat& src : srcs)
             for (int n : {3, 5}) {
                 Mat out;
                 median(src, out, n);
                 EXPECT_TRUE(matEqual(out, naiveMedian(src, n, 0)))
-                    << hwy::TargetName((int64_t)bit) << " channels " << src.channels() << " n "
-                    << n;
+                    << target << " channels " << src.channels() << " n " << n;
             }
-        tried++;
-    }
-    hwy::SetSupportedTargetsForTest(0);
+    });
     EXPECT_GT(tried, 0);
 }

@@ -1,10 +1,9 @@
 // Pyramid steps against a direct two-dimensional evaluation.
 #include <cmath>
-#include <string>
 
 #include <gtest/gtest.h>
-#include <hwy/targets.h>
 
+#include "support/vector_targets.h"
 #include "support/test_util.h"
 #include "tarvo/parallel.h"
 #include "tarvo/ip/integral.h"
@@ -261,7 +260,6 @@ TEST(Pyramid, VectorAndThreadedRunsEqualScalar) {
     // 1920 x 200 bytes is above the one-stripe threshold, so rows run in stripes.
     // Every compiled vector target: the multi-channel rows compress lanes,
     // which targets without a compress instruction emulate.
-    const uint64_t targets = (uint64_t)(hwy::SupportedTargets() & HWY_TARGETS);
     for (int depth : {MAT_Tuchar, MAT_Tfloat})
         for (int cn : {1, 3, 4}) {
             Mat src = test::randomMat(200, 1921, MAKETYPE(depth, cn), 21, 0.0, 255.0);
@@ -270,19 +268,15 @@ TEST(Pyramid, VectorAndThreadedRunsEqualScalar) {
             ip::pyrDown(src, downRef);
             ip::pyrUp(src, upRef, Size_<int>(), BorderClamp);
             detail::setUseOptimized(true);
-            for (uint64_t bit = 1; bit != 0; bit <<= 1) {
-                if (!(targets & bit) || bit == (uint64_t)HWY_SCALAR || bit == (uint64_t)HWY_EMU128)
-                    continue;
-                hwy::SetSupportedTargetsForTest((int64_t)bit);
+            test::onEveryVectorTarget([&](const char* target) {
                 Mat downVec, upVec;
                 ip::pyrDown(src, downVec);
                 ip::pyrUp(src, upVec, Size_<int>(), BorderClamp);
-                const std::string tag = std::string(hwy::TargetName((int64_t)bit)) + " depth " +
-                                        std::to_string(depth) + " cn " + std::to_string(cn);
-                EXPECT_TRUE(test::matEqual(downVec, downRef)) << tag;
-                EXPECT_TRUE(test::matEqual(upVec, upRef)) << tag;
-            }
-            hwy::SetSupportedTargetsForTest(0);
+                EXPECT_TRUE(test::matEqual(downVec, downRef))
+                    << target << " depth " << depth << " cn " << cn;
+                EXPECT_TRUE(test::matEqual(upVec, upRef))
+                    << target << " depth " << depth << " cn " << cn;
+            });
             EXPECT_TRUE(
                 test::matNear(upRef, refPyrUp(src, upRef.size(), BorderClamp), tolFor(depth)));
         }

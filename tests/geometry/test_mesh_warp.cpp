@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "hwy/targets.h"
+#include "support/vector_targets.h"
 #include "support/naive_mesh.h"
 #include "support/test_util.h"
 #include "tarvo/ip/geometry.h"
@@ -347,22 +347,15 @@ TEST(MeshWarp, EveryVectorTargetMatchesPerPixelVersion) {
         sps.push_back(sp);
         dps.push_back(dp);
     }
-    const uint64_t targets = (uint64_t)(hwy::SupportedTargets() & HWY_TARGETS);
-    int tried = 0;
-    for (uint64_t bit = 1; bit != 0; bit <<= 1) {
-        if (!(targets & bit) || bit == (uint64_t)HWY_SCALAR || bit == (uint64_t)HWY_EMU128)
-            continue;
-        hwy::SetSupportedTargetsForTest((int64_t)bit);
+    const int tried = test::onEveryVectorTarget([&](const char* target) {
         for (size_t i = 0; i < srcs.size(); i++) {
             Mat got;
             Rect_<int> box;
             ip::warpMesh(srcs[i], got, box, sps[i].data(), dps[i].data(), &m);
-            EXPECT_TRUE(matEqual(got, wants[i])) << hwy::TargetName((int64_t)bit) << " case " << i;
-            EXPECT_EQ(box, boxes[i]) << hwy::TargetName((int64_t)bit) << " case " << i;
+            EXPECT_TRUE(matEqual(got, wants[i])) << target << " case " << i;
+            EXPECT_EQ(box, boxes[i]) << target << " case " << i;
         }
-        tried++;
-    }
-    hwy::SetSupportedTargetsForTest(0);
+    });
     EXPECT_GT(tried, 0);
 }
 
@@ -402,14 +395,7 @@ TEST(MeshWarp, WarpingGivesTheScalarResultOnEveryPath) {
         check("threaded");
         setNumThreads(1);
         check("one thread");
-        const uint64_t targets = (uint64_t)(hwy::SupportedTargets() & HWY_TARGETS);
-        for (uint64_t bit = 1; bit != 0 && cs.cols < 400; bit <<= 1) {
-            if (!(targets & bit) || bit == (uint64_t)HWY_SCALAR || bit == (uint64_t)HWY_EMU128)
-                continue;
-            hwy::SetSupportedTargetsForTest((int64_t)bit);
-            check(hwy::TargetName((int64_t)bit));
-        }
-        hwy::SetSupportedTargetsForTest(0);
+        if (cs.cols < 400) test::onEveryVectorTarget(check);
         setNumThreads(0);
     }
 }

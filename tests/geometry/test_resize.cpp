@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "hwy/targets.h"
+#include "support/vector_targets.h"
 #include "support/test_util.h"
 #include "tarvo/ip/geometry.h"
 #include "tarvo/parallel.h"
@@ -428,18 +428,11 @@ TEST(Resize, EveryCompiledVectorTargetMatchesScalar) {
         refs.push_back(resized(srcs.back(), c.w, c.h, c.code));
     }
     detail::setUseOptimized(true);
-    const uint64_t targets = (uint64_t)(hwy::SupportedTargets() & HWY_TARGETS);
-    int tried = 0;
-    for (uint64_t bit = 1; bit != 0; bit <<= 1) {
-        if (!(targets & bit) || bit == (uint64_t)HWY_SCALAR || bit == (uint64_t)HWY_EMU128)
-            continue;
-        hwy::SetSupportedTargetsForTest((int64_t)bit);
+    const int tried = test::onEveryVectorTarget([&](const char* target) {
         for (size_t i = 0; i < srcs.size(); i++)
             EXPECT_TRUE(matEqual(resized(srcs[i], cases[i].w, cases[i].h, cases[i].code), refs[i]))
-                << hwy::TargetName((int64_t)bit) << " case " << i;
-        tried++;
-    }
-    hwy::SetSupportedTargetsForTest(0);
+                << target << " case " << i;
+    });
     EXPECT_GT(tried, 0);
 }
 

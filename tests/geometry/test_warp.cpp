@@ -5,7 +5,7 @@
 #include <thread>
 #include <vector>
 
-#include "hwy/targets.h"
+#include "support/vector_targets.h"
 #include "support/naive_warp.h"
 #include "support/test_util.h"
 #include "tarvo/ip/geometry.h"
@@ -551,17 +551,10 @@ TEST(WarpBoth, EveryVectorTargetMatchesTheScalarPath) {
     detail::setUseOptimized(false);
     const std::vector<Mat> ref = runAll();
     detail::setUseOptimized(true);
-    const uint64_t targets = (uint64_t)(hwy::SupportedTargets() & HWY_TARGETS);
-    int tried = 0;
-    for (uint64_t bit = 1; bit != 0; bit <<= 1) {
-        if (!(targets & bit) || bit == (uint64_t)HWY_SCALAR || bit == (uint64_t)HWY_EMU128)
-            continue;
-        hwy::SetSupportedTargetsForTest((int64_t)bit);
+    const int tried = test::onEveryVectorTarget([&](const char* target) {
         const std::vector<Mat> got = runAll();
         for (size_t i = 0; i < ref.size(); i++)
-            EXPECT_TRUE(matEqual(got[i], ref[i])) << hwy::TargetName((int64_t)bit) << " case " << i;
-        tried++;
-    }
-    hwy::SetSupportedTargetsForTest(0);
+            EXPECT_TRUE(matEqual(got[i], ref[i])) << target << " case " << i;
+    });
     EXPECT_GT(tried, 0);
 }

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "hwy/targets.h"
+#include "support/vector_targets.h"
 #include "support/test_util.h"
 #include "tarvo/ip/photo.h"
 #include "tarvo/parallel.h"
@@ -42,18 +42,10 @@ TEST(PhotoTargets, EveryInstructionSetMatchesScalarCode) {
     detail::setUseOptimized(false);
     const std::vector<Mat> refs = all();
     detail::setUseOptimized(true);
-    const uint64_t targets = (uint64_t)(hwy::SupportedTargets() & HWY_TARGETS);
-    int tried = 0;
-    for (uint64_t bit = 1; bit != 0; bit <<= 1) {
-        if (!(targets & bit) || bit == (uint64_t)HWY_SCALAR || bit == (uint64_t)HWY_EMU128)
-            continue;
-        hwy::SetSupportedTargetsForTest((int64_t)bit);
+    const int tried = test::onEveryVectorTarget([&](const char* target) {
         const std::vector<Mat> got = all();
         for (size_t k = 0; k < got.size(); k++)
-            EXPECT_TRUE(test::matEqual(got[k], refs[k]))
-                << hwy::TargetName((int64_t)bit) << " run " << k;
-        tried++;
-    }
-    hwy::SetSupportedTargetsForTest(0);
+            EXPECT_TRUE(test::matEqual(got[k], refs[k])) << target << " run " << k;
+    });
     EXPECT_GT(tried, 0);
 }

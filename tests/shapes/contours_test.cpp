@@ -8,9 +8,8 @@
 
 #include <gtest/gtest.h>
 
-#include "hwy/targets.h"
-
 #include "shapes/contours_internal.h"
+#include "support/vector_targets.h"
 #include "support/naive_contours.h"
 #include "support/test_util.h"
 #include "tarvo/ip/shapes.h"
@@ -316,17 +315,12 @@ TEST(FindContours, VectorAndScalarPathsAgree) {
     const auto refs = all();
     detail::setUseOptimized(true);
     // Every instruction set compiled in.
-    const uint64_t targets = (uint64_t)(hwy::SupportedTargets() & HWY_TARGETS);
-    for (uint64_t bit = 1; bit != 0; bit <<= 1) {
-        if (!(targets & bit) || bit == (uint64_t)HWY_SCALAR || bit == (uint64_t)HWY_EMU128)
-            continue;
-        hwy::SetSupportedTargetsForTest((int64_t)bit);
+    test::onEveryVectorTarget([&](const char* target) {
         const auto got = all();
         for (size_t k = 0; k < got.size(); k++)
-            EXPECT_EQ(got[k], refs[k]) << hwy::TargetName((int64_t)bit) << " image " << k / 20
-                                       << " mode " << k / 5 % 4 << " method " << k % 5;
-    }
-    hwy::SetSupportedTargetsForTest(0);
+            EXPECT_EQ(got[k], refs[k])
+                << target << " image " << k / 20 << " mode " << k / 5 % 4 << " method " << k % 5;
+    });
 }
 
 }  // namespace
